@@ -1,0 +1,37 @@
+# Options that every target of the project is built with: warnings as errors, the hardening of
+# release builds, the sanitizer of the preset.
+
+set(JORVCK_SANITIZE "" CACHE STRING "Sanitizers, as in -fsanitize=; empty for none")
+
+add_library(jorvck_options INTERFACE)
+add_library(jorvck::options ALIAS jorvck_options)
+
+target_compile_options(jorvck_options INTERFACE
+    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wnull-dereference
+    -Wimplicit-fallthrough)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_compile_options(jorvck_options INTERFACE -Wthread-safety)
+endif()
+target_compile_definitions(jorvck_options INTERFACE
+    _FILE_OFFSET_BITS=64
+    # The path-append rule that the checker's messages rest on is that of version 3.
+    BOOST_FILESYSTEM_VERSION=3
+    BOOST_FILESYSTEM_NO_DEPRECATED)
+target_include_directories(jorvck_options INTERFACE ${PROJECT_SOURCE_DIR})
+
+if(JORVCK_SANITIZE)
+    target_compile_options(jorvck_options INTERFACE
+        -fsanitize=${JORVCK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(jorvck_options INTERFACE -fsanitize=${JORVCK_SANITIZE})
+elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
+    target_compile_options(jorvck_options INTERFACE
+        -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -D_GLIBCXX_ASSERTIONS
+        -fstack-protector-strong -fstack-clash-protection -fPIE)
+    target_link_options(jorvck_options INTERFACE -pie -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()

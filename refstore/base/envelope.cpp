@@ -1,0 +1,46 @@
+#include "refstore/base/envelope.h"
+
+#include <xxhash.h>
+
+#include <cstring>
+
+#include "refstore/base/errors.h"
+#include "refstore/base/little_endian.h"
+
+namespace refstore {
+
+std::span<const std::byte> OpenEnvelope(const EnvelopeKind& kind, std::span<const std::byte> bytes,
+                                        const std::string& path) {
+    if (bytes.size() < kEnvelopeHead + kEnvelopeSeal) {
+        ThrowDamage(kind.what, path, "too short");
+    }
+    if (std::memcmp(bytes.data(), kind.magic.data(), kind.magic.size()) != 0) {
+        ThrowDamage(kind.what, path, "bad magic number");
+    }
+    // The version stands before the checksum: a later version may be sealed in another way.
+    if (LoadLittle32(bytes.subspan(8)) != kind.version) {
+        ThrowDamage(kind.what, path, "unknown version");
+    }
+    const std::uint64_t length = LoadLittle64(bytes.subspan(16));
+    if (length != bytes.size() - kEnvelopeHead - kEnvelopeSeal) {
+        ThrowDamage(kind.what, path, "length mismatch");
+    }
+    const auto sealed = bytes.first(bytes.size() - kEnvelopeSeal);
+    if (LoadLittle64(bytes.last(kEnvelopeSeal)) != XXH3_64bits(sealed.data(), sealed.size())) {
+        ThrowDamage(kind.what, path, "checksum mismatch");
+    }
+    if (LoadLittle32(bytes.subspan(12)) != 0) {
+        ThrowDamage(kind.what, path, "reserved field is not zero");
+    }
+    return sealed.subspan(kEnvelopeHead);
+}
+
+LoadedEnvelope LoadEnvelope(const EnvelopeKind& kind, const std::string& path) {
+    const RegularFile file(kind.what, path);
+    LoadedEnvelope loaded;
+    loaded.file = file.ReadAll(kMaxPayload + kEnvelopeHead + kEnvelopeSeal);
+    loaded.payload = OpenEnvelope(kind, loaded.file.Span(), path);
+    return loaded;
+}
+
+}  // namespace refstore

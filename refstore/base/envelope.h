@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "refstore/base/regular_file.h"
+
+namespace refstore {
+
+/// The small sealed envelope that every record file but data.mdb is kept in.
+///
+/// Layout, little-endian, offsets in bytes (docs/formats/envelope.md):
+///   0   8  magic: "JORV" and four letters that name the kind of record
+///   8   4  version of the record's format
+///   12  4  zero
+///   16  8  length n of the payload
+///   24  n  payload
+///   24+n 8 seal: XXH3-64 of everything before it
+struct EnvelopeKind {
+    /// Eight characters.
+    std::string_view magic;
+    std::uint32_t version;
+    /// Name of the structure in messages, e.g. "header file".
+    std::string_view what;
+};
+
+inline constexpr std::size_t kEnvelopeHead = 24;
+inline constexpr std::size_t kEnvelopeSeal = 8;
+/// What FlatBuffers can address, and so the largest payload.
+inline constexpr std::uint64_t kMaxPayload = (std::uint64_t{1} << 31) - 1;
+
+/// Checks a whole envelope and returns its payload, which lies inside `bytes`. Any changed, missing
+/// or added byte, another kind and another version give SysException(EBADMSG).
+std::span<const std::byte> OpenEnvelope(const EnvelopeKind& kind, std::span<const std::byte> bytes,
+                                        const std::string& path);
+
+/// Reads the file at `path` and checks its envelope; `payload` lies inside `file`.
+struct LoadedEnvelope {
+    FileBytes file;
+    std::span<const std::byte> payload;
+};
+LoadedEnvelope LoadEnvelope(const EnvelopeKind& kind, const std::string& path);
+
+}  // namespace refstore

@@ -1,0 +1,112 @@
+#include "refstore/base/file_writer.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+#include "refstore/base/errors.h"
+
+namespace refstore {
+
+namespace {
+
+constexpr std::size_t kMaxWrite = std::size_t{1} << 30;
+
+class Descriptor {
+  public:
+    Descriptor(const std::string& path, int flags, mode_t mode)
+        : path_(path), fd_(::open(path.c_str(), flags | O_CLOEXEC, mode)) {
+        if (fd_ < 0) {
+            ThrowErrno(errno, "file", path);
+        }
+    }
+    ~Descriptor() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    void Write(std::span<const std::byte> bytes) const {
+        while (!bytes.empty()) {
+            const ssize_t put = ::write(fd_, bytes.data(), std::min(bytes.size(), kMaxWrite));
+            if (put < 0 && errno == EINTR) {
+                continue;
+            }
+            Require(put >= 0);
+            bytes = bytes.subspan(static_cast<std::size_t>(put));
+        }
+    }
+    void Sync() const { Require(::fsync(fd_) == 0); }
+    void SyncAll() const { Require(::syncfs(fd_) == 0); }
+    // Errors of delayed writing come with close on some file systems.
+    void Close() { Require(::close(std::exchange(fd_, -1)) == 0); }
+
+  private:
+    void Require(bool done) const {
+        if (!done) {
+            ThrowErrno(errno, "file", path_);
+        }
+    }
+    std::string path_;
+    int fd_;
+};
+
+std::string ParentOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) {
+        return ".";
+    }
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+void Write(const std::string& path, int flags, std::span<const std::byte> bytes, bool sync) {
+    Descriptor file(path, flags, 0644);
+    try {
+        file.Write(bytes);
+        if (sync) {
+            file.Sync();
+        }
+        file.Close();
+    } catch (...) {
+        ::unlink(path.c_str());
+        throw;
+    }
+}
+
+}  // namespace
+
+void WriteNewFile(const std::string& path, std::span<const std::byte> bytes) {
+    Write(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, bytes, false);
+}
+
+void ReplaceFile(const std::string& path, std::span<const std::byte> bytes) {
+    const std::string beside = path + ".new";
+    ::unlink(beside.c_str());
+    Write(beside, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, bytes, true);
+    if (::rename(beside.c_str(), path.c_str()) != 0) {
+        const int code = errno;
+        ::unlink(beside.c_str());
+        ThrowErrno(code, "file", path);
+    }
+    Descriptor(ParentOf(path), O_RDONLY | O_DIRECTORY, 0).Sync();
+}
+
+void SyncFileSystem(const std::string& path) {
+    Descriptor(path, O_RDONLY, 0).SyncAll();
+}
+
+void RenameNew(const std::string& from, const std::string& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
+        ThrowErrno(errno, "file", to);
+    }
+    Descriptor(ParentOf(to), O_RDONLY | O_DIRECTORY, 0).Sync();
+}
+
+}  // namespace refstore

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace refstore {
+
+/// Bytes of a whole file, in memory of its own, aligned for any scalar.
+struct FileBytes {
+    std::unique_ptr<std::byte[]> data;
+    std::size_t size = 0;
+
+    [[nodiscard]] std::span<const std::byte> Span() const { return {data.get(), size}; }
+};
+
+/// A regular file opened for reading. Nothing else can be opened: a directory gives EISDIR, a FIFO,
+/// socket or device EINVAL, at once and without side effects. Every failure is a SysException whose
+/// message names `what` and the path. Move-only; one thread at a time.
+class RegularFile {
+  public:
+    /// @param what kind of structure, a literal, for messages; kept by reference.
+    RegularFile(std::string_view what, const std::string& path);
+    ~RegularFile();
+    RegularFile(RegularFile&& other) noexcept;
+    RegularFile& operator=(RegularFile&&) = delete;
+    RegularFile(const RegularFile&) = delete;
+    RegularFile& operator=(const RegularFile&) = delete;
+
+    /// Size in bytes when the file was opened.
+    [[nodiscard]] std::uint64_t Size() const { return size_; }
+
+    /// Fills `out` from `offset`. A file that ends before is damage (EBADMSG).
+    void ReadAt(std::uint64_t offset, std::span<std::byte> out) const;
+
+    /// Reads Size() bytes from the start. Out of memory is SysException(ENOMEM), a file that has
+    /// grown or shrunk since it was opened EBADMSG. A size above `limit` is EFBIG, before anything
+    /// is allocated.
+    [[nodiscard]] FileBytes ReadAll(std::uint64_t limit) const;
+
+  private:
+    std::string_view what_;
+    std::string path_;
+    int fd_ = -1;
+    std::uint64_t size_ = 0;
+};
+
+}  // namespace refstore

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace refstore {
+
+/// The library's configuration with its defaults; paths are absolute or relative to the current
+/// directory, ready for use.
+struct Settings {
+    std::int32_t useFileExtMap = 0;
+    bool dcidBloomEnabled = false;
+    std::uint32_t tableSpanGiB = 1;
+    bool klfsAware = false;
+    std::vector<std::string> klfsPrefixes;
+    std::string metaDir = "/var/lib/jorv/meta";
+    std::string storageFstab = "/etc/jorv/fstab";
+    std::string logFile = "/var/log/jorv/jorv.log";
+    std::string imageRoot = "/var/lib/jorv/images";
+};
+
+/// Path of the configuration file: the environment's JORV_CONFIG when set and not empty, else
+/// /etc/jorv/jorv.toml.
+std::string SettingsPath();
+
+/// Reads the configuration file at `path`; a missing file gives the defaults. A file that is there
+/// and cannot be used throws Exception (never SysException), its what() the one line
+/// "<path>:<line>: <reason>", or "<path>: <reason>" where no line is to blame.
+Settings ReadSettings(const std::string& path);
+
+/// The process's settings, read from SettingsPath() once. When they cannot be used, prints what()
+/// and a newline on standard error the first time, and throws it every time: with defaults a
+/// share would be checked under the wrong layout and called sound. Any thread may call it.
+const Settings& GetSettings();
+
+}  // namespace refstore

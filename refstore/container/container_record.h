@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "storage/fingerprint.h"
+
+namespace refstore {
+
+/// One piece of data in a container.
+struct ContainerEntry {
+    crfp_digest_t fp = {};
+    std::uint64_t offset = 0;  ///< in the .bin file, bytes
+    std::uint64_t length = 0;  ///< bytes
+
+    friend bool operator==(const ContainerEntry&, const ContainerEntry&) = default;
+};
+
+/// Index of a data container, the .bhd file: what the .bin file of the same name holds.
+struct ContainerIndex {
+    std::uint64_t dcid = 0;
+    std::uint64_t binSize = 0;  ///< bytes
+    std::uint64_t binSeal = 0;  ///< XXH3-64 of the whole .bin file
+    std::vector<ContainerEntry> entries;
+
+    friend bool operator==(const ContainerIndex&, const ContainerIndex&) = default;
+};
+
+/// Reads the index at `path`; every failure is a SysException.
+ContainerIndex LoadContainerIndex(const std::string& path);
+
+}  // namespace refstore

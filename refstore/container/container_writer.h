@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "refstore/container/container_record.h"
+
+namespace refstore {
+
+/// The bytes of a .bhd file.
+std::vector<std::byte> EncodeContainerIndex(const ContainerIndex& index);
+
+/// Fills one container: data goes to memory piece by piece and, with Finish, to disk as
+/// "<dcid>.bin" and then "<dcid>.bhd" in `directory`. A container that was not finished leaves
+/// nothing. Failures are SysExceptions. One thread at a time.
+class ContainerWriter {
+  public:
+    ContainerWriter(std::string directory, std::uint64_t dcid);
+
+    /// Adds `data` and returns its entry.
+    ContainerEntry Add(const crfp_digest_t& fp, std::span<const std::byte> data);
+
+    [[nodiscard]] std::uint64_t Size() const { return data_.size(); }
+    [[nodiscard]] std::uint64_t Dcid() const { return index_.dcid; }
+
+    /// Writes both files, each beside its place first and renamed when whole, .bhd last. Nothing
+    /// may be added afterwards.
+    void Finish();
+
+  private:
+    std::string directory_;
+    std::vector<std::byte> data_;
+    ContainerIndex index_;
+};
+
+}  // namespace refstore

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+#include "storage/fingerprint.h"
+
+namespace refstore {
+
+/// Fingerprint of an extent's data: its SHA-256. Any thread may call it.
+crfp_digest_t Fingerprint(std::span<const std::byte> data);
+
+}  // namespace refstore

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace refstore {
+
+/// The text of a storage table with one line per volume directory, white space and backslashes in
+/// it escaped as fstab(5) says.
+std::string EncodeFstab(const std::vector<std::string>& volumeDirectories);
+
+}  // namespace refstore

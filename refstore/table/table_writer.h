@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "refstore/table/table_record.h"
+
+namespace refstore {
+
+/// Writes `record` as data.mdb into the existing directory `directory`, which must not hold one.
+///
+/// Extents are stored in offset order (stable where starts are equal), everything else in the given
+/// order. The same record always gives the same bytes. Leaves nothing but data.mdb, and nothing at
+/// all on failure, which is a SysException. Does not sync.
+void WriteTableDirectory(const std::string& directory, const TableDirectoryRecord& record);
+
+}  // namespace refstore

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <string>
+#include <utility>
+
+namespace Corvane::Kst::Marlow::Jorv {
+
+/// Root of every exception that the storage library throws on purpose.
+///
+/// A library throws this base type itself only when no check may take the failure for a finding
+/// about the share, for instance when its own configuration cannot be used.
+class Exception : public std::exception {
+  public:
+    Exception() = default;
+
+    /// Keeps a copy of `message` for what().
+    explicit Exception(std::string message) : message_(std::move(message)) {}
+
+    /// The message text. Valid as long as the exception object; owned by it.
+    [[nodiscard]] const char* what() const noexcept override { return message_.c_str(); }
+
+  private:
+    std::string message_;
+};
+
+/// A failed operation on a stored structure. The checks turn it into a finding.
+class SysException : public Exception {
+  public:
+    /// @param errorNumber errno-style code: that of the failing call, or one the library chose.
+    /// @param stackTrace  call stack at the point of the throw, as text; may be empty.
+    /// @param message     what what() returns.
+    SysException(std::int32_t errorNumber, std::string stackTrace, std::string message)
+        : errorNumber_(errorNumber),
+          stackTrace_(std::move(stackTrace)),
+          sysMessage_(std::move(message)) {}
+
+    [[nodiscard]] std::int32_t GetErrorNumber() const noexcept { return errorNumber_; }
+    [[nodiscard]] const std::string& GetStackTrace() const noexcept { return stackTrace_; }
+
+    /// The message alone, never the stack trace.
+    [[nodiscard]] const char* what() const noexcept override { return sysMessage_.c_str(); }
+
+  private:
+    std::int32_t errorNumber_;
+    std::string stackTrace_;
+    std::string sysMessage_;
+};
+
+}  // namespace Corvane::Kst::Marlow::Jorv

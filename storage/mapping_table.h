@@ -1,0 +1,126 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "storage/bloom_filter.h"
+#include "storage/ext.h"
+
+namespace jorv {
+class DataCacheManagementInterface;
+}
+
+namespace Corvane::Kst::Marlow::Jorv {
+
+/// One entry of a table's DCID list: the DCID, and a second value that the checker does not read.
+using DcidEntry = std::pair<unsigned long, unsigned long>;
+
+/// Position in a mapping table, made by the table and freed through Destroy. The slot order is
+/// fixed. One thread at a time.
+class MappingCursor {
+  public:
+    /// The entry under the cursor; never freed by the caller, valid until the cursor moves or is
+    /// destroyed. Not asked for past the end.
+    virtual Ext* Current() = 0;
+
+    /// Advances by one entry. Not called past the end.
+    virtual void Next() = 0;
+
+    /// True when both cursors stand at the same position. `other` comes from the same table and
+    /// may be null where the table hands out null for its end; null is then the end position.
+    virtual bool Equals(const MappingCursor* other) const = 0;
+
+    /// Frees the cursor; nothing may touch it afterwards.
+    virtual void Destroy() = 0;
+
+  protected:
+    MappingCursor() = default;
+    ~MappingCursor() = default;
+    MappingCursor(const MappingCursor&) = default;
+    MappingCursor& operator=(const MappingCursor&) = default;
+};
+
+/// Mapping table: the extents that make up one file, or one span of it, in the table's own order.
+///
+/// The virtual slots below stand in a fixed order, the destructor first. One thread at a time; the
+/// library never calls the data-cache manager that the table was made with.
+class CMappingTable {
+  public:
+    /// Owning handle to a cursor; move-only, may be empty.
+    ///
+    /// Destroying the handle calls Destroy on its cursor. That happens in a destructor: an
+    /// exception out of Destroy ends the process.
+    class iterator {
+      public:
+        /// Takes ownership of `cursor`, which may be null.
+        explicit iterator(MappingCursor* cursor) noexcept : cursor_(cursor) {}
+
+        /// True when both stand at the same position; an empty handle stands at the end.
+        [[nodiscard]] bool Equals(const iterator& other) const {
+            if (cursor_ != nullptr) {
+                return cursor_->Equals(other.cursor_.get());
+            }
+            return other.cursor_ == nullptr || other.cursor_->Equals(nullptr);
+        }
+
+        /// The current entry, as MappingCursor::Current.
+        Ext* operator->() const { return cursor_->Current(); }
+
+        /// Advances by one entry, as MappingCursor::Next.
+        void Next() { cursor_->Next(); }
+
+      private:
+        struct DestroyCursor {
+            void operator()(MappingCursor* cursor) const noexcept { cursor->Destroy(); }
+        };
+        std::unique_ptr<MappingCursor, DestroyCursor> cursor_;
+    };
+
+    CMappingTable() = default;
+    CMappingTable(const CMappingTable&) = delete;
+    CMappingTable& operator=(const CMappingTable&) = delete;
+
+    virtual ~CMappingTable() = default;
+
+    /// Cursor at the first entry; equal to end() when the table is empty.
+    virtual iterator begin() = 0;
+
+    /// Past-the-end cursor. A walk takes a new one at every step, so it must be cheap.
+    virtual iterator end() = 0;
+
+    /// Opens the table kept in a mapping-table directory.
+    ///
+    /// @param path   mapping-table directory.
+    /// @param onKlfs true when the directory lies on a Klfs volume.
+    /// @param name   the library's own; the checker passes the empty text.
+    /// @return 0 on success, else an errno-style code; the table then holds no entries.
+    ///
+    /// May throw SysException instead of returning a code.
+    virtual std::int32_t Open(const std::string& path, bool onKlfs, const std::string& name) = 0;
+
+    /// Hands over the table's DCID list and bloom filter.
+    ///
+    /// @param dcids  replaced by the list, in its stored order; not null.
+    /// @param filter replaced by a filter that the caller owns; not null. Always filled when
+    ///               FileSystemDaemonConfig::dcidBloomEnabled is set.
+    /// @return a value of the library's own, not read by the checker.
+    ///
+    /// Reports failure by throwing SysException.
+    virtual std::int32_t GetDcidList(std::vector<DcidEntry>* dcids,
+                                     std::unique_ptr<BloomFilter>* filter) = 0;
+};
+
+/// Makes a new, empty table.
+///
+/// @param dataCache data-cache manager; not null, outlives the table, never called by it.
+/// @param name      table name; the checker passes the empty text.
+/// @return the table, never null; the caller owns it and deletes it through its virtual
+///         destructor.
+///
+/// May throw SysException.
+CMappingTable* CreateMappingTable(jorv::DataCacheManagementInterface* dataCache, std::string name);
+
+}  // namespace Corvane::Kst::Marlow::Jorv
