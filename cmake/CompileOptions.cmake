@@ -8,7 +8,7 @@ add_library(jorvck::options ALIAS jorvck_options)
 
 target_compile_options(jorvck_options INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
-    -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wnull-dereference
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2
     -Wimplicit-fallthrough)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     target_compile_options(jorvck_options INTERFACE -Wthread-safety)
