@@ -5,7 +5,10 @@
 #include "jorvck/console/console.h"
 #include "jorvck/driver/messages.h"
 #include "jorvck/driver/parse_argv.h"
+#include "jorvck/extent_checksum/extnode_check.h"
+#include "jorvck/paths/join_text.h"
 #include "jorvck/share_metadata/fs_check_meta.h"
+#include "jorvck/virtual_copy/check_vcopy.h"
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
@@ -16,6 +19,12 @@ namespace {
 void RunMetadataChecks(const std::string& sharePath) {
     FsCheckMeta fsCheckMeta(sharePath);
     fsCheckMeta.CheckMeta();
+
+    ExtNodeCheck extNodeCheck(JoinText(sharePath, ""));
+    extNodeCheck.ExtNodeCheck_Cksum(JoinText(sharePath, "map").c_str(),
+                                    JoinText(sharePath, "stu").c_str());
+
+    checkVcopy(sharePath.c_str());
 }
 
 }  // namespace
