@@ -14,11 +14,11 @@ void Write(std::ostream& stream, std::string_view text) {
 
 }  // namespace
 
-void WriteError(std::string_view text) noexcept {
+void WriteError(std::string_view text) {
     Write(std::cerr, text);
 }
 
-void WriteOutput(std::string_view text) noexcept {
+void WriteOutput(std::string_view text) {
     Write(std::cout, text);
 }
 

@@ -6,6 +6,7 @@
 #include "jorvck/driver/messages.h"
 #include "jorvck/driver/parse_argv.h"
 #include "jorvck/extent_checksum/extnode_check.h"
+#include "jorvck/file_data/file_check_manager.h"
 #include "jorvck/paths/join_text.h"
 #include "jorvck/share_metadata/fs_check_meta.h"
 #include "jorvck/virtual_copy/check_vcopy.h"
@@ -27,6 +28,11 @@ void RunMetadataChecks(const std::string& sharePath) {
     checkVcopy(sharePath.c_str());
 }
 
+void RunFileDataCheck(const std::string& shareId, long hours) {
+    FileCheckManager manager;
+    manager.CheckShare(shareId, hours);
+}
+
 }  // namespace
 
 int Run(int argc, char** argv) {
@@ -38,7 +44,11 @@ int Run(int argc, char** argv) {
         const EnvParam& params = EnvParam::GetInstance();
         // A share id alone does not select the file data check, and the metadata checks never turn
         // an id into a path: without --share_path they run on an empty one.
-        RunMetadataChecks(params.sharePath);
+        if (!params.shareId.empty() && params.verifyData) {
+            RunFileDataCheck(params.shareId, params.olderThanHours);
+        } else {
+            RunMetadataChecks(params.sharePath);
+        }
         return 0;
     } catch (...) {
         WriteOutput(kUnhandledException);
