@@ -13,7 +13,7 @@
 #include "jorvshare/report/console.h"
 #include "jorvshare/report/progress.h"
 #include "jorvshare/report/tool_error.h"
-#include "jorvshare/site/containers_on_volumes.h"
+#include "jorvshare/site/volumes.h"
 #include "jorvshare/site/directory.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/fingerprint/sha256.h"

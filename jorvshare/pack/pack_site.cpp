@@ -10,7 +10,7 @@
 
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
-#include "jorvshare/site/containers_on_volumes.h"
+#include "jorvshare/site/volumes.h"
 #include "jorvshare/site/directory.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/config/settings_writer.h"
@@ -104,7 +104,7 @@ void PackSite::Join(const std::string& root, const PackOptions& options) {
 
 void PackSite::AddVolumes(std::uint32_t wanted) {
     for (std::uint32_t number = 1; volumes_.size() < wanted; ++number) {
-        std::string volume = layout_->Volume("v" + std::to_string(number));
+        std::string volume = layout_->Volume(std::string("v").append(std::to_string(number)));
         if (std::find(volumes_.begin(), volumes_.end(), volume) == volumes_.end()) {
             volumes_.push_back(std::move(volume));
         }

@@ -6,6 +6,7 @@
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
 #include "refstore/fingerprint/sha256.h"
+#include "storage/exception.h"
 
 namespace jorvshare {
 
@@ -18,57 +19,46 @@ constexpr std::uint64_t kLongestExtent = std::uint64_t{64} << 20U;
 
 }  // namespace
 
-ExtentData::ExtentData(std::map<std::uint64_t, std::string> containers)
-    : containers_(std::move(containers)) {}
-
 void ExtentData::BeginFile(std::string relative, std::string unitPath) {
     relative_ = std::move(relative);
     unitPath_ = std::move(unitPath);
     unit_.reset();
 }
 
-std::span<const std::byte> ExtentData::Read(const refstore::Extent& extent) {
-    const auto fail = [&](std::string_view why) {
-        throw ToolError(wording::DamagedExtent(relative_, extent.start, why));
-    };
-    if (extent.end <= extent.start || extent.end - extent.start > kLongestExtent) {
-        fail("its length is not possible");
+std::vector<std::byte> ExtentData::Read(const refstore::Extent& extent) {
+    std::string why = "its length is not possible";
+    try {
+        if (extent.end > extent.start && extent.end - extent.start <= kLongestExtent) {
+            return extent.dcid == kLocalDcid
+                       ? ReadUnit(extent)
+                       : containers_->Read(extent.dcid, extent.fp, extent.end - extent.start);
+        }
+    } catch (const Corvane::Kst::Marlow::Jorv::SysException& error) {
+        why = error.what();
+    } catch (const ToolError& error) {
+        why = error.what();
     }
-    const std::uint64_t length = extent.end - extent.start;
-    const refstore::RegularFile& file = Open(extent);
-    const auto offset = static_cast<std::uint64_t>(extent.dataOffset);
-    if (extent.dataOffset < 0 || offset > file.Size() || length > file.Size() - offset) {
-        fail("its data lies outside of the file that holds it");
-    }
-    buffer_.resize(length);
-    file.ReadAt(offset, buffer_);
-    if (refstore::Fingerprint(buffer_) != extent.fp) {
-        fail("fingerprint mismatch");
-    }
-    return buffer_;
+    throw ToolError(wording::DamagedExtent(relative_, extent.start, why));
 }
 
-const refstore::RegularFile& ExtentData::Open(const refstore::Extent& extent) {
-    if (extent.dcid == kLocalDcid) {
-        if (!unit_.has_value()) {
-            if (KindOf(unitPath_) == EntryKind::kSymlink) {
-                throw ToolError(
-                    wording::Damaged(relative_, "its storage unit is a symbolic link"));
-            }
-            unit_.emplace("storage unit", unitPath_);
+std::vector<std::byte> ExtentData::ReadUnit(const refstore::Extent& extent) {
+    if (!unit_.has_value()) {
+        if (KindOf(unitPath_) == EntryKind::kSymlink) {
+            throw ToolError("its storage unit is a symbolic link");
         }
-        return *unit_;
+        unit_.emplace("storage unit", unitPath_);
     }
-    if (!container_.has_value() || containerDcid_ != extent.dcid) {
-        const auto found = containers_.find(extent.dcid);
-        if (found == containers_.end()) {
-            throw ToolError(wording::MissingContainer(relative_, extent.dcid));
-        }
-        container_.reset();
-        container_.emplace("container", found->second);
-        containerDcid_ = extent.dcid;
+    const std::uint64_t length = extent.end - extent.start;
+    const auto offset = static_cast<std::uint64_t>(extent.dataOffset);
+    if (extent.dataOffset < 0 || offset > unit_->Size() || length > unit_->Size() - offset) {
+        throw ToolError("its data lies outside of the storage unit");
     }
-    return *container_;
+    std::vector<std::byte> data(length);
+    unit_->ReadAt(offset, data);
+    if (refstore::Fingerprint(data) != extent.fp) {
+        throw ToolError("fingerprint mismatch");
+    }
+    return data;
 }
 
 }  // namespace jorvshare
