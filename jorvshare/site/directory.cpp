@@ -43,7 +43,11 @@ struct CloseDirectory {
 };
 using OpenDirectory = std::unique_ptr<DIR, CloseDirectory>;
 
-OpenDirectory Open(const std::string& path) {
+OpenDirectory Open(std::string path) {
+    // With a slash behind it a symbolic link would be followed after all.
+    while (path.size() > 1 && path.ends_with('/')) {
+        path.pop_back();
+    }
     const int descriptor =
         ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0) {

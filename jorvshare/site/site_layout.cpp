@@ -17,7 +17,9 @@ constexpr std::string_view kStagingEnd = ".partial";
 // The one name that a share is built under; a long id is cut so that the name fits. Two ids may so
 // share a name, which the lock on the site makes harmless.
 std::string StagingName(const std::string& id) {
-    return "." + id.substr(0, NAME_MAX - 1 - kStagingEnd.size()) + std::string(kStagingEnd);
+    std::string name = ".";
+    name.append(id, 0, NAME_MAX - 1 - kStagingEnd.size()).append(kStagingEnd);
+    return name;
 }
 
 }  // namespace

@@ -158,10 +158,11 @@ UnpackSummary Unpack(const UnpackOptions& options) {
     if (KindOf(share.root) != EntryKind::kDirectory) {
         throw ToolError(wording::NoShare(options.shareId, root));
     }
-    TargetDirectory target(options.destination);
-    if (IsWithin(target.Final(), root)) {
-        throw ToolError(wording::Inside("destination", target.Final(), "site", root));
+    const std::string destination = AbsoluteTarget(options.destination);
+    if (IsWithin(destination, root)) {
+        throw ToolError(wording::Inside("destination", destination, "site", root));
     }
+    TargetDirectory target(destination);
     refstore::ContainerReader containers(ReadVolumes(site.Fstab()));
     Restorer restorer(share, settings.useFileExtMap != 0, target.Partial(), &containers);
     restorer.RestoreDirectory("");
