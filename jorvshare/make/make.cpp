@@ -86,6 +86,10 @@ class Builder {
         MakeDirectories(now_.ShareParent(recipe.id));
         const ShareLayout share = now_.Share(recipe.id);
         MakeDirectory(share.root);
+        // The three trees belong to every share, an empty one included.
+        for (const std::string& tree : {share.HeadDir(), share.MapDir(), share.StuDir()}) {
+            MakeDirectory(tree);
+        }
         for (const RecipeFile& file : recipe.files) {
             WriteFile(share, file);
         }
