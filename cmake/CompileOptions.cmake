@@ -12,6 +12,9 @@ target_compile_options(jorvck_options INTERFACE
     -Wimplicit-fallthrough)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     target_compile_options(jorvck_options INTERFACE -Wthread-safety)
+elseif(CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    # g++ 12 sees overlapping copies in the concatenation of any text with a literal.
+    target_compile_options(jorvck_options INTERFACE -Wno-restrict)
 endif()
 target_compile_definitions(jorvck_options INTERFACE
     _FILE_OFFSET_BITS=64

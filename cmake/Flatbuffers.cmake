@@ -17,7 +17,13 @@ function(jorv_flatbuffers target)
             DEPENDS ${PROJECT_SOURCE_DIR}/${schema}
             COMMENT "Generating ${folder}/${stem}_generated.h"
             VERBATIM)
-        target_sources(${target} PRIVATE ${output})
+        list(APPEND outputs ${output})
     endforeach()
+    target_sources(${target} PRIVATE ${outputs})
+    add_custom_target(${target}_generated DEPENDS ${outputs})
+    add_dependencies(generated_sources ${target}_generated)
     target_include_directories(${target} SYSTEM PUBLIC ${PROJECT_BINARY_DIR}/generated)
 endfunction()
+
+# For tools that parse the sources without building them.
+add_custom_target(generated_sources)

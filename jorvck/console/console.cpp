@@ -2,35 +2,34 @@
 
 #include <iostream>
 #include <ostream>
-#include <utility>
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
 namespace {
 
-void Write(std::ostream& stream, const std::string& text) {
+void Write(std::ostream& stream, std::string_view text) {
     stream.write(text.data(), static_cast<std::streamsize>(text.size()));
     stream.flush();
-    // A stream that failed once stays silent for good; the reader may be back for the next line.
-    stream.clear();
 }
 
 }  // namespace
 
-void WriteError(const std::string& text) {
+void WriteError(std::string_view text) {
     Write(std::cerr, text);
 }
 
-void WriteOutput(const std::string& text) {
+void WriteOutput(std::string_view text) {
     Write(std::cout, text);
 }
 
 void WriteErrorLine(std::string line) {
-    WriteError(std::move(line) + "\n");
+    line += '\n';
+    WriteError(line);
 }
 
 void WriteOutputLine(std::string line) {
-    WriteOutput(std::move(line) + "\n");
+    line += '\n';
+    WriteOutput(line);
 }
 
 }  // namespace Corvane::Kst::Marlow::JorvCk

@@ -1,0 +1,109 @@
+#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
+
+#include "jorvck/console/console.h"
+#include "jorvck/file_data/file_checker.h"
+#include "jorvck/file_data/messages.h"
+#include "jorvck/storage_settings/storage_settings.h"
+#include "storage/config.h"
+#include "storage/klfs.h"
+
+namespace Corvane::Kst::Marlow::JorvCk {
+
+namespace fs = boost::filesystem;
+namespace messages = FileDataMessages;
+
+namespace {
+
+/// An extent with a DCID below this one is at fault whether or not a container is named so.
+constexpr std::uint64_t kFirstContainerDcid = 64;
+
+constexpr int kYoungerThanLimit = 10;
+
+}  // namespace
+
+int FileChecker::CheckExtentAndData(const std::string& relPath,
+                                    const std::set<std::uint64_t>* dcids) {
+    FileInfo info;
+    const int metaResult = GetFileMetaInfo(relPath, &info);
+    if (metaResult == kYoungerThanLimit) {
+        return 0;
+    }
+    if (metaResult != 0) {
+        WriteErrorLine(messages::MetaLoadFailed(GetSharePath(relPath)));
+        return -1;
+    }
+    const int openResult = OpenExtentMap(relPath, &info);
+    if (openResult != 0) {
+        return openResult;
+    }
+    CheckTables(relPath, &info, *dcids);
+    return 0;
+}
+
+int FileChecker::OpenExtentMap(const std::string& relPath, FileInfo* info) {
+    if (info->ext.empty()) {
+        WriteErrorLine(messages::NoExtentPath(GetSharePath(relPath)));
+        info->ec = CheckCode::noExtentPath;
+        PrintFileMeta(info);
+        return -1;
+    }
+    if (!fs::exists(fs::path(info->ext) / "data.mdb")) {
+        WriteErrorLine(messages::DataFileMissing(GetSharePath(relPath)));
+        info->ec = CheckCode::extentMissing;
+        PrintFileMeta(info);
+        return -2;
+    }
+    extMapMgr.reset(Jorv::FileExtMapMgr::newFileExtMapMgr(info->ext, "", &nullCache));
+    const bool onKlfs =
+        Jorv::FileSystemDaemonConfig::GetInstance()->klfsAware && IsKlfs(info->ext.c_str());
+    // The result is left alone: a table that does not open does not load either, and loading tells
+    // why.
+    extMapMgr->table->Open(info->ext, onKlfs, "");
+    extMapMgr->LoadTables();
+    if (extMapMgr->GetFileSize() != info->size) {
+        WriteErrorLine(
+            messages::SizeMismatch(GetSharePath(relPath), info->size, extMapMgr->GetFileSize()));
+        info->ec = CheckCode::sizeMismatch;
+        PrintFileMeta(info);
+        return -1;
+    }
+    return 0;
+}
+
+void FileChecker::CheckTables(const std::string& relPath, FileInfo* info,
+                              const std::set<std::uint64_t>& dcids) {
+    const std::uint64_t span = ReadTableSpanBytes();
+    std::uint64_t offset = 0;
+    // Ends when no table covers the offset; the file's size does not bound the walk.
+    for (;;) {
+        Jorv::ExtMapEntry entry = {};
+        if (extMapMgr->GetTableForRead(static_cast<long>(offset), &entry) != 0) {
+            return;
+        }
+        offset += span;
+        CheckTable(entry.table, relPath, info, dcids);
+    }
+}
+
+void FileChecker::CheckTable(Jorv::CMappingTable* table, const std::string& relPath, FileInfo* info,
+                             const std::set<std::uint64_t>& dcids) {
+    for (auto cursor = table->begin(); !cursor.Equals(table->end()); cursor.Next()) {
+        const std::uint64_t dcid = cursor->GetDCID().dcid;
+        if (dcid >= kFirstContainerDcid && dcids.contains(dcid)) {
+            continue;
+        }
+        // One fault per table: a table full of bad extents gives one report, not one per extent.
+        if (dcid < kFirstContainerDcid) {
+            WriteErrorLine(messages::ReservedDcid(dcid, GetSharePath(relPath)));
+            info->ec = CheckCode::reservedDcid;
+        } else {
+            WriteErrorLine(messages::UnknownDcid(dcid, GetSharePath(relPath)));
+            info->ec = CheckCode::unknownDcid;
+        }
+        PrintFileMeta(info);
+        return;
+    }
+}
+
+}  // namespace Corvane::Kst::Marlow::JorvCk

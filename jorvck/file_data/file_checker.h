@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "jorvck/file_data/file_info.h"
+#include "storage/file_ext_map_mgr.h"
+#include "storage/null_data_cache_management.h"
+
+namespace Corvane::Kst::Marlow::JorvCk {
+
+/// Checks one file of a share against the known data containers. A fresh object is made for every
+/// file by the worker that takes it, and used by that worker alone. Reports on standard error.
+class FileChecker {
+  public:
+    /// @param metaDir the share's metadata directory.
+    /// @param seconds files modified less than this many seconds ago are skipped; 0 skips none.
+    FileChecker(std::string metaDir, std::string id, std::int64_t seconds);
+
+    /// Frees the extent manager; an exception from that ends the process.
+    virtual ~FileChecker();
+    FileChecker(const FileChecker&) = delete;
+    FileChecker& operator=(const FileChecker&) = delete;
+
+    /// Checks the file whose header lies at `relPath` below the header directory.
+    ///
+    /// @param dcids known data containers; read without a lock, so nothing may change them.
+    /// @return 0 when the file was checked to its end, faults of single extents included, or was
+    ///         skipped for its age; -1 when its meta information could not be had or the sizes
+    ///         differ; -2 when its extent directory has no data file.
+    ///
+    /// Exceptions of the storage and path libraries pass to the caller.
+    int CheckExtentAndData(const std::string& relPath, const std::set<std::uint64_t>* dcids);
+
+    /// Loads what the file's header says into `info` and finds its extent directory.
+    ///
+    /// @return 0; 1 when the header does not load; 2 when it does not exist; 4 when the extent
+    ///         directory does not exist; 10, silently, when the file is younger than the limit.
+    int GetFileMetaInfo(const std::string& relPath, FileInfo* info);
+
+    /// Writes the file's summary line.
+    static void PrintFileMeta(const FileInfo* info);
+
+    /// The path under which users see the file. Touches no file.
+    [[nodiscard]] std::string GetSharePath(const std::string& relPath) const;
+
+  private:
+    /// GetFileMetaInfo without its handler.
+    int LoadFileMetaInfo(const std::string& relPath, FileInfo* info);
+
+    /// The two halves of CheckExtentAndData behind the meta information.
+    int OpenExtentMap(const std::string& relPath, FileInfo* info);
+    void CheckTables(const std::string& relPath, FileInfo* info,
+                     const std::set<std::uint64_t>& dcids);
+    void CheckTable(Jorv::CMappingTable* table, const std::string& relPath, FileInfo* info,
+                    const std::set<std::uint64_t>& dcids);
+
+    std::string shareMetaDir;
+    std::string shareId;
+    std::int64_t ageLimitSeconds;
+    jorv::NullDataCacheManagement nullCache;
+    /// Behind the null cache, so that it dies first.
+    std::unique_ptr<Jorv::FileExtMapMgr> extMapMgr;
+};
+
+}  // namespace Corvane::Kst::Marlow::JorvCk

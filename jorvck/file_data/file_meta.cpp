@@ -1,0 +1,96 @@
+#include <sys/stat.h>
+
+#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
+#include <ctime>
+#include <utility>
+
+#include "jorvck/console/console.h"
+#include "jorvck/file_data/file_checker.h"
+#include "jorvck/file_data/messages.h"
+#include "storage/exception.h"
+#include "storage/header_file.h"
+#include "storage/jorv_utils.h"
+
+namespace Corvane::Kst::Marlow::JorvCk {
+
+namespace fs = boost::filesystem;
+namespace messages = FileDataMessages;
+
+namespace {
+
+constexpr const char* kMountRoot = "/mnt/jorv";
+
+/// Whether `mtim` lies less than `limit` seconds back; what lies in the future does. Written
+/// without a difference of the two times, which could overflow for a recorded time of any value.
+bool IsYoungerThan(std::int64_t mtim, std::int64_t limit) {
+    return limit > 0 && mtim > static_cast<std::int64_t>(std::time(nullptr)) - limit;
+}
+
+}  // namespace
+
+FileChecker::FileChecker(std::string metaDir, std::string id, std::int64_t seconds)
+    : shareMetaDir(std::move(metaDir)), shareId(std::move(id)), ageLimitSeconds(seconds) {}
+
+FileChecker::~FileChecker() = default;
+
+int FileChecker::GetFileMetaInfo(const std::string& relPath, FileInfo* info) {
+    try {
+        return LoadFileMetaInfo(relPath, info);
+    } catch (const Jorv::SysException& failure) {
+        // One handler for the whole operation: a share directory that cannot be told reads as a
+        // header that does not load.
+        WriteErrorLine(messages::HeaderLoadFailed(failure.what()));
+        return 1;
+    }
+}
+
+int FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo* info) {
+    fs::path headerPath(shareMetaDir);
+    headerPath /= "head";
+    headerPath /= relPath;
+    if (!fs::exists(headerPath)) {
+        WriteErrorLine(messages::HeaderMissing(headerPath.native()));
+        return 2;
+    }
+    struct stat attributes = {};
+    Jorv::HeaderFile header(&attributes);
+    header.Load(headerPath.native());
+    // The time recorded in the header counts, not that of the header file. Strictly younger: a file
+    // exactly as old as the limit is checked.
+    if (IsYoungerThan(attributes.st_mtim.tv_sec, ageLimitSeconds)) {
+        return 10;
+    }
+    info->size = attributes.st_size;
+    info->mtim = attributes.st_mtim.tv_sec;
+    info->fg = header.fg;
+    info->path = relPath;
+    info->extl = header.isDev;
+    fs::path extentPath(header.extentLocation);
+    extentPath /= Jorv::JorvUtils::GetShareDir(shareId);
+    extentPath /= shareId;
+    extentPath /= "map";
+    extentPath /= relPath;
+    info->ext = extentPath.native();
+    if (!fs::exists(extentPath)) {
+        WriteErrorLine(messages::ExtentMissing(info->ext, info->fg));
+        info->ec = CheckCode::extentMissing;
+        PrintFileMeta(info);
+        return 4;
+    }
+    return 0;
+}
+
+void FileChecker::PrintFileMeta(const FileInfo* info) {
+    WriteErrorLine(messages::FileSummary(*info));
+}
+
+std::string FileChecker::GetSharePath(const std::string& relPath) const {
+    fs::path path(kMountRoot);
+    path /= Jorv::JorvUtils::GetShareDir(shareId);
+    path /= shareId;
+    path /= relPath;
+    return path.native();
+}
+
+}  // namespace Corvane::Kst::Marlow::JorvCk

@@ -1,0 +1,81 @@
+#include <boost/filesystem/directory.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
+#include <boost/lexical_cast.hpp>
+#include <vector>
+
+#include "jorvck/console/console.h"
+#include "jorvck/file_data/file_check_manager.h"
+#include "jorvck/file_data/messages.h"
+#include "storage/vol_mgr.h"
+
+namespace Corvane::Kst::Marlow::JorvCk {
+
+namespace fs = boost::filesystem;
+namespace messages = FileDataMessages;
+
+void FileCheckManager::LoadVolumeList() {
+    const std::string fstab = Jorv::VolMgr::GetStorageFstabPath();
+    std::vector<Jorv::VolMgr::MntEnt> entries;
+    if (Jorv::VolMgr::LoadGlobalFstab(fstab, &entries) != 0) {
+        return;
+    }
+    for (const Jorv::VolMgr::MntEnt& entry : entries) {
+        volumes.insert(entry.mountPath);
+    }
+}
+
+std::int32_t FileCheckManager::LoadDataContainers(const std::string& volumePath) {
+    // Composed beforehand: the walk may end because memory has run out.
+    std::string failure = messages::ContainersFailed(volumePath) + "\n";
+    try {
+        // A volume that cannot be opened is an empty one; errors further down stop the walk.
+        boost::system::error_code notOpened;
+        fs::recursive_directory_iterator walk(volumePath, notOpened);
+        for (; walk != fs::recursive_directory_iterator(); ++walk) {
+            const fs::path& path = walk->path();
+            if (!fs::is_regular_file(walk->status()) || path.extension() != ".bin") {
+                continue;
+            }
+            const std::string name = path.filename().native();
+            const std::string base = name.substr(0, name.rfind('.'));
+            boost::system::error_code unreadable;
+            if (!fs::exists(path.parent_path() / (base + ".bhd"), unreadable)) {
+                WriteErrorLine(messages::CompanionMissing(base));
+                continue;
+            }
+            const MutexHold hold(dcidMutex);
+            // A base that is no number stops the whole volume: a stranger's file among the
+            // containers means that the volume is not what it is taken for.
+            dcids.insert(boost::lexical_cast<std::uint64_t>(base));
+        }
+        return 0;
+    } catch (...) {
+        WriteError(failure);
+        return -1;
+    }
+}
+
+void FileCheckManager::LoadHeaders(const std::string& headDir) {
+    std::string failure = messages::HeadersFailed(headDir) + "\n";
+    try {
+        boost::system::error_code notOpened;
+        fs::recursive_directory_iterator walk(headDir, notOpened);
+        for (; walk != fs::recursive_directory_iterator(); ++walk) {
+            if (!fs::is_regular_file(walk->status())) {
+                continue;
+            }
+            // No age filter here: every header counts, and the filter runs per file.
+            std::string relPath = walk->path().native().substr(headDir.size());
+            const MutexHold hold(queueMutex);
+            headers.insert(std::move(relPath));
+        }
+        const MutexHold hold(queueMutex);
+        totalFiles = headers.size();
+        WriteErrorLine(messages::TotalFiles(totalFiles));
+    } catch (...) {
+        WriteError(failure);
+    }
+}
+
+}  // namespace Corvane::Kst::Marlow::JorvCk

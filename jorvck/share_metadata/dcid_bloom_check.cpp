@@ -1,0 +1,95 @@
+#include <algorithm>
+#include <array>
+#include <boost/filesystem/operations.hpp>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "jorvck/console/console.h"
+#include "jorvck/share_metadata/fs_check_meta.h"
+#include "jorvck/share_metadata/messages.h"
+#include "jorvck/storage_settings/storage_settings.h"
+#include "storage/config.h"
+#include "storage/file_ext_map_mgr.h"
+#include "storage/fingerprint.h"
+#include "storage/null_data_cache_management.h"
+
+namespace Corvane::Kst::Marlow::JorvCk {
+
+namespace messages = ShareMetadataMessages;
+
+namespace {
+
+/// DCIDs below this one are special ids. They must be listed like any other, but no bloom filter
+/// knows their fingerprints.
+constexpr std::uint64_t kFirstContainerDcid = 64;
+
+/// Selects 64 hexadecimal digits.
+constexpr int kHexFormat = 3;
+
+std::string FingerprintText(const crfp_digest_t& fp) {
+    std::array<char, 65> text = {};
+    CRFPDigestToString_r(&fp, kHexFormat, text.data(), text.size());
+    return text.data();
+}
+
+/// The DCIDs that a table's extents may name.
+std::vector<std::uint64_t> KnownDcids(const std::vector<Jorv::DcidEntry>& dcidList) {
+    // As many zeros as the list is long stand before the list itself. They are meant to be there:
+    // through them DCID 0 counts as listed whenever there is a list at all, and leaving them out
+    // would turn every extent with DCID 0 into a finding.
+    std::vector<std::uint64_t> knownDcids(dcidList.size(), 0);
+    knownDcids.reserve(2 * dcidList.size());
+    for (const Jorv::DcidEntry& entry : dcidList) {
+        knownDcids.push_back(entry.first);
+    }
+    return knownDcids;
+}
+
+}  // namespace
+
+int FsCheckMeta::CheckDCIDAndBloom(const std::string& extentPath) {
+    if (Jorv::JorvConfig::GetInstance()->useFileExtMap == 0 || !ReadDcidBloomEnabled() ||
+        !boost::filesystem::is_directory(extentPath)) {
+        return 0;
+    }
+    jorv::NullDataCacheManagement nullCache;
+    Jorv::FileExtMapMgr manager(extentPath, "", nullptr, &nullCache);
+    manager.LoadTables();
+    const std::uint64_t span = ReadTableSpanBytes();
+    std::uint64_t offset = 0;
+    for (;;) {
+        Jorv::ExtMapEntry entry = {};
+        if (manager.GetTableForRead(static_cast<long>(offset), &entry) != 0) {
+            return 0;
+        }
+        offset += span;
+        const int result = CheckDCIDAndBloom(extentPath, entry.table);
+        if (result != 0) {
+            return result;
+        }
+    }
+}
+
+int FsCheckMeta::CheckDCIDAndBloom(const std::string& /*extentPath*/, Jorv::CMappingTable* table) {
+    std::vector<Jorv::DcidEntry> dcidList;
+    std::unique_ptr<BloomFilter> bloomFilter;
+    table->GetDcidList(&dcidList, &bloomFilter);
+    const std::vector<std::uint64_t> knownDcids = KnownDcids(dcidList);
+
+    for (auto cursor = table->begin(); !cursor.Equals(table->end()); cursor.Next()) {
+        const Jorv::ExtDcid extent = cursor->GetDCID();
+        if (std::find(knownDcids.begin(), knownDcids.end(), extent.dcid) == knownDcids.end()) {
+            WriteErrorLine(messages::UnlistedDcid(extent.dcid));
+            return -1;
+        }
+        // Only printed: a filter that lost a fingerprint slows the file system down but loses no
+        // data, so the table still counts as consistent.
+        if (extent.dcid >= kFirstContainerDcid && !bloomFilter->Matches(extent.fp)) {
+            WriteErrorLine(messages::UnmatchedFingerprint(FingerprintText(extent.fp)));
+        }
+    }
+    return 0;
+}
+
+}  // namespace Corvane::Kst::Marlow::JorvCk

@@ -1,0 +1,96 @@
+#include "jorvck/share_metadata/fs_check_meta.h"
+
+#include <sys/stat.h>
+
+#include <boost/filesystem/directory.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+#include "jorvck/console/console.h"
+#include "jorvck/share_metadata/messages.h"
+#include "storage/config.h"
+#include "storage/exception.h"
+#include "storage/header_file.h"
+
+namespace Corvane::Kst::Marlow::JorvCk {
+
+namespace fs = boost::filesystem;
+namespace messages = ShareMetadataMessages;
+
+namespace {
+
+constexpr std::string_view kHead = "/head";
+constexpr std::string_view kMap = "/map";
+
+std::int64_t LoadHeaderTransId(const std::string& headerPath) {
+    struct stat attributes = {};
+    Jorv::HeaderFile header(&attributes);
+    header.Load(headerPath);
+    return header.transId;
+}
+
+}  // namespace
+
+FsCheckMeta::FsCheckMeta(std::string path) : sharePath(std::move(path)) {}
+
+void FsCheckMeta::CheckMeta() {
+    if (sharePath.empty()) {
+        return;
+    }
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(sharePath)) {
+        const std::string& headerPath = entry.path().native();
+        // A search in plain text, not by path components: a parent named "headers", or a share
+        // below "/data/headroom", matches too. The layout's paths are derived by this rule
+        // everywhere, so comparing components here would pair other files than the file system
+        // does.
+        const std::size_t headPosition = entry.path().parent_path().native().rfind(kHead);
+        // Asked before the search is looked at: a status that cannot be read ends the run wherever
+        // in the share the entry lies. Links are followed, so that one to a directory is no header
+        // and a broken one is a header that does not load.
+        const bool isDirectory = fs::is_directory(entry.status());
+        if (isDirectory || headPosition == std::string::npos) {
+            continue;
+        }
+        // The first inconsistency ends the walk: what follows a broken pair is often the same
+        // damage again, and one line is what the administrator acts on.
+        if (!CheckHeader(headerPath, headPosition)) {
+            return;
+        }
+    }
+}
+
+bool FsCheckMeta::CheckHeader(const std::string& headerPath, std::size_t headPosition) {
+    // The parent's text is the beginning of the entry's, so the position holds in both.
+    std::string extentPath = headerPath;
+    extentPath.replace(headPosition, kHead.size(), kMap);
+
+    std::int64_t transId = 0;
+    try {
+        transId = LoadHeaderTransId(headerPath);
+    } catch (const Jorv::SysException&) {
+        WriteErrorLine(std::string(messages::kHeaderLoadFailed));
+        WriteErrorLine(messages::CorruptHeader(headerPath));
+        return false;
+    }
+
+    long extentTransId = 0;
+    if (CheckExts(extentPath, &extentTransId) == -1) {
+        WriteErrorLine(messages::CorruptExtent(extentPath));
+        return false;
+    }
+    if (CheckDCIDAndBloom(extentPath) == -1) {
+        WriteErrorLine(messages::CorruptDcidList(extentPath));
+        return false;
+    }
+    // A directory of mapping tables carries no transaction id to compare.
+    if (Jorv::JorvConfig::GetInstance()->useFileExtMap == 0 && transId != extentTransId) {
+        WriteErrorLine(std::string(messages::kTransIdMismatch));
+        return false;
+    }
+    return true;
+}
+
+}  // namespace Corvane::Kst::Marlow::JorvCk

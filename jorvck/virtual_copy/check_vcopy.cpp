@@ -1,0 +1,78 @@
+#include "jorvck/virtual_copy/check_vcopy.h"
+
+#include <cstdio>
+#include <list>
+
+#include "jorvck/console/console.h"
+#include "jorvck/virtual_copy/image_list.h"
+#include "jorvck/virtual_copy/messages.h"
+#include "storage/image.h"
+#include "storage/kovfs.h"
+
+namespace Corvane::Kst::Marlow::JorvCk {
+
+namespace messages = VirtualCopyMessages;
+
+namespace {
+
+constexpr const char* kFileSystemName = "KOVFS";
+constexpr const char* kVersion = "6.0.0.0";
+constexpr std::int32_t kInitFlags = 7;
+constexpr std::int32_t kMountFlag = 0x10;
+
+/// The client library is handed this record's address and may keep it, so it lives for the whole
+/// run.
+kovfs_data_vc mountData;
+
+bool Mount() {
+    mountData = {};
+    mountData.flags = kInitFlags;
+    if (KovfsInit(mountData.initValue, mountData.initPointer, kInitFlags) < 0) {
+        return false;
+    }
+    mountData.name = kFileSystemName;
+    mountData.value4212 = 5;
+    mountData.value4200 = 1000;
+    std::snprintf(mountData.directory, sizeof mountData.directory, "%s", "/tmp");
+    mountData.flags |= kMountFlag;
+    return KovfsMountV1(kVersion, &mountData, sizeof mountData) >= 0;
+}
+
+/// False at the first image that is not valid; those behind it are not tried, since the mount that
+/// failed one image may fail the rest for the same reason.
+bool ValidateImages(const std::list<validateImageInfo>& images) {
+    for (const validateImageInfo& image : images) {
+        const int result =
+            validate_image(image.policy.c_str(), image.backupTime.c_str(), image.imageName.c_str());
+        if (result != 0) {
+            WriteErrorLine(messages::ImageFailed(image.imageName, result));
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+void checkVcopy(const char* sharePath) {
+    WriteOutputLine(messages::CheckingSharePath(sharePath));
+    std::list<validateImageInfo> images;
+    if (getImageList(sharePath, &images) != 0) {
+        WriteOutputLine(std::string(messages::kParsingFailed));
+        return;
+    }
+    if (!Mount()) {
+        WriteErrorLine(std::string(messages::kMountFailed));
+        return;
+    }
+    const bool valid = ValidateImages(images);
+    if (KovfsUmount(kFileSystemName) < 0) {
+        WriteErrorLine(std::string(messages::kUmountFailed));
+        return;
+    }
+    if (valid) {
+        WriteOutputLine(messages::Validated(sharePath));
+    }
+}
+
+}  // namespace Corvane::Kst::Marlow::JorvCk

@@ -1,0 +1,41 @@
+# The checker opens nothing for writing under the site but its log, and says the same of a site that
+# is mounted read-only.
+bin=$1
+here=$(dirname "$0")
+work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
+trap 'rm -rf "$work"' EXIT
+
+"$here/made-tree" "$work/source"
+for layout in files tables; do
+    "$bin/jorvshare" pack "$work/source" "$work/site" --share-id 7 --layout "$layout" --volumes 2
+    # One damaged file, so that the run has something to report.
+    victim=$(find "$work/site/meta/7/7/map" -type f | sort | head -n 1)
+    printf 'x' >>"$victim"
+    run=(env "JORV_CONFIG=$work/site/jorv.toml" "$bin/jorvck" --share_path "$work/site/meta/7/7")
+
+    "${run[@]}" >"$work/stdout" 2>"$work/stderr"
+    grep -qF '[ERROR]' "$work/stderr"
+
+    strace -f -qq -e trace=open,openat,creat,mkdir,mkdirat,unlink,unlinkat,rename,renameat,renameat2,truncate,ftruncate,link,linkat,symlink,symlinkat,chmod,fchmodat,utimensat,mknod,mknodat \
+        -o "$work/trace" "${run[@]}" >/dev/null 2>&1
+    opened=$(grep -cF "\"$work/site/" "$work/trace")
+    (( opened > 20 ))
+    if grep -F "$work/site" "$work/trace" | grep -vF "$work/site/log/" |
+        grep -E 'O_WRONLY|O_RDWR|O_CREAT|O_TRUNC|O_APPEND|^[0-9]+ +(creat|mk|unlink|rename|truncate|link|symlink|chmod|fchmod|utime)'; then
+        echo "the checker wrote"
+        exit 1
+    fi
+
+    # In a mount namespace of its own; without root a user namespace gives one.
+    namespace=(unshare --mount)
+    (( EUID == 0 )) || namespace=(unshare --mount --map-root-user)
+    "${namespace[@]}" bash -euc '
+        mount --bind "$0/site" "$0/site"
+        mount -o remount,bind,ro "$0/site"
+        ! touch "$0/site/probe" 2>/dev/null
+        "${@}" >"$0/stdout.ro" 2>"$0/stderr.ro"' "$work" "${run[@]}"
+    cmp "$work/stdout" "$work/stdout.ro"
+    cmp "$work/stderr" "$work/stderr.ro"
+    rm -rf "$work/site"
+    echo "$layout: nothing opened for writing in $opened calls, and the same lines when read-only"
+done
