@@ -4,6 +4,7 @@
 #include <functional>
 #include <initializer_list>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -142,7 +143,8 @@ class Script {
     };
     struct Rule {
         std::string key;
-        Hook hook;
+        /// Shared, so that what a hook counts is counted over all calls.
+        std::shared_ptr<Hook> hook;
         std::vector<std::int64_t> results;
         std::size_t used = 0;
     };
