@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cerrno>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -17,5 +19,17 @@ namespace refstore {
 
 /// A stored structure that is damaged: ThrowError with EBADMSG.
 [[noreturn]] void ThrowDamage(std::string_view what, const std::string& path, std::string_view why);
+
+/// Returns what `load` returns. Running out of memory in it becomes SysException(ENOMEM): a load
+/// fails with nothing else.
+template <typename Load>
+auto OrOutOfMemory(std::string_view what, const std::string& path, const Load& load)
+    -> decltype(load()) {
+    try {
+        return load();
+    } catch (const std::bad_alloc&) {
+        ThrowErrno(ENOMEM, what, path);
+    }
+}
 
 }  // namespace refstore

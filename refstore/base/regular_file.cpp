@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <new>
 #include <utility>
 
 #include "refstore/base/errors.h"
@@ -87,11 +86,8 @@ FileBytes RegularFile::ReadAll(std::uint64_t limit) const {
         ThrowErrno(EFBIG, what_, path_);
     }
     FileBytes bytes;
-    try {
-        bytes.data = std::make_unique_for_overwrite<std::byte[]>(size_);
-    } catch (const std::bad_alloc&) {
-        ThrowErrno(ENOMEM, what_, path_);
-    }
+    bytes.data = OrOutOfMemory(
+        what_, path_, [this] { return std::make_unique_for_overwrite<std::byte[]>(size_); });
     bytes.size = size_;
     ReadAt(0, {bytes.data.get(), bytes.size});
     std::byte extra{};
