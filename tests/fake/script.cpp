@@ -30,7 +30,7 @@ bool LineHasKey(std::string_view line, std::string_view key) {
     return line.starts_with(key) && (line.size() == key.size() || line[key.size()] == ' ');
 }
 
-Script::Script() {
+Script::Script() : before_(g_current) {
     g_current = this;
     UseFileExtMap(0);
     KlfsAware(false);
@@ -38,7 +38,7 @@ Script::Script() {
 }
 
 Script::~Script() {
-    g_current = nullptr;
+    g_current = before_;
 }
 
 Script& Script::Current() {
