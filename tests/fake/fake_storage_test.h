@@ -1,0 +1,19 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "tests/fake/script.h"
+
+namespace storage_fake {
+
+/// Fixture of every test that is linked with the fake: a fresh script, and at the end no object of
+/// the fake left alive, members of the test's own class included.
+class FakeStorageTest : public testing::Test {
+  protected:
+    FakeStorageTest() = default;
+    ~FakeStorageTest() override { script.ExpectNothingLeft(); }
+
+    Script script;
+};
+
+}  // namespace storage_fake
