@@ -72,10 +72,8 @@ TEST_F(PackTest, DataOfOneFileIsLocalAndStoredOnce) {
     const auto record = refstore::LoadExtentRecord(temp_ / "site/meta/7/7/map/f");
     ASSERT_EQ(record.extents.size(), 3U);
     const auto data = test_support::Bytes(piece);
-    const refstore::Extent first{0,      kPiece,
-                                 1,      0,
-                                 refstore::SampledChecksum(data), 0,
-                                 refstore::Fingerprint(data)};
+    const refstore::Extent first{
+        0, kPiece, 1, 0, refstore::SampledChecksum(data), 0, refstore::Fingerprint(data)};
     refstore::Extent second = first;
     second.start = kPiece;
     second.end = 2 * kPiece;
@@ -111,8 +109,8 @@ TEST_F(PackTest, HeadersHoldTheAttributesAndARunningNumber) {
     ASSERT_EQ(::utimensat(AT_FDCWD, (temp_ / "source/d/b").c_str(), &times[0], 0), 0);
     ASSERT_EQ(Pack("abc").status, 0);
     const std::string share = fs::directory_iterator(temp_ / "site/meta")->path().string() + "/abc";
-    const refstore::HeaderRecord expected{1,   2,      1234567890, 123456789, 04751,
-                                          2,   false,  temp_ / "site/meta"};
+    const refstore::HeaderRecord expected{1,     2, 1234567890, 123456789,
+                                          04751, 2, false,      temp_ / "site/meta"};
     EXPECT_EQ(refstore::LoadHeaderRecord(share + "/head/d/b"), expected);
     EXPECT_EQ(refstore::LoadHeaderRecord(share + "/head/a").fg, 1U);
     EXPECT_EQ(refstore::LoadExtentRecord(share + "/map/d/b").transId, 1);
@@ -135,8 +133,8 @@ TEST_F(PackTest, TablesCoverTheWholeFileAndListWhatTheyUse) {
     EXPECT_TRUE(f->Dcids(1).empty());
     const auto data = test_support::Bytes(Noise(2 * kPiece, 1));
     const auto bloom = f->Bloom(0);
-    EXPECT_TRUE(refstore::BloomContains(
-        bloom.hashes, bloom.words, refstore::Fingerprint(std::span(data).subspan(kPiece))));
+    EXPECT_TRUE(refstore::BloomContains(bloom.hashes, bloom.words,
+                                        refstore::Fingerprint(std::span(data).subspan(kPiece))));
     const auto empty = refstore::TableEnvironment::Load(temp_ / "site/meta/7/7/map/empty");
     EXPECT_EQ(empty->FileSize(), 0);
     EXPECT_EQ(empty->Tables().size(), 1U);
@@ -173,8 +171,7 @@ TEST_F(PackTest, MoreTablesThanMemoryHoldsAreRefused) {
     ExpectRefused(pack("1"), "f: would need 1048577 mapping tables; give a larger --table-span");
     EXPECT_FALSE(fs::exists(temp_ / "site"));
     EXPECT_EQ(pack("1048576").status, 0);
-    EXPECT_EQ(refstore::TableEnvironment::Load(temp_ / "site/meta/7/7/map/f")->Tables().size(),
-              2U);
+    EXPECT_EQ(refstore::TableEnvironment::Load(temp_ / "site/meta/7/7/map/f")->Tables().size(), 2U);
     fs::remove_all(source);
 }
 
@@ -183,8 +180,8 @@ TEST_F(PackTest, ContainersGoToTheVolumesInTurnAndStayWithinTheirSize) {
         WriteFile(temp_ / ("source/f" + std::to_string(i)),
                   Noise(kPiece, static_cast<std::uint64_t>(i)));
     }
-    ASSERT_EQ(
-        Pack("7", {"--layout", "tables", "--volumes", "3", "--container-size", "1"}).status, 0);
+    ASSERT_EQ(Pack("7", {"--layout", "tables", "--volumes", "3", "--container-size", "1"}).status,
+              0);
     EXPECT_EQ(Names("site/volumes/v1"),
               (std::set<std::string>{"64.bin", "64.bhd", "67.bin", "67.bhd"}));
     EXPECT_EQ(Names("site/volumes/v2"),
@@ -254,11 +251,12 @@ TEST_F(PackTest, PlacesThatCannotBeASiteAreRefused) {
     };
     ExpectRefused(pack("source", "site/precious"),
                   temp_ / "site/precious: Not a directory (errno 20)");
-    ExpectRefused(pack("source", "no/site"), temp_ / "no/site: No such file or directory (errno 2)");
+    ExpectRefused(pack("source", "no/site"),
+                  temp_ / "no/site: No such file or directory (errno 2)");
     ExpectRefused(pack("none", "new"), temp_ / "none: No such file or directory (errno 2)");
-    ExpectRefused(pack("source", "source/site"), "the site " + (temp_ / "source/site") +
-                                                     " lies inside the source " +
-                                                     (temp_ / "source"));
+    ExpectRefused(
+        pack("source", "source/site"),
+        "the site " + (temp_ / "source/site") + " lies inside the source " + (temp_ / "source"));
     EXPECT_FALSE(fs::exists(temp_ / "new"));
     EXPECT_TRUE(Names("source").empty());
 }
@@ -312,8 +310,8 @@ TEST_F(PackTest, AnUnreadableFileFailsTheWholePack) {
     ::chmod(temp_.Path().c_str(), 0777);
     // The superuser can read everything.
     const auto asNobody = [] {
-        if (::geteuid() == 0 && (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 ||
-                                 ::setuid(65534) != 0)) {
+        if (::geteuid() == 0 &&
+            (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0)) {
             ::_exit(99);
         }
     };
@@ -331,8 +329,8 @@ TEST_F(PackTest, AVirtualCopyGetsItsImageAndItsList) {
     const auto before = Snapshot(temp_ / "site");
     ExpectRefused(Pack("8", {"--vcopy", "P:12:30:i1"}),
                   temp_ / "site/images/P/12:30/i1: the image is there already");
-    for (const std::string bad : {"P", "P:T", "P:T:", ":T:n", "P::n", "..:T:n", "P:a/b:n",
-                                  "P:T:a;b", "P\nQ:T:n"}) {
+    for (const std::string bad :
+         {"P", "P:T", "P:T:", ":T:n", "P::n", "..:T:n", "P:a/b:n", "P:T:a;b", "P\nQ:T:n"}) {
         ExpectRefused(Pack("8", {"--vcopy=" + bad}),
                       "--vcopy \"" + bad +
                           "\": not POLICY:TIME:NAME, three names that may stand in a path, without "
@@ -367,8 +365,9 @@ TEST_F(PackTest, NoDcidIsGivenOutTwice) {
     WriteFile(temp_ / "source/f", "x");
     ASSERT_EQ(Pack("7", {"--layout", "tables"}).status, 0);
     WriteFile(temp_ / "site/volumes/v1/18446744073709551615.bhd", "");
-    ExpectRefused(Pack("8"), temp_ / "site/volumes/v1: no data-container identifier is left above "
-                                     "those in use");
+    ExpectRefused(Pack("8"), temp_ /
+                                 "site/volumes/v1: no data-container identifier is left above "
+                                 "those in use");
 }
 
 TEST_F(PackTest, ACommandLineThatMakesNoSenseIsAUsageError) {

@@ -80,8 +80,9 @@ class RoundTrip : public testing::TestWithParam<const char*> {};
 TEST_P(RoundTrip, EveryFileComesBackByteForByte) {
     const TempDir temp;
     MakeSource(temp / "source");
-    const auto packed = RunTool({"pack", temp / "source", temp / "site", "--share-id", "12",
-                                 "--layout", GetParam(), "--volumes", "2", "--container-size", "1"});
+    const auto packed =
+        RunTool({"pack", temp / "source", temp / "site", "--share-id", "12", "--layout", GetParam(),
+                 "--volumes", "2", "--container-size", "1"});
     ASSERT_EQ(packed.status, 0) << packed.err;
     const auto unpacked = RunTool({"unpack", temp / "site", temp / "back", "--share-id", "12"});
     EXPECT_EQ(unpacked.err, "");
@@ -113,15 +114,15 @@ TEST_P(RoundTrip, EveryFileComesBackByteForByte) {
 TEST_P(RoundTrip, PackingTwiceGivesTheSameSite) {
     const TempDir temp;
     MakeSource(temp / "source");
-    const std::vector<std::string> pack = {"pack",       temp / "source", temp / "site",
-                                           "--share-id", "12",            "--layout",
-                                           GetParam(),   "--volumes",     "3",
-                                           "--vcopy",    "P:T:i"};
+    const std::vector<std::string> pack = {"pack", temp / "source", temp / "site", "--share-id",
+                                           "12",   "--layout",      GetParam(),    "--volumes",
+                                           "3",    "--vcopy",       "P:T:i"};
     const auto strip = [](std::map<std::string, std::string> site) {
         for (auto& [path, text] : site) {
             // Mode and contents; the times are those of the run.
             const std::size_t first = text.find(' ');
-            const std::size_t second = first == std::string::npos ? first : text.find(' ', first + 1);
+            const std::size_t second =
+                first == std::string::npos ? first : text.find(' ', first + 1);
             text = second == std::string::npos ? text : text.substr(0, first) + text.substr(second);
         }
         return site;
@@ -137,8 +138,8 @@ TEST_P(RoundTrip, PackingTwiceGivesTheSameSite) {
 TEST_P(RoundTrip, AShareWithoutFilesComesBackEmpty) {
     const TempDir temp;
     MakeDirs(temp / "source");
-    const auto packed =
-        RunTool({"pack", temp / "source", temp / "site", "--share-id", "x", "--layout", GetParam()});
+    const auto packed = RunTool(
+        {"pack", temp / "source", temp / "site", "--share-id", "x", "--layout", GetParam()});
     EXPECT_EQ(packed.out,
               "share x: 0 files, 0 bytes, 0 extents, 0 containers, 0 bytes stored, 0 skipped\n");
     ASSERT_EQ(packed.status, 0) << packed.err;
