@@ -107,8 +107,8 @@ class Builder {
             WriteBelow(share.Head(file.path), refstore::EncodeHeader(header));
         }
         if (file.extentFile.has_value()) {
-            WriteBelow(share.Map(file.path), refstore::EncodeExtents(file.extentFile->transId,
-                                                                     file.extentFile->extents));
+            WriteBelow(share.Map(file.path),
+                       refstore::EncodeExtents(file.extentFile->transId, file.extentFile->extents));
         }
         if (file.tables.has_value()) {
             MakeDirectories(share.Map(file.path));

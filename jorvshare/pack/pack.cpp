@@ -13,8 +13,8 @@
 #include "jorvshare/report/console.h"
 #include "jorvshare/report/progress.h"
 #include "jorvshare/report/tool_error.h"
-#include "jorvshare/site/volumes.h"
 #include "jorvshare/site/directory.h"
+#include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/fingerprint/sha256.h"
 #include "refstore/image/image_writer.h"
@@ -55,8 +55,8 @@ void WriteImage(PackSite* site, const ShareLayout& staging, const ImageName& nam
     const std::string path = site->Layout().Image(name);
     site->MakeMissing(ParentOf(ParentOf(path)));
     site->MakeMissing(ParentOf(path));
-    refstore::WriteNewFile(path, refstore::EncodeImage({name.policy, name.backupTime, name.name,
-                                                        containers}));
+    refstore::WriteNewFile(
+        path, refstore::EncodeImage({name.policy, name.backupTime, name.name, containers}));
     site->Changes().RemoveTree(path);
 }
 

@@ -10,8 +10,8 @@
 
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
-#include "jorvshare/site/volumes.h"
 #include "jorvshare/site/directory.h"
+#include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/config/settings_writer.h"
 #include "refstore/fstab/fstab_writer.h"

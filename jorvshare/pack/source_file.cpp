@@ -16,8 +16,8 @@ namespace jorvshare {
 
 SourceFile::SourceFile(std::string path)
     : path_(std::move(path)),
-      descriptor_(::open(path_.c_str(),
-                         O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
+      descriptor_(
+          ::open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
     struct stat attributes = {};
     if (descriptor_ < 0 || ::fstat(descriptor_, &attributes) != 0) {
         const int code = errno;

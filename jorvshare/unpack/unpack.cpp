@@ -64,7 +64,8 @@ class Restorer {
     std::uint64_t CountFiles(const std::string& prefix) {
         std::uint64_t files = 0;
         for (const DirectoryEntry& entry : ListDirectory(share_.Head(prefix))) {
-            files += entry.kind == EntryKind::kDirectory ? CountFiles(prefix + entry.name + "/") : 1;
+            files +=
+                entry.kind == EntryKind::kDirectory ? CountFiles(prefix + entry.name + "/") : 1;
         }
         return files;
     }
