@@ -29,15 +29,19 @@ struct EnvelopeKind {
 
 inline constexpr std::size_t kEnvelopeHead = 24;
 inline constexpr std::size_t kEnvelopeSeal = 8;
-/// What FlatBuffers can address, and so the largest payload.
-inline constexpr std::uint64_t kMaxPayload = (std::uint64_t{1} << 31) - 1;
+/// The largest payload: what FlatBuffers can verify, one byte less than it can address.
+inline constexpr std::uint64_t kMaxPayload = (std::uint64_t{1} << 31) - 2;
 
 /// Checks a whole envelope and returns its payload, which lies inside `bytes`. Any changed, missing
 /// or added byte, another kind and another version give SysException(EBADMSG).
+///
+/// @param bytes aligned for any scalar, so that FlatBuffers may look into the payload.
 std::span<const std::byte> OpenEnvelope(const EnvelopeKind& kind, std::span<const std::byte> bytes,
                                         const std::string& path);
 
-/// Reads the file at `path` and checks its envelope; `payload` lies inside `file`.
+/// Reads the file at `path` and checks its envelope; `payload` lies inside `file`. Fails as
+/// RegularFile and OpenEnvelope do. The head is judged before memory for the rest is taken, so a
+/// large file of another kind costs nothing.
 struct LoadedEnvelope {
     FileBytes file;
     std::span<const std::byte> payload;

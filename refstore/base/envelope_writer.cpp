@@ -9,6 +9,19 @@
 
 namespace refstore {
 
+namespace {
+
+// More than the fixed parts and the padding of any record.
+constexpr std::uint64_t kOverhead = 4096;
+
+}  // namespace
+
+void RequireFits(std::uint64_t bytes) {
+    if (bytes > kMaxPayload - kOverhead) {
+        throw std::length_error("record is larger than its format allows");
+    }
+}
+
 std::vector<std::byte> SealEnvelope(const EnvelopeKind& kind, std::span<const std::byte> payload) {
     if (payload.size() > kMaxPayload) {
         throw std::length_error("record is larger than its format allows");

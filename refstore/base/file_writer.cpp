@@ -16,14 +16,14 @@ namespace refstore {
 namespace {
 
 constexpr std::size_t kMaxWrite = std::size_t{1} << 30;
+constexpr int kNewFile = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
 
 class Descriptor {
   public:
-    Descriptor(const std::string& path, int flags, mode_t mode)
-        : path_(path), fd_(::open(path.c_str(), flags | O_CLOEXEC, mode)) {
-        if (fd_ < 0) {
-            ThrowErrno(errno, "file", path);
-        }
+    Descriptor(const std::string& path, int flags) : path_(path), fd_(-1) {
+        RequireNoNul("file", path);
+        fd_ = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0644);
+        Require(fd_ >= 0);
     }
     ~Descriptor() {
         if (fd_ >= 0) {
@@ -58,7 +58,10 @@ class Descriptor {
     int fd_;
 };
 
-std::string ParentOf(const std::string& path) {
+std::string ParentOf(std::string path) {
+    while (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
+    }
     const std::size_t slash = path.rfind('/');
     if (slash == std::string::npos) {
         return ".";
@@ -66,8 +69,8 @@ std::string ParentOf(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-void Write(const std::string& path, int flags, std::span<const std::byte> bytes, bool sync) {
-    Descriptor file(path, flags, 0644);
+void Write(const std::string& path, std::span<const std::byte> bytes, bool sync) {
+    Descriptor file(path, kNewFile);
     try {
         file.Write(bytes);
         if (sync) {
@@ -80,33 +83,48 @@ void Write(const std::string& path, int flags, std::span<const std::byte> bytes,
     }
 }
 
+// A name in the directory of `path` that no file has. It does not grow out of the name in `path`:
+// "f.new" may well be a file of its own, and a longer name may be too long.
+std::string NameBeside(const std::string& path) {
+    const std::string stem = ParentOf(path) + "/.jorv-" + std::to_string(::getpid()) + "-";
+    for (unsigned number = 0;; ++number) {
+        std::string name = stem + std::to_string(number);
+        struct stat attributes = {};
+        if (::lstat(name.c_str(), &attributes) != 0) {
+            return name;
+        }
+    }
+}
+
 }  // namespace
 
 void WriteNewFile(const std::string& path, std::span<const std::byte> bytes) {
-    Write(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, bytes, false);
+    Write(path, bytes, false);
 }
 
 void ReplaceFile(const std::string& path, std::span<const std::byte> bytes) {
-    const std::string beside = path + ".new";
-    ::unlink(beside.c_str());
-    Write(beside, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, bytes, true);
+    RequireNoNul("file", path);
+    const std::string beside = NameBeside(path);
+    Write(beside, bytes, true);
     if (::rename(beside.c_str(), path.c_str()) != 0) {
         const int code = errno;
         ::unlink(beside.c_str());
         ThrowErrno(code, "file", path);
     }
-    Descriptor(ParentOf(path), O_RDONLY | O_DIRECTORY, 0).Sync();
+    Descriptor(ParentOf(path), O_RDONLY | O_DIRECTORY).Sync();
 }
 
 void SyncFileSystem(const std::string& path) {
-    Descriptor(path, O_RDONLY, 0).SyncAll();
+    Descriptor(path, O_RDONLY).SyncAll();
 }
 
 void RenameNew(const std::string& from, const std::string& to) {
+    RequireNoNul("file", from);
+    RequireNoNul("file", to);
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
         ThrowErrno(errno, "file", to);
     }
-    Descriptor(ParentOf(to), O_RDONLY | O_DIRECTORY, 0).Sync();
+    Descriptor(ParentOf(to), O_RDONLY | O_DIRECTORY).Sync();
 }
 
 }  // namespace refstore

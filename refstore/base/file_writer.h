@@ -7,12 +7,13 @@
 namespace refstore {
 
 /// Writes `bytes` into a new file at `path` (mode 0644). Fails with SysException, message
-/// "<path>: ..." included, when the file is there already or cannot be written; what was begun is
-/// then removed. Does not sync: see SyncFileSystem.
+/// "file <path>: ..." included, when the file is there already or cannot be written; what was begun
+/// is then removed. Does not sync: see SyncFileSystem.
 void WriteNewFile(const std::string& path, std::span<const std::byte> bytes);
 
 /// Puts a whole file in place at once: written beside `path` under a name of its own, synced, and
-/// renamed over `path`. Fails as WriteNewFile; an older file at `path` is then untouched.
+/// renamed over `path`. Fails as WriteNewFile; an older file at `path` is then untouched, unless it
+/// was the last step that failed, the syncing of the directory.
 void ReplaceFile(const std::string& path, std::span<const std::byte> bytes);
 
 /// Makes everything written so far to the file system that holds `path` durable. Fails with

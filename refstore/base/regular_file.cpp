@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <new>
 #include <utility>
 
 #include "refstore/base/errors.h"
@@ -22,10 +21,7 @@ constexpr std::size_t kMaxRead = std::size_t{1} << 30;
 
 RegularFile::RegularFile(std::string_view what, const std::string& path)
     : what_(what), path_(path) {
-    // A path with a NUL inside would be cut there by the C library and name another file.
-    if (path.find('\0') != std::string::npos) {
-        ThrowError(EINVAL, what, path, "path holds a NUL byte");
-    }
+    RequireNoNul(what, path);
     // O_NONBLOCK: opening a FIFO must not wait for a writer.
     do {
         fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
@@ -87,11 +83,8 @@ FileBytes RegularFile::ReadAll(std::uint64_t limit) const {
         ThrowErrno(EFBIG, what_, path_);
     }
     FileBytes bytes;
-    try {
-        bytes.data = std::make_unique_for_overwrite<std::byte[]>(size_);
-    } catch (const std::bad_alloc&) {
-        ThrowErrno(ENOMEM, what_, path_);
-    }
+    bytes.data = OrOutOfMemory(
+        what_, path_, [this] { return std::make_unique_for_overwrite<std::byte[]>(size_); });
     bytes.size = size_;
     ReadAt(0, {bytes.data.get(), bytes.size});
     std::byte extra{};

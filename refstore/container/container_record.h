@@ -9,6 +9,10 @@
 
 namespace refstore {
 
+/// Longest piece of data that a container takes, in bytes. Far above what packing cuts; it bounds
+/// what a reader allocates on an index's word.
+inline constexpr std::uint64_t kMaxContainerPiece = std::uint64_t{1} << 28;
+
 /// One piece of data in a container.
 struct ContainerEntry {
     crfp_digest_t fp = {};

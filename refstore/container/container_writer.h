@@ -19,20 +19,23 @@ class ContainerWriter {
   public:
     ContainerWriter(std::string directory, std::uint64_t dcid);
 
-    /// Adds `data` and returns its entry.
+    /// Adds `data`, at most kMaxContainerPiece bytes, and returns its entry. More throws
+    /// std::length_error.
     ContainerEntry Add(const crfp_digest_t& fp, std::span<const std::byte> data);
 
     [[nodiscard]] std::uint64_t Size() const { return data_.size(); }
     [[nodiscard]] std::uint64_t Dcid() const { return index_.dcid; }
 
     /// Writes both files, each beside its place first and renamed when whole, .bhd last. Nothing
-    /// may be added afterwards.
+    /// may be added afterwards. A container of that name that is there already is left as it is,
+    /// and Finish fails. Not durable until SyncFileSystem.
     void Finish();
 
   private:
     std::string directory_;
     std::vector<std::byte> data_;
     ContainerIndex index_;
+    bool finished_ = false;
 };
 
 }  // namespace refstore

@@ -7,7 +7,8 @@
 
 namespace refstore {
 
-/// Fingerprint of an extent's data: its SHA-256. Any thread may call it.
+/// Fingerprint of an extent's data: its SHA-256. SysException when the cryptographic library lacks
+/// it. Any thread may call it.
 crfp_digest_t Fingerprint(std::span<const std::byte> data);
 
 }  // namespace refstore

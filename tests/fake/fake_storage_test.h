@@ -7,10 +7,11 @@
 namespace storage_fake {
 
 /// Fixture of every test that is linked with the fake: a fresh script, and at the end no object of
-/// the fake left alive. A class that overrides TearDown calls this one's.
+/// the fake left alive, members of the test's own class included.
 class FakeStorageTest : public testing::Test {
   protected:
-    void TearDown() override { script.ExpectNothingLeft(); }
+    FakeStorageTest() = default;
+    ~FakeStorageTest() override { script.ExpectNothingLeft(); }
 
     Script script;
 };

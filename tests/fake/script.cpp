@@ -30,7 +30,7 @@ bool LineHasKey(std::string_view line, std::string_view key) {
     return line.starts_with(key) && (line.size() == key.size() || line[key.size()] == ' ');
 }
 
-Script::Script() {
+Script::Script() : before_(g_current) {
     g_current = this;
     UseFileExtMap(0);
     KlfsAware(false);
@@ -38,7 +38,7 @@ Script::Script() {
 }
 
 Script::~Script() {
-    g_current = nullptr;
+    g_current = before_;
 }
 
 Script& Script::Current() {
@@ -99,7 +99,7 @@ void Script::SharedHold(int change) {
 
 void Script::On(const std::string& key, Hook hook) {
     const std::scoped_lock lock(mutex_);
-    rules_.push_back({key, std::move(hook), {}});
+    rules_.push_back({key, std::make_shared<Hook>(std::move(hook)), {}});
 }
 
 void Script::ThrowSys(const std::string& key, std::int32_t code, const std::string& message) {
@@ -116,7 +116,7 @@ void Script::Forbid(const std::string& key) {
 }
 
 std::optional<std::int64_t> Script::Enter(const std::string& line) {
-    Hook hook;
+    std::shared_ptr<Hook> hook;
     std::optional<std::int64_t> result;
     {
         const std::scoped_lock lock(mutex_);
@@ -134,8 +134,8 @@ std::optional<std::int64_t> Script::Enter(const std::string& line) {
     }
     EXPECT_TRUE(t_holds == 0 || line.ends_with("::GetInstance"))
         << "called while configLock is held: " << line;
-    if (hook) {
-        hook();
+    if (hook != nullptr) {
+        (*hook)();
     }
     return result;
 }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <initializer_list>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -21,7 +22,8 @@ namespace storage_fake {
 
 /// What the fake storage library does during one test, and the record of what was asked of it.
 ///
-/// One script is current at a time: the one made last. Making it resets the fake. Every operation
+/// One script is current at a time: the one made last; when it goes, the one before it is current
+/// again. Making one resets the fake. Every operation
 /// of the storage interface writes one line into the record, "<operation> <argument>...", before it
 /// does anything; constructors and destructors too. The lines:
 ///
@@ -142,7 +144,8 @@ class Script {
     };
     struct Rule {
         std::string key;
-        Hook hook;
+        /// Shared, so that what a hook counts is counted over all calls.
+        std::shared_ptr<Hook> hook;
         std::vector<std::int64_t> results;
         std::size_t used = 0;
     };
@@ -150,6 +153,7 @@ class Script {
     void ShowGuardedSettings();
     void HideGuardedSettings();
 
+    Script* const before_;
     mutable std::mutex mutex_;
     std::vector<Call> calls_;
     std::vector<Rule> rules_;

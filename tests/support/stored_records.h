@@ -38,20 +38,20 @@ struct StoredExtent {
 
 struct StoredExtentFile {
     std::int64_t transId = 1;
-    std::vector<StoredExtent> extents;
+    std::vector<StoredExtent> extents = {};
 };
 
 struct StoredTable {
     std::uint64_t offset = 0;  ///< first file offset that the table covers
     std::uint64_t end = 0;     ///< offset just behind its coverage
-    std::vector<StoredExtent> extents;
-    std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry> dcids;
-    std::vector<crfp_digest_t> bloom;  ///< fingerprints that the bloom filter matches
+    std::vector<StoredExtent> extents = {};
+    std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry> dcids = {};
+    std::vector<crfp_digest_t> bloom = {};  ///< fingerprints that the bloom filter matches
 };
 
 struct StoredTables {
     std::int64_t fileSize = 0;  ///< bytes
-    std::vector<StoredTable> tables;
+    std::vector<StoredTable> tables = {};
 };
 
 /// 2^30 bytes, the unit of a table's span.

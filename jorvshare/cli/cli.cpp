@@ -1,0 +1,148 @@
+#include "jorvshare/cli/cli.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <functional>
+#include <limits>
+#include <map>
+#include <new>
+#include <sstream>
+#include <string>
+
+#include "jorvshare/cli/virtual_copy.h"
+#include "jorvshare/interrupt/interrupt.h"
+#include "jorvshare/make/make.h"
+#include "jorvshare/pack/pack.h"
+#include "jorvshare/report/console.h"
+#include "jorvshare/report/wording.h"
+#include "jorvshare/show/show.h"
+#include "jorvshare/unpack/unpack.h"
+
+namespace jorvshare {
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+constexpr std::uint32_t kMostVolumes = 10000;
+// The data of one container is in memory until it is written.
+constexpr std::uint32_t kMostContainerMiB = 1024;
+
+using Command = std::function<void()>;
+
+void AddPack(CLI::App* app, Command* command) {
+    auto* pack = app->add_subcommand("pack", "Pack the files of a directory into a new share");
+    const auto options = std::make_shared<PackOptions>();
+    const auto virtualCopy = std::make_shared<std::string>();
+    pack->add_option("SOURCE", options->source, "Directory to pack")->required();
+    pack->add_option("SITE", options->site, "Site, made when it is missing")->required();
+    pack->add_option("--share-id", options->shareId, "Identifier of the new share")->required();
+    pack->add_option("--layout", options->layout,
+                     "files: one extent file per user file; tables: mapping tables "
+                     "(default: the site's, of a new one: files)")
+        ->transform(CLI::Transformer(std::map<std::string, MapLayout>{
+            {"files", MapLayout::kFiles}, {"tables", MapLayout::kTables}}));
+    pack->add_option("--volumes", options->volumes, "Volumes of the site, at least (default: 1)")
+        ->check(CLI::Range(std::uint32_t{1}, kMostVolumes));
+    pack->add_option("--table-span", options->tableSpanGiB,
+                     "GiB of a file that one mapping table covers (default: the site's, or 1)")
+        ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()));
+    pack->add_option("--container-size", options->containerMiB,
+                     "Most data in one container, MiB (default: 64)")
+        ->check(CLI::Range(std::uint32_t{1}, kMostContainerMiB));
+    pack->add_option("--vcopy", *virtualCopy,
+                     "Also write the container image POLICY:TIME:NAME and list it in vcopy.dat");
+    pack->callback([pack, command, options, virtualCopy] {
+        *command = [pack, options, virtualCopy] {
+            if (pack->count("--vcopy") != 0) {
+                options->virtualCopy = ParseVirtualCopy(*virtualCopy);
+            }
+            const wording::PackSummary summary = Pack(*options);
+            PrintResult(wording::Packed(options->shareId, summary) + "\n");
+        };
+    });
+}
+
+void AddUnpack(CLI::App* app, Command* command) {
+    auto* unpack = app->add_subcommand("unpack", "Write the user files of a share back");
+    const auto options = std::make_shared<UnpackOptions>();
+    unpack->add_option("SITE", options->site, "Site that holds the share")->required();
+    unpack->add_option("DEST", options->destination, "Directory to write, new or empty")
+        ->required();
+    unpack->add_option("--share-id", options->shareId, "Identifier of the share")->required();
+    unpack->callback([command, options] {
+        *command = [options] {
+            const UnpackSummary summary = Unpack(*options);
+            PrintResult(wording::Unpacked(options->shareId, summary.files, summary.bytes) + "\n");
+        };
+    });
+}
+
+void AddMake(CLI::App* app, Command* command) {
+    auto* make = app->add_subcommand(
+        "make", "Build exactly what a recipe says, inconsistent or not; for testing only");
+    const auto recipe = std::make_shared<std::string>();
+    const auto site = std::make_shared<std::string>();
+    make->add_option("RECIPE", *recipe, "JSON file")->required();
+    make->add_option("SITE", *site, "Site to build, new or empty")->required();
+    make->callback([command, recipe, site] {
+        *command = [recipe, site] {
+            const MakeSummary summary = Make(*recipe, *site);
+            PrintResult(wording::Made(*site, summary.shares, summary.files) + "\n");
+        };
+    });
+}
+
+void AddShow(CLI::App* app, Command* command) {
+    auto* show = app->add_subcommand(
+        "show", "Print a header file, extent file, container index, image or mapping tables");
+    const auto path = std::make_shared<std::string>();
+    const auto json = std::make_shared<bool>(false);
+    show->add_option("PATH", *path, "File, or directory of mapping tables")->required();
+    show->add_flag("--json", *json, "Print JSON");
+    show->callback([command, path, json] {
+        *command = [path, json] { Show(*path, *json); };
+    });
+}
+
+int RunCommand(const Command& command) {
+    try {
+        const InterruptScope scope;
+        command();
+        return 0;
+    } catch (const Interrupted& interrupted) {
+        PrintError(wording::Interrupted(interrupted.signal));
+        DieOf(interrupted.signal);
+    } catch (const std::bad_alloc&) {
+        PrintError(wording::OutOfMemory());
+    } catch (const std::exception& error) {
+        PrintError(error.what());
+    }
+    return kFailed;
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, const char* const* argv) {
+    CLI::App app("Makes shares and looks into them.", "jorvshare");
+    app.require_subcommand(1);
+    Command command;
+    AddPack(&app, &command);
+    AddUnpack(&app, &command);
+    AddMake(&app, &command);
+    AddShow(&app, &command);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& stop) {
+        std::ostringstream out;
+        std::ostringstream errors;
+        const bool failed = app.exit(stop, out, errors) != 0;
+        PrintDiagnostic(errors.str());
+        return RunCommand([&out] { PrintResult(out.str()); }) != 0 ? kFailed
+               : failed                                           ? kUsage
+                                                                  : 0;
+    }
+    return RunCommand(command);
+}
+
+}  // namespace jorvshare

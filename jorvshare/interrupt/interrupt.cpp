@@ -1,0 +1,56 @@
+#include "jorvshare/interrupt/interrupt.h"
+
+#include <cstdlib>
+
+namespace jorvshare {
+
+namespace {
+
+constexpr std::array<int, 4> kSignals = {SIGINT, SIGTERM, SIGHUP, SIGXFSZ};
+
+// A signal handler can reach nothing but a global: it is the one that this program has.
+volatile std::sig_atomic_t arrived = 0;
+
+extern "C" void Remember(int signal) {
+    arrived = signal;
+}
+
+}  // namespace
+
+InterruptScope::InterruptScope() {
+    arrived = 0;
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+        struct sigaction action = {};
+        action.sa_handler = kSignals.at(i) == SIGXFSZ ? SIG_IGN : Remember;
+        action.sa_flags = SA_RESTART;
+        ::sigemptyset(&action.sa_mask);
+        ::sigaction(kSignals.at(i), &action, &former_.at(i));
+        // A run that was started with a signal ignored (nohup) stays deaf to it.
+        if (former_.at(i).sa_handler == SIG_IGN) {
+            ::sigaction(kSignals.at(i), &former_.at(i), nullptr);
+        }
+    }
+}
+
+InterruptScope::~InterruptScope() {
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+        ::sigaction(kSignals.at(i), &former_.at(i), nullptr);
+    }
+}
+
+void CheckInterrupt() {
+    if (arrived != 0) {
+        throw Interrupted{arrived};
+    }
+}
+
+void DieOf(int signal) {
+    struct sigaction action = {};
+    action.sa_handler = SIG_DFL;
+    ::sigemptyset(&action.sa_mask);
+    ::sigaction(signal, &action, nullptr);
+    ::raise(signal);
+    ::_Exit(128 + signal);
+}
+
+}  // namespace jorvshare

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <array>
+#include <csignal>
+
+namespace jorvshare {
+
+/// Thrown by CheckInterrupt; not derived from std::exception, so that no handler takes it for a
+/// failure of the work at hand.
+struct Interrupted {
+    int signal;
+};
+
+/// While it lives, SIGINT, SIGTERM and SIGHUP are remembered instead of ending the process, and a
+/// write beyond the file size limit fails with EFBIG instead of raising SIGXFSZ: long work can so
+/// take back what it began. One at a time, main thread only.
+class InterruptScope {
+  public:
+    InterruptScope();
+    /// Puts the former handlers back.
+    ~InterruptScope();
+    InterruptScope(const InterruptScope&) = delete;
+    InterruptScope& operator=(const InterruptScope&) = delete;
+
+  private:
+    std::array<struct sigaction, 4> former_;
+};
+
+/// Throws Interrupted when a signal has arrived since the scope began.
+void CheckInterrupt();
+
+/// Ends the process by `signal`, as if it had never been caught.
+[[noreturn]] void DieOf(int signal);
+
+}  // namespace jorvshare

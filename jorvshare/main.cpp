@@ -1,0 +1,5 @@
+#include "jorvshare/cli/cli.h"
+
+int main(int argc, char** argv) {
+    return jorvshare::RunCommandLine(argc, argv);
+}

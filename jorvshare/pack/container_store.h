@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "jorvshare/pack/fingerprint_map.h"
+#include "jorvshare/site/undo.h"
+#include "refstore/container/container_writer.h"
+
+namespace jorvshare {
+
+/// Where data lies.
+struct DataPlace {
+    std::uint64_t dcid = 0;
+    std::int64_t offset = 0;
+};
+
+/// Keeps data once each in containers, which go to the volumes in turn. One container is in memory
+/// at a time. One thread.
+class ContainerStore {
+  public:
+    /// @param volumes   directories that are there; not empty.
+    /// @param lastDcid  largest DCID in use.
+    /// @param undo      is told of every container before it is written; outlives the store.
+    ContainerStore(std::vector<std::string> volumes, std::uint64_t lastDcid,
+                   std::uint64_t maxContainerBytes, Undo* undo);
+
+    /// Place of the data, stored now unless it was before. Throws SysException, or ToolError when
+    /// no DCID is left.
+    DataPlace Put(const crfp_digest_t& fp, std::span<const std::byte> data);
+
+    /// Writes what is still in memory. Nothing may be put afterwards.
+    void Finish();
+
+    [[nodiscard]] const std::vector<std::uint64_t>& Dcids() const { return dcids_; }
+    [[nodiscard]] std::uint64_t StoredBytes() const { return storedBytes_; }
+
+  private:
+    void Begin();
+
+    std::vector<std::string> volumes_;
+    std::uint64_t lastDcid_;
+    std::uint64_t maxContainerBytes_;
+    Undo* undo_;
+    std::optional<refstore::ContainerWriter> open_;
+    FingerprintMap<DataPlace> places_;
+    std::vector<std::uint64_t> dcids_;
+    std::uint64_t storedBytes_ = 0;
+};
+
+}  // namespace jorvshare

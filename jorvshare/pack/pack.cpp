@@ -1,0 +1,134 @@
+#include "jorvshare/pack/pack.h"
+
+#include <algorithm>
+#include <span>
+#include <vector>
+
+#include "jorvshare/interrupt/interrupt.h"
+#include "jorvshare/pack/container_store.h"
+#include "jorvshare/pack/pack_site.h"
+#include "jorvshare/pack/share_writer.h"
+#include "jorvshare/pack/shared_data.h"
+#include "jorvshare/pack/source_tree.h"
+#include "jorvshare/report/console.h"
+#include "jorvshare/report/progress.h"
+#include "jorvshare/report/tool_error.h"
+#include "jorvshare/site/volumes.h"
+#include "jorvshare/site/directory.h"
+#include "refstore/base/file_writer.h"
+#include "refstore/fingerprint/sha256.h"
+#include "refstore/image/image_writer.h"
+
+namespace jorvshare {
+
+namespace {
+
+void WarnOfUncheckable(const SourceTree& tree, const ShareLayout& share) {
+    if (tree.unpairable != 0) {
+        PrintWarning(wording::Unpairable(tree.unpairable));
+    }
+    if (share.root.find("/head") != std::string::npos) {
+        PrintWarning(wording::HeadInSharePath(share.root));
+    }
+}
+
+/// First pass: reads everything to learn what occurs in more than one file.
+SharedData FindShared(const std::string& source, const SourceTree& tree, Progress* progress) {
+    SharedData shared;
+    std::uint64_t number = 0;
+    for (const std::string& relative : tree.files) {
+        ++number;
+        SourceFile(source + "/" + relative)
+            .ForEachPiece([&](std::uint64_t, std::span<const std::byte> data) {
+                shared.Add(refstore::Fingerprint(data), number);
+                progress->Advance(data.size());
+            });
+    }
+    shared.Finish();
+    return shared;
+}
+
+void WriteImage(PackSite* site, const ShareLayout& staging, const ImageName& name,
+                const std::vector<std::uint64_t>& containers) {
+    const std::string vcopy = name.policy + "\n" + name.backupTime + "\n" + name.name + ";\n";
+    refstore::WriteNewFile(staging.VcopyFile(), std::as_bytes(std::span(vcopy)));
+    const std::string path = site->Layout().Image(name);
+    site->MakeMissing(ParentOf(ParentOf(path)));
+    site->MakeMissing(ParentOf(path));
+    refstore::WriteNewFile(path, refstore::EncodeImage({name.policy, name.backupTime, name.name,
+                                                        containers}));
+    site->Changes().RemoveTree(path);
+}
+
+void PutInPlace(PackSite* site, const std::string& staging, const std::string& share) {
+    // The rename may have been made and yet not be durable: the share then has to go as well.
+    site->Changes().Run([staging, share] {
+        if (KindOf(staging) == EntryKind::kUnknown) {
+            RemoveTree(share);
+        }
+    });
+    refstore::RenameNew(staging, share);
+}
+
+void RefuseOverlap(const std::string& source, const std::string& site) {
+    if (IsWithin(site, source)) {
+        throw ToolError(wording::Inside("site", site, "source", source));
+    }
+}
+
+}  // namespace
+
+wording::PackSummary Pack(const PackOptions& options) {
+    CheckShareId(options.shareId);
+    const std::string source = AbsoluteTarget(options.source);
+    const std::string root = AbsoluteTarget(options.site);
+    RefuseOverlap(source, root);
+
+    PackSite site(root, options);
+    const ShareLayout share = site.Layout().Share(options.shareId);
+    const ShareLayout staging = site.Layout().ShareStaging(options.shareId);
+    if (KindOf(share.root) != EntryKind::kUnknown) {
+        throw ToolError(wording::ShareExists(options.shareId, root));
+    }
+    if (options.virtualCopy.has_value() &&
+        KindOf(site.Layout().Image(*options.virtualCopy)) != EntryKind::kUnknown) {
+        throw ToolError(wording::ImageExists(site.Layout().Image(*options.virtualCopy)));
+    }
+    site.MakeMissing(ParentOf(share.root));
+    RemoveTree(staging.root);
+    site.Changes().RemoveTree(staging.root);
+
+    const SourceTree tree = WalkSource(source);
+    WarnOfUncheckable(tree, share);
+    const bool twoPasses = site.Map() == MapLayout::kFiles;
+    Progress progress("packing", tree.dataBytes * (twoPasses ? 2 : 1));
+    const SharedData shared = twoPasses ? FindShared(source, tree, &progress) : SharedData();
+    ContainerStore containers(site.Volumes(), LargestDcid(site.Volumes()),
+                              std::uint64_t{options.containerMiB} << 20U, &site.Changes());
+    ShareWriter writer({staging, site.Layout().MetaRoot(), site.Map(), site.TableSpan()}, &shared,
+                       &containers, &progress);
+    for (const std::string& directory : tree.directories) {
+        writer.AddDirectory(directory);
+    }
+    for (const std::string& file : tree.files) {
+        CheckInterrupt();
+        writer.AddFile(source + "/" + file, file);
+    }
+    containers.Finish();
+    if (options.virtualCopy.has_value()) {
+        WriteImage(&site, staging, *options.virtualCopy, containers.Dcids());
+    }
+    site.Sync();
+    CheckInterrupt();
+    PutInPlace(&site, staging.root, share.root);
+    site.Keep();
+
+    return {tree.files.size(),
+            writer.Bytes(),
+            writer.Extents(),
+            containers.Dcids().size(),
+            containers.StoredBytes() + writer.LocalBytes(),
+            tree.skipped};
+}
+
+}  // namespace jorvshare

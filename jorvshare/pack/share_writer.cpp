@@ -1,0 +1,133 @@
+#include "jorvshare/pack/share_writer.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "jorvshare/pack/local_store.h"
+#include "jorvshare/report/tool_error.h"
+#include "jorvshare/report/wording.h"
+#include "jorvshare/site/directory.h"
+#include "refstore/base/file_writer.h"
+#include "refstore/extent/extent_writer.h"
+#include "refstore/extent/sampled_checksum.h"
+#include "refstore/fingerprint/sha256.h"
+#include "refstore/header/header_writer.h"
+#include "refstore/table/table_writer.h"
+
+namespace jorvshare {
+
+namespace {
+
+constexpr std::uint64_t kLocalDcid = 1;
+constexpr std::int64_t kTransId = 1;
+// A sparse file of any size costs one table per span: without a bound it would eat all memory.
+constexpr std::uint64_t kMaxTables = std::uint64_t{1} << 20;
+
+bool Lists(const refstore::TableRecord& table, std::uint64_t dcid) {
+    // From the back: data that was packed together mostly lies together.
+    return std::any_of(table.dcids.rbegin(), table.dcids.rend(),
+                       [dcid](const auto& entry) { return entry.first == dcid; });
+}
+
+}  // namespace
+
+ShareWriter::ShareWriter(ShareTarget target, const SharedData* shared, ContainerStore* containers,
+                         Progress* progress)
+    : target_(std::move(target)), shared_(shared), containers_(containers), progress_(progress) {
+    MakeDirectory(target_.share.root);
+    MakeDirectory(target_.share.HeadDir());
+    MakeDirectory(target_.share.MapDir());
+    MakeDirectory(target_.share.StuDir());
+}
+
+void ShareWriter::AddDirectory(const std::string& relative) {
+    MakeDirectory(target_.share.Head(relative));
+    MakeDirectory(target_.share.Map(relative));
+}
+
+void ShareWriter::AddFile(const std::string& sourcePath, const std::string& relative) {
+    SourceFile file(sourcePath);
+    const std::vector<refstore::Extent> extents = StoreData(&file, relative);
+    if (target_.layout == MapLayout::kTables) {
+        WriteTables(relative, file.Size(), extents);
+    } else {
+        try {
+            refstore::WriteNewFile(target_.share.Map(relative),
+                                   refstore::EncodeExtents(kTransId, extents));
+        } catch (const std::length_error& error) {
+            throw ToolError(wording::At(sourcePath, error.what()));
+        }
+    }
+    ++files_;
+    bytes_ += static_cast<std::uint64_t>(file.Size());
+    extents_ += extents.size();
+    WriteHeader(file, relative);
+}
+
+std::vector<refstore::Extent> ShareWriter::StoreData(SourceFile* file,
+                                                     const std::string& relative) {
+    std::vector<refstore::Extent> extents;
+    LocalStore local(target_.share.Stu(relative));
+    file->ForEachPiece([&](std::uint64_t offset, std::span<const std::byte> data) {
+        refstore::Extent extent;
+        extent.start = offset;
+        extent.end = offset + data.size();
+        extent.cksum = refstore::SampledChecksum(data);
+        extent.fp = refstore::Fingerprint(data);
+        if (target_.layout == MapLayout::kTables || shared_->Contains(extent.fp)) {
+            const DataPlace place = containers_->Put(extent.fp, data);
+            extent.dcid = place.dcid;
+            extent.dataOffset = place.offset;
+        } else {
+            extent.dcid = kLocalDcid;
+            extent.dataOffset = local.Put(extent.fp, data);
+        }
+        extents.push_back(extent);
+        progress_->Advance(data.size());
+    });
+    local.Finish();
+    localBytes_ += local.StoredBytes();
+    return extents;
+}
+
+void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
+                              const std::vector<refstore::Extent>& extents) {
+    const auto length = static_cast<std::uint64_t>(size);
+    const std::uint64_t span = target_.tableSpan;
+    const std::uint64_t count = std::max<std::uint64_t>(1, length / span + (length % span != 0));
+    if (count > kMaxTables) {
+        throw ToolError(wording::TooManyTables(relative, count));
+    }
+    refstore::TableDirectoryRecord record;
+    record.fileSize = size;
+    record.tables.resize(count);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        record.tables.at(i).offset = i * span;
+        record.tables.at(i).end = (i + 1) * span;
+    }
+    for (const refstore::Extent& extent : extents) {
+        refstore::TableRecord& table = record.tables.at(extent.start / span);
+        table.extents.push_back(extent);
+        table.bloom.push_back(extent.fp);
+        if (!Lists(table, extent.dcid)) {
+            table.dcids.emplace_back(extent.dcid, 0);
+        }
+    }
+    MakeDirectory(target_.share.Map(relative));
+    refstore::WriteTableDirectory(target_.share.Map(relative), record);
+}
+
+void ShareWriter::WriteHeader(const SourceFile& file, const std::string& relative) {
+    refstore::HeaderRecord header;
+    header.transId = kTransId;
+    header.size = file.Size();
+    header.mtime = file.ModifiedSeconds();
+    header.mtimeNsec = file.ModifiedNanoseconds();
+    header.mode = file.Mode();
+    header.fg = files_;
+    header.extentLocation = target_.extentLocation;
+    refstore::WriteNewFile(target_.share.Head(relative), refstore::EncodeHeader(header));
+}
+
+}  // namespace jorvshare

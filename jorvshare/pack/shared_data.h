@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <unordered_set>
+
+#include "jorvshare/pack/fingerprint_map.h"
+
+namespace jorvshare {
+
+/// Finds out which data occurs in two or more files. One thread.
+class SharedData {
+  public:
+    /// Data with fingerprint `fp` occurs in the file with number `file`.
+    void Add(const crfp_digest_t& fp, std::uint64_t file) {
+        const auto [known, fresh] = firstFile_.try_emplace(fp, file);
+        if (!fresh && known->second != file) {
+            shared_.insert(fp);
+        }
+    }
+
+    /// Nothing more will be added; frees what only Add needs.
+    void Finish() { FingerprintMap<std::uint64_t>().swap(firstFile_); }
+
+    [[nodiscard]] bool Contains(const crfp_digest_t& fp) const { return shared_.contains(fp); }
+
+  private:
+    FingerprintMap<std::uint64_t> firstFile_;
+    std::unordered_set<crfp_digest_t, FingerprintHash> shared_;
+};
+
+}  // namespace jorvshare

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace jorvshare {
+
+/// Most bytes of one extent, and the grid on which files are cut: extent boundaries inside data
+/// lie at its multiples, so that no extent reaches over the end of a mapping table.
+inline constexpr std::size_t kMaxExtent = 131072;
+
+/// One regular file that is packed, opened for reading, and its attributes as they were then.
+/// Fails with ToolError; a symbolic link or anything but a regular file is refused. One thread.
+class SourceFile {
+  public:
+    explicit SourceFile(std::string path);
+    ~SourceFile();
+    SourceFile(const SourceFile&) = delete;
+    SourceFile& operator=(const SourceFile&) = delete;
+
+    [[nodiscard]] std::int64_t Size() const { return size_; }
+    [[nodiscard]] std::int64_t ModifiedSeconds() const { return seconds_; }
+    [[nodiscard]] std::uint32_t ModifiedNanoseconds() const { return nanoseconds_; }
+    /// Permission bits, set-id and sticky ones included.
+    [[nodiscard]] std::uint32_t Mode() const { return mode_; }
+
+    using Piece = std::function<void(std::uint64_t offset, std::span<const std::byte> data)>;
+
+    /// Hands out the data up to Size() in ascending pieces of at most kMaxExtent bytes; holes are
+    /// left out. A file that has become shorter is a ToolError.
+    void ForEachPiece(const Piece& piece);
+
+  private:
+    [[nodiscard]] std::int64_t Seek(std::int64_t offset, int whence, std::int64_t otherwise) const;
+    [[nodiscard]] std::span<const std::byte> Read(std::int64_t offset, std::size_t length);
+
+    std::string path_;
+    int descriptor_;
+    std::int64_t size_ = 0;
+    std::int64_t seconds_ = 0;
+    std::uint32_t nanoseconds_ = 0;
+    std::uint32_t mode_ = 0;
+    std::vector<std::byte> buffer_;
+};
+
+}  // namespace jorvshare

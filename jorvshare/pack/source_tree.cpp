@@ -1,0 +1,81 @@
+#include "jorvshare/pack/source_tree.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string_view>
+
+#include "jorvshare/interrupt/interrupt.h"
+#include "jorvshare/report/console.h"
+#include "jorvshare/report/tool_error.h"
+#include "jorvshare/report/wording.h"
+#include "jorvshare/site/directory.h"
+
+namespace jorvshare {
+
+namespace {
+
+constexpr std::uint64_t kBlock = 512;  // unit of st_blocks
+
+std::string_view KindName(EntryKind kind) {
+    switch (kind) {
+        case EntryKind::kSymlink:
+            return "symbolic link";
+        case EntryKind::kFifo:
+            return "FIFO";
+        case EntryKind::kSocket:
+            return "socket";
+        default:
+            return "device";
+    }
+}
+
+class Walker {
+  public:
+    Walker(const std::string& root, SourceTree* tree) : root_(root), tree_(tree) {}
+
+    /// @param prefix  relative path of the directory with a slash behind it, or empty.
+    /// @param inHead  a directory of the prefix begins with "head".
+    void Walk(const std::string& prefix, bool inHead) {
+        CheckInterrupt();
+        for (const DirectoryEntry& entry : ListDirectory(root_ + "/" + prefix)) {
+            const std::string relative = prefix + entry.name;
+            if (entry.kind == EntryKind::kDirectory) {
+                tree_->directories.push_back(relative);
+                Walk(relative + "/", inHead || entry.name.starts_with("head"));
+            } else if (entry.kind == EntryKind::kFile) {
+                tree_->files.push_back(relative);
+                tree_->unpairable += inHead ? 1 : 0;
+                CountData(relative);
+            } else {
+                PrintWarning(wording::Skipped(KindName(entry.kind), root_ + "/" + relative));
+                ++tree_->skipped;
+            }
+        }
+    }
+
+  private:
+    void CountData(const std::string& relative) {
+        const std::string path = root_ + "/" + relative;
+        struct stat attributes = {};
+        if (::lstat(path.c_str(), &attributes) != 0) {
+            throw ToolError(wording::Errno(path, errno));
+        }
+        tree_->dataBytes += std::min(static_cast<std::uint64_t>(attributes.st_size),
+                                     static_cast<std::uint64_t>(attributes.st_blocks) * kBlock);
+    }
+
+    const std::string& root_;
+    SourceTree* tree_;
+};
+
+}  // namespace
+
+SourceTree WalkSource(const std::string& root) {
+    SourceTree tree;
+    Walker(root, &tree).Walk("", false);
+    return tree;
+}
+
+}  // namespace jorvshare

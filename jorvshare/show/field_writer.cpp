@@ -1,0 +1,27 @@
+#include "jorvshare/show/field_writer.h"
+
+#include "jorvshare/interrupt/interrupt.h"
+#include "jorvshare/report/console.h"
+
+namespace jorvshare {
+
+namespace {
+
+constexpr std::size_t kPiece = 65536;
+
+}  // namespace
+
+void FieldWriter::Put(std::string_view text) {
+    buffer_ += text;
+    if (buffer_.size() >= kPiece) {
+        Flush();
+    }
+}
+
+void FieldWriter::Flush() {
+    CheckInterrupt();
+    PrintResult(buffer_);
+    buffer_.clear();
+}
+
+}  // namespace jorvshare

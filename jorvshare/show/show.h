@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+namespace jorvshare {
+
+/// Prints one stored structure field by field on standard output, as text or as JSON: a header
+/// file, an extent file, the index of a container, a container image, or the mapping tables of a
+/// directory (also given by their data.mdb). Files are told apart by what they begin with.
+///
+/// The whole structure is checked before anything is printed: damage is a SysException, anything
+/// else a ToolError.
+void Show(const std::string& path, bool json);
+
+}  // namespace jorvshare

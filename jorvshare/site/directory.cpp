@@ -1,0 +1,188 @@
+#include "jorvshare/site/directory.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+
+#include "jorvshare/report/tool_error.h"
+#include "jorvshare/report/wording.h"
+
+namespace jorvshare {
+
+namespace {
+
+[[noreturn]] void Fail(const std::string& path, int code) {
+    throw ToolError(wording::Errno(path, code));
+}
+
+EntryKind KindOfMode(mode_t mode) {
+    switch (mode & S_IFMT) {
+        case S_IFREG:
+            return EntryKind::kFile;
+        case S_IFDIR:
+            return EntryKind::kDirectory;
+        case S_IFLNK:
+            return EntryKind::kSymlink;
+        case S_IFIFO:
+            return EntryKind::kFifo;
+        case S_IFSOCK:
+            return EntryKind::kSocket;
+        default:
+            return EntryKind::kDevice;
+    }
+}
+
+struct CloseDirectory {
+    void operator()(DIR* directory) const { ::closedir(directory); }
+};
+using OpenDirectory = std::unique_ptr<DIR, CloseDirectory>;
+
+OpenDirectory Open(std::string path) {
+    // With a slash behind it a symbolic link would be followed after all.
+    while (path.size() > 1 && path.ends_with('/')) {
+        path.pop_back();
+    }
+    const int descriptor =
+        ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+    if (descriptor < 0) {
+        Fail(path, errno);
+    }
+    OpenDirectory directory(::fdopendir(descriptor));
+    if (directory == nullptr) {
+        const int code = errno;
+        ::close(descriptor);
+        Fail(path, code);
+    }
+    return directory;
+}
+
+}  // namespace
+
+std::vector<DirectoryEntry> ListDirectory(const std::string& path) {
+    const OpenDirectory directory = Open(path);
+    std::vector<DirectoryEntry> entries;
+    while (true) {
+        errno = 0;
+        const dirent* found = ::readdir(directory.get());
+        if (found == nullptr) {
+            if (errno != 0) {
+                Fail(path, errno);
+            }
+            break;
+        }
+        std::string name = static_cast<const char*>(found->d_name);
+        if (name == "." || name == "..") {
+            continue;
+        }
+        EntryKind kind = EntryKind::kUnknown;
+        if (found->d_type != DT_UNKNOWN) {
+            kind = KindOfMode(DTTOIF(found->d_type));
+        } else {
+            struct stat attributes = {};
+            if (::fstatat(::dirfd(directory.get()), name.c_str(), &attributes,
+                          AT_SYMLINK_NOFOLLOW) != 0) {
+                Fail(path + "/" + name, errno);
+            }
+            kind = KindOfMode(attributes.st_mode);
+        }
+        entries.push_back({std::move(name), kind});
+    }
+    std::sort(entries.begin(), entries.end(),
+              [](const auto& left, const auto& right) { return left.name < right.name; });
+    return entries;
+}
+
+EntryKind KindOf(const std::string& path) {
+    struct stat attributes = {};
+    if (::lstat(path.c_str(), &attributes) == 0) {
+        return KindOfMode(attributes.st_mode);
+    }
+    if (errno != ENOENT) {
+        Fail(path, errno);
+    }
+    return EntryKind::kUnknown;
+}
+
+void MakeDirectory(const std::string& path) {
+    if (::mkdir(path.c_str(), 0755) != 0) {
+        Fail(path, errno);
+    }
+}
+
+void MakeDirectories(const std::string& path) {
+    if (::mkdir(path.c_str(), 0755) == 0) {
+        return;
+    }
+    if (errno == ENOENT && path.find('/', 1) != std::string::npos) {
+        MakeDirectories(ParentOf(path));
+        MakeDirectory(path);
+    } else if (errno != EEXIST) {
+        Fail(path, errno);
+    } else if (KindOf(path) != EntryKind::kDirectory) {
+        Fail(path, ENOTDIR);
+    }
+}
+
+void RemoveTree(const std::string& path) {
+    if (::unlink(path.c_str()) == 0 || errno == ENOENT) {
+        return;
+    }
+    try {
+        for (const DirectoryEntry& entry : ListDirectory(path)) {
+            RemoveTree(path + "/" + entry.name);
+        }
+    } catch (const ToolError&) {
+        // Not a directory that can be read: rmdir below fails or not, there is nothing else to try.
+    }
+    ::rmdir(path.c_str());
+}
+
+std::string AbsoluteTarget(const std::string& path) {
+    const auto real = [](const std::string& there) {
+        const std::unique_ptr<char, decltype(&std::free)> text(::realpath(there.c_str(), nullptr),
+                                                               &std::free);
+        return text == nullptr ? std::string() : std::string(text.get());
+    };
+    std::string whole = real(path);
+    if (!whole.empty()) {
+        return whole;
+    }
+    if (errno != ENOENT) {
+        Fail(path, errno);
+    }
+    std::string bare = path;
+    while (bare.size() > 1 && bare.back() == '/') {
+        bare.pop_back();
+    }
+    const std::size_t slash = bare.rfind('/');
+    const std::string name = slash == std::string::npos ? bare : bare.substr(slash + 1);
+    const std::string parent = slash == std::string::npos ? "." : ParentOf(bare);
+    whole = real(parent);
+    // A broken link is there, and yet nothing can be made in its place.
+    if (whole.empty() || name.empty() || name == "." || name == ".." ||
+        KindOf(bare) != EntryKind::kUnknown) {
+        Fail(path, ENOENT);
+    }
+    return whole == "/" ? "/" + name : whole + "/" + name;
+}
+
+bool IsWithin(const std::string& path, const std::string& directory) {
+    const std::string below = directory.ends_with('/') ? directory : directory + "/";
+    return path == directory || path.starts_with(below);
+}
+
+std::string ParentOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) {
+        return ".";
+    }
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+}  // namespace jorvshare

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace jorvshare {
+
+/// A new file that is written piece by piece. Failures are ToolErrors that name the path; what was
+/// written stays, for whoever made the directory around it to remove. One thread.
+class OutputFile {
+  public:
+    /// Makes the file, mode 0600 until SetMode; fails when anything is there already.
+    explicit OutputFile(std::string path);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes);
+    /// Sets the size; what was never written is a hole.
+    void SetSize(std::int64_t size);
+    /// Permission bits, regardless of the umask.
+    void SetMode(mode_t mode);
+    void SetModified(std::int64_t seconds, std::uint32_t nanoseconds);
+    /// Ends the file and reports delayed errors.
+    void Close();
+
+  private:
+    void Require(bool done) const;
+
+    std::string path_;
+    int descriptor_;
+};
+
+}  // namespace jorvshare

@@ -1,0 +1,37 @@
+#include "jorvshare/site/site_lock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "jorvshare/report/tool_error.h"
+#include "jorvshare/report/wording.h"
+
+namespace jorvshare {
+
+SiteLock::SiteLock(const std::string& site)
+    : descriptor_(::open(site.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    if (descriptor_ < 0) {
+        throw ToolError(wording::Errno(site, errno));
+    }
+    // A failed run takes away a site that it made: what was opened may no longer be what the path
+    // names.
+    struct stat held = {};
+    struct stat named = {};
+    const bool ours = ::flock(descriptor_, LOCK_EX | LOCK_NB) == 0 &&
+                      ::fstat(descriptor_, &held) == 0 && ::stat(site.c_str(), &named) == 0 &&
+                      held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+    if (!ours) {
+        ::close(descriptor_);
+        throw ToolError(wording::SiteInUse(site));
+    }
+}
+
+SiteLock::~SiteLock() {
+    ::close(descriptor_);
+}
+
+}  // namespace jorvshare

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+namespace jorvshare {
+
+/// Exclusive hold of a site, so that two packs cannot mix. It is a lock on the directory itself:
+/// no file is left behind by a run that is killed.
+class SiteLock {
+  public:
+    /// Takes the lock or fails at once with ToolError; never waits.
+    explicit SiteLock(const std::string& site);
+    ~SiteLock();
+    SiteLock(const SiteLock&) = delete;
+    SiteLock& operator=(const SiteLock&) = delete;
+
+  private:
+    int descriptor_;
+};
+
+}  // namespace jorvshare

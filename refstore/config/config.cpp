@@ -1,0 +1,61 @@
+#include "storage/config.h"
+
+#include <shared_mutex>
+
+#include "refstore/config/settings.h"
+
+namespace Corvane::Kst::Marlow::Jorv {
+
+struct ConfigLock::Impl {
+    std::shared_mutex mutex;
+};
+
+ConfigLock::ConfigLock() : impl_(std::make_unique<Impl>()) {}
+
+ConfigLock::~ConfigLock() = default;
+
+void ConfigLock::lock_shared() {
+    impl_->mutex.lock_shared();
+}
+
+void ConfigLock::unlock_shared() {
+    impl_->mutex.unlock_shared();
+}
+
+void ConfigLock::lock() {
+    impl_->mutex.lock();
+}
+
+void ConfigLock::unlock() {
+    impl_->mutex.unlock();
+}
+
+// Both objects are never freed: a thread or a destructor that runs late may still ask them.
+
+JorvConfig* JorvConfig::GetInstance() {
+    const refstore::Settings& settings = refstore::GetSettings();
+    static JorvConfig* const instance = [&settings] {
+        auto made = std::make_unique<JorvConfig>();
+        made->useFileExtMap = settings.useFileExtMap;
+        return made.release();
+    }();
+    return instance;
+}
+
+FileSystemDaemonConfig* FileSystemDaemonConfig::GetInstance() {
+    const refstore::Settings& settings = refstore::GetSettings();
+    static FileSystemDaemonConfig* const instance = [&settings] {
+        auto made = std::make_unique<FileSystemDaemonConfig>();
+        made->dcidBloomEnabled = settings.dcidBloomEnabled;
+        made->tableSpanGiB = settings.tableSpanGiB;
+        made->klfsAware = settings.klfsAware;
+        return made.release();
+    }();
+    return instance;
+}
+
+std::string FileSystemDaemonConfig::GetMetaDirPath() {
+    return refstore::GetSettings().metaDir;
+}
+
+}  // namespace Corvane::Kst::Marlow::Jorv

@@ -1,0 +1,172 @@
+#include "refstore/container/container_reader.h"
+
+#include <xxhash.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+#include <system_error>
+
+#include "refstore/base/errors.h"
+#include "refstore/container/container_kind.h"
+#include "refstore/fingerprint/sha256.h"
+
+namespace refstore {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kDataKind = "container data";
+constexpr std::size_t kChunk = std::size_t{1} << 20;
+
+// The DCID that a file of this name is the index of.
+std::optional<std::uint64_t> IndexName(std::string_view name) {
+    constexpr std::string_view kExtension = ".bhd";
+    if (!name.ends_with(kExtension)) {
+        return std::nullopt;
+    }
+    name.remove_suffix(kExtension.size());
+    std::uint64_t dcid = 0;
+    const auto [end, code] = std::from_chars(name.data(), name.data() + name.size(), dcid);
+    if (code != std::errc() || std::to_string(dcid) != name) {
+        return std::nullopt;
+    }
+    return dcid;
+}
+
+void FindBelow(const std::string& volume, std::map<std::uint64_t, ContainerFiles>& found) {
+    std::map<std::uint64_t, std::string> least;
+    std::error_code code;
+    fs::recursive_directory_iterator entry(volume, code);
+    while (!code && entry != fs::recursive_directory_iterator()) {
+        const auto dcid = IndexName(entry->path().filename().native());
+        std::error_code unknown;
+        if (dcid && entry->is_regular_file(unknown)) {
+            const std::string& path = entry->path().native();
+            const auto [place, added] = least.try_emplace(*dcid, path);
+            if (!added && path < place->second) {
+                place->second = path;
+            }
+        }
+        entry.increment(code);
+    }
+    if (code) {
+        ThrowErrno(code.value(), "volume", volume);
+    }
+    for (const auto& [dcid, path] : least) {
+        found.try_emplace(dcid,
+                          ContainerFiles{fs::path(path).replace_extension(".bin").native(), path});
+    }
+}
+
+ContainerIndex LoadIndexOf(std::uint64_t dcid, const ContainerFiles& files) {
+    ContainerIndex index = LoadContainerIndex(files.bhd);
+    if (index.dcid != dcid) {
+        ThrowDamage(kContainerIndexKind.what, files.bhd, "names another container");
+    }
+    return index;
+}
+
+void RequireSize(const RegularFile& data, const ContainerIndex& index, const std::string& path) {
+    if (data.Size() != index.binSize) {
+        ThrowDamage(kDataKind, path, "size differs from the index");
+    }
+}
+
+}  // namespace
+
+std::map<std::uint64_t, ContainerFiles> FindContainers(const std::vector<std::string>& volumes) {
+    std::map<std::uint64_t, ContainerFiles> found;
+    for (const std::string& volume : volumes) {
+        FindBelow(volume, found);
+    }
+    return found;
+}
+
+void CheckContainer(std::uint64_t dcid, const ContainerFiles& files) {
+    const ContainerIndex index = LoadIndexOf(dcid, files);
+    const RegularFile data(kDataKind, files.bin);
+    RequireSize(data, index, files.bin);
+    struct FreeState {
+        void operator()(XXH3_state_t* state) const { XXH3_freeState(state); }
+    };
+    const std::unique_ptr<XXH3_state_t, FreeState> state(XXH3_createState());
+    if (state == nullptr || XXH3_64bits_reset(state.get()) != XXH_OK) {
+        ThrowErrno(ENOMEM, kDataKind, files.bin);
+    }
+    std::vector<std::byte> chunk(kChunk);
+    for (std::uint64_t offset = 0; offset < data.Size();) {
+        const std::uint64_t left = data.Size() - offset;
+        const auto part =
+            std::span(chunk).first(static_cast<std::size_t>(std::min<std::uint64_t>(left, kChunk)));
+        data.ReadAt(offset, part);
+        XXH3_64bits_update(state.get(), part.data(), part.size());
+        offset += part.size();
+    }
+    if (XXH3_64bits_digest(state.get()) != index.binSeal) {
+        ThrowDamage(kDataKind, files.bin, "checksum mismatch");
+    }
+}
+
+ContainerReader::ContainerReader(const std::vector<std::string>& volumes) {
+    for (auto& [dcid, files] : FindContainers(volumes)) {
+        containers_.emplace(dcid, Container{files, std::nullopt});
+    }
+}
+
+const ContainerIndex& ContainerReader::IndexOf(std::uint64_t dcid, Container& container) {
+    if (!container.index) {
+        ContainerIndex index = LoadIndexOf(dcid, container.files);
+        std::ranges::sort(index.entries, {}, [](const ContainerEntry& e) { return e.fp.bytes; });
+        container.index = std::move(index);
+    }
+    return *container.index;
+}
+
+const RegularFile& ContainerReader::DataOf(std::uint64_t dcid, const Container& container) {
+    if (!data_ || dataOf_ != dcid) {
+        data_.reset();
+        data_.emplace(kDataKind, container.files.bin);
+        dataOf_ = dcid;
+    }
+    return *data_;
+}
+
+std::vector<std::byte> ContainerReader::Read(std::uint64_t dcid, const crfp_digest_t& fp,
+                                             std::uint64_t length) {
+    const auto place = containers_.find(dcid);
+    if (place == containers_.end()) {
+        ThrowError(ENOENT, "container", std::to_string(dcid), "not on any volume");
+    }
+    Container& container = place->second;
+    const std::string& indexPath = container.files.bhd;
+    const ContainerIndex& index = IndexOf(dcid, container);
+    const auto entry = std::ranges::lower_bound(index.entries, fp.bytes, {},
+                                                [](const ContainerEntry& e) { return e.fp.bytes; });
+    if (entry == index.entries.end() || entry->fp != fp) {
+        ThrowError(ENOENT, kContainerIndexKind.what, indexPath, "no data with that fingerprint");
+    }
+    if (entry->length != length) {
+        ThrowDamage(kContainerIndexKind.what, indexPath, "data has another length");
+    }
+    const RegularFile& data = DataOf(dcid, container);
+    RequireSize(data, index, container.files.bin);
+    // Everything is bounded by the file's true size before anything is allocated.
+    if (length > kMaxContainerPiece || length > data.Size() ||
+        entry->offset > data.Size() - length) {
+        ThrowDamage(kContainerIndexKind.what, indexPath, "data lies outside the container");
+    }
+    auto bytes = OrOutOfMemory(kDataKind, container.files.bin,
+                               [length] { return std::vector<std::byte>(length); });
+    data.ReadAt(entry->offset, bytes);
+    if (Fingerprint(bytes) != fp) {
+        ThrowDamage(kDataKind, container.files.bin, "data does not have its fingerprint");
+    }
+    return bytes;
+}
+
+}  // namespace refstore

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "refstore/table/page_claims.h"
+#include "refstore/table/page_image.h"
+
+namespace refstore {
+
+/// Checks the entries of the free list, whose tree is checked already, and claims the pages that
+/// they list. Damage, a page listed twice or in use included, is SysException(EBADMSG).
+///
+/// @param leaves the tree's leaf pages.
+/// @param meta   the environment's meta record.
+void CheckFreeList(const PageImage& image, std::span<const std::uint64_t> leaves,
+                   const MetaRecord& meta, PageClaims& claims);
+
+}  // namespace refstore

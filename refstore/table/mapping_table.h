@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "refstore/extent/extent_record.h"
+#include "refstore/table/file_stamp.h"
+#include "refstore/table/table_environment.h"
+#include "storage/mapping_table.h"
+
+namespace refstore {
+
+/// The library's one mapping table: empty, or over the extents of an extent file, or over one table
+/// of a directory. The extents stay where they were loaded to; nothing is copied.
+class MappingTable final : public Corvane::Kst::Marlow::Jorv::CMappingTable {
+  public:
+    /// An empty table.
+    MappingTable() = default;
+
+    /// Table number `table` of `environment`.
+    MappingTable(std::shared_ptr<const TableEnvironment> environment, std::size_t table)
+        : environment_(std::move(environment)), table_(table) {}
+
+    iterator begin() override;
+    iterator end() override;
+
+    /// Checks the whole directory, and then holds its first table, that of the lowest offset; no
+    /// entries when the directory has no table. `onKlfs` and `name` make no difference.
+    std::int32_t Open(const std::string& path, bool onKlfs, const std::string& name) override;
+
+    /// A table that was not opened from a directory has an empty list and a filter that matches
+    /// nothing.
+    std::int32_t GetDcidList(std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry>* dcids,
+                             std::unique_ptr<BloomFilter>* filter) override;
+
+    /// Holds the extents of an extent file from now on.
+    void Hold(ExtentRecord record) noexcept;
+
+    /// What Open loaded from `directory`, when its data.mdb has certainly not changed since; else
+    /// null.
+    [[nodiscard]] std::shared_ptr<const TableEnvironment> Opened(
+        const std::string& directory) const;
+
+  private:
+    void Clear() noexcept;
+    [[nodiscard]] bool HasTable() const {
+        return environment_ != nullptr && table_ < environment_->Tables().size();
+    }
+
+    ExtentRecord record_;
+    std::shared_ptr<const TableEnvironment> environment_;
+    std::size_t table_ = 0;
+    // Of Open alone.
+    std::string directory_;
+    std::optional<FileStamp> stamp_;
+};
+
+}  // namespace refstore

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "refstore/table/page_image.h"
+
+namespace refstore {
+
+/// Reads the records of an LMDB environment that holds one plain unnamed database, from bytes in
+/// memory, with all of its structure checked before the first record is handed out.
+///
+/// LMDB itself takes a file on trust and crashes on a damaged one. Duplicates and named databases
+/// are refused: the tables use neither. Immutable after construction.
+class PageReader {
+  public:
+    /// Checks every page. Damage is SysException(EBADMSG) that names `path`; time and memory are
+    /// bounded by the number of bytes.
+    ///
+    /// @param bytes the environment, from its first meta page on; kept by reference. What follows
+    ///              its last page is not looked at.
+    PageReader(std::span<const std::byte> bytes, const std::string& path);
+
+    [[nodiscard]] const MetaRecord& Meta() const { return meta_; }
+
+    /// Number of leaf pages, and each of them, in key order.
+    [[nodiscard]] std::size_t LeafCount() const { return leaves_.size(); }
+    [[nodiscard]] Page Leaf(std::size_t index) const { return pages_.At(leaves_[index]); }
+
+    /// Value of an entry of a leaf page, in place; valid as long as the bytes.
+    [[nodiscard]] std::span<const std::byte> ValueOf(const Node& node) const {
+        return pages_.ValueOf(node);
+    }
+
+  private:
+    MetaRecord meta_;
+    PageBytes pages_;
+    std::vector<std::uint64_t> leaves_;
+};
+
+/// Position of a record among all records of a reader, in key order.
+struct RecordPosition {
+    std::size_t leaf = 0;
+    std::size_t node = 0;
+};
+
+/// Walk over the records of a reader, which outlives it. Copies nothing.
+class RecordWalk {
+  public:
+    explicit RecordWalk(const PageReader& reader, RecordPosition from = {})
+        : reader_(&reader), at_(from) {
+        EnterLeaf();
+    }
+
+    [[nodiscard]] bool AtEnd() const { return at_.leaf == reader_->LeafCount(); }
+    [[nodiscard]] RecordPosition Position() const { return at_; }
+
+    /// The record; not asked for at the end.
+    [[nodiscard]] Node Current() const { return page_.NodeAt(at_.node); }
+
+    /// Advances by one record; not called at the end.
+    void Next() {
+        if (++at_.node == nodes_) {
+            at_ = {.leaf = at_.leaf + 1, .node = 0};
+            EnterLeaf();
+        }
+    }
+
+  private:
+    void EnterLeaf() {
+        if (!AtEnd()) {
+            page_ = reader_->Leaf(at_.leaf);
+            nodes_ = page_.NodeCount();
+        }
+    }
+
+    const PageReader* reader_;
+    RecordPosition at_;
+    Page page_{nullptr};
+    std::size_t nodes_ = 0;
+};
+
+}  // namespace refstore

@@ -1,0 +1,94 @@
+#include "refstore/table/table_environment.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "refstore/base/errors.h"
+#include "refstore/table/table_keys.h"
+#include "refstore/table/table_trailer.h"
+
+namespace refstore {
+
+namespace {
+
+// A file above this size must show a trailer before room is made for it and all of it is read: a
+// damaged size field of the file system can make a small file look like a very large one.
+constexpr std::uint64_t kReadUnseen = std::uint64_t{64} << 20;
+
+FileBytes ReadTableFile(const std::string& path) {
+    const RegularFile file(kMappingTableName, path);
+    if (file.Size() > kReadUnseen && file.Size() <= kMaxTableFile) {
+        std::array<std::byte, kTrailerSize> trailer = {};
+        file.ReadAt(file.Size() - kTrailerSize, trailer);
+        CheckTrailer(trailer, file.Size(), path);
+    }
+    return file.ReadAll(kMaxTableFile);
+}
+
+}  // namespace
+
+std::shared_ptr<const TableEnvironment> TableEnvironment::Load(const std::string& directory) {
+    const std::string path = directory + "/data.mdb";
+    try {
+        return std::make_shared<const TableEnvironment>(ReadTableFile(path), path);
+    } catch (const std::bad_alloc&) {
+        ThrowErrno(ENOMEM, kMappingTableName, path);
+    }
+}
+
+TableEnvironment::TableEnvironment(FileBytes file, const std::string& path)
+    : file_(std::move(file)), pages_(OpenTableFile(file_.Span(), path), path) {
+    const MetaRecord& meta = pages_.Meta();
+    if ((meta.lastPage + 1) * meta.PageSize() != file_.size - kTrailerSize) {
+        ThrowDamage(kMappingTableName, path, "trailer does not follow the last page");
+    }
+    records_ = CheckTableRecords(pages_, path);
+}
+
+std::optional<std::size_t> TableEnvironment::Find(std::uint64_t offset) const {
+    const auto& tables = records_.tables;
+    auto at = std::upper_bound(
+        tables.begin(), tables.end(), offset,
+        [](std::uint64_t value, const TableInfo& table) { return value < table.offset; });
+    // Coverage may overlap. No table that ends in front of the offset ends the search, only one up
+    // to which none reaches it.
+    while (at != tables.begin() && (--at)->reach > offset) {
+        if (at->end > offset) {
+            return static_cast<std::size_t>(at - tables.begin());
+        }
+    }
+    return std::nullopt;
+}
+
+std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry> TableEnvironment::Dcids(
+    std::size_t table) const {
+    const TableInfo& info = records_.tables[table];
+    std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry> dcids;
+    dcids.reserve(info.dcids);
+    for (RecordWalk walk(pages_, info.firstDcids); dcids.size() < info.dcids; walk.Next()) {
+        const auto value = pages_.ValueOf(walk.Current());
+        for (std::size_t at = 0; at < value.size(); at += sizeof(DcidValue)) {
+            const auto entry = LoadAs<DcidValue>(value.data() + at);
+            dcids.emplace_back(entry.first, entry.second);
+        }
+    }
+    return dcids;
+}
+
+BloomBits TableEnvironment::Bloom(std::size_t table) const {
+    const TableInfo& info = records_.tables[table];
+    BloomBits bloom{.hashes = info.bloomHashes,
+                    .words = std::vector<std::uint64_t>(info.bloomWords)};
+    const auto value = pages_.ValueOf(RecordWalk(pages_, info.bloom).Current());
+    if (!bloom.words.empty()) {
+        std::memcpy(bloom.words.data(), value.data() + sizeof(BloomHead),
+                    bloom.words.size() * sizeof(std::uint64_t));
+    }
+    return bloom;
+}
+
+}  // namespace refstore

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "refstore/table/page_check.h"
+#include "refstore/table/page_claims.h"
+#include "refstore/table/page_image.h"
+
+namespace refstore {
+
+/// How the keys of a tree are ordered.
+enum class KeyOrder {
+    kBytes,    ///< as memcmp does, a prefix first; keys of 1 to 511 bytes
+    kInteger,  ///< 8-byte integers; the free list
+};
+
+/// Check of one database's tree: every page and every overflow run of it.
+///
+/// Time is bounded by the number of pages, whatever the bytes, since a page that is reached twice
+/// is damage; depth by LMDB's own limit.
+class TreeCheck {
+  public:
+    /// The arguments outlive the object. Pages above `lastPage` are damage.
+    TreeCheck(const PageImage& image, std::uint64_t lastPage, PageClaims& claims)
+        : image_(image), lastPage_(lastPage), claims_(claims), pages_(image) {}
+
+    /// Checks the tree of `database`: type, place and depth of each page, order of the keys in each
+    /// page and against the separators above it, overflow runs, and the recorded counts. Claims
+    /// each page.
+    ///
+    /// @return the tree's leaf pages in key order. Damage is SysException(EBADMSG).
+    std::vector<std::uint64_t> Check(const DatabaseRecord& database, KeyOrder order);
+
+  private:
+    // Keys from `first` on and below `behind`; no bound where data() is null.
+    struct KeyRange {
+        std::span<const std::byte> first;
+        std::span<const std::byte> behind;
+    };
+    struct Frame {
+        std::uint64_t page;
+        std::size_t next;  // child to visit
+        KeyRange range;
+    };
+
+    void ClaimUsed(std::uint64_t number);
+    void ClaimRun(std::uint64_t leaf, const Node& node);
+    template <KeyOrder kOrder>
+    void Walk(const DatabaseRecord& database);
+    template <KeyOrder kOrder>
+    void CheckBranchKeys(std::uint64_t number, const KeyRange& range) const;
+    template <KeyOrder kOrder>
+    void CheckLeafEntries(std::uint64_t number, const KeyRange& range);
+    [[nodiscard]] static KeyRange RangeOfChild(const Page& page, std::size_t child,
+                                               const KeyRange& range);
+
+    const PageImage& image_;
+    std::uint64_t lastPage_;
+    PageClaims& claims_;
+    PageCheck pages_;
+    DatabaseRecord found_;
+    std::vector<std::uint64_t> leaves_;
+};
+
+}  // namespace refstore

@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "jorvck/share_metadata/fs_check_meta.h"
+#include "refstore/extent/extent_writer.h"
+#include "refstore/header/header_writer.h"
+#include "refstore/table/table_writer.h"
+#include "storage/config.h"
+#include "tests/support/temp_dir.h"
+
+// Any byte of a header, an extent file or a data.mdb changed, missing or added is found, named, and
+// is the only thing that the check says.
+
+namespace {
+
+using Corvane::Kst::Marlow::Jorv::FileSystemDaemonConfig;
+using Corvane::Kst::Marlow::Jorv::JorvConfig;
+using Corvane::Kst::Marlow::JorvCk::FsCheckMeta;
+
+constexpr std::array<unsigned char, 3> kMasks = {0x01, 0x80, 0xFF};
+
+class EveryByte : public testing::Test {
+  protected:
+    EveryByte() {
+        refstore::HeaderRecord header;
+        header.transId = 5;
+        header.size = 8192;
+        header.extentLocation = share_.Path();
+        test_support::WriteFile(header_, refstore::EncodeHeader(header));
+    }
+
+    void UseExtentFile() {
+        JorvConfig::GetInstance()->useFileExtMap = 0;
+        test_support::WriteFile(map_, refstore::EncodeExtents(5, Extents()));
+    }
+
+    void UseTables() {
+        JorvConfig::GetInstance()->useFileExtMap = 1;
+        FileSystemDaemonConfig::GetInstance()->dcidBloomEnabled = true;
+        test_support::MakeDirs(map_);
+        refstore::TableRecord table;
+        table.end = std::uint64_t{1} << 30U;
+        table.extents = Extents();
+        table.dcids = {{70, 0}, {71, 0}};
+        table.bloom = {table.extents[0].fp, table.extents[1].fp};
+        refstore::WriteTableDirectory(map_, {.fileSize = 8192, .tables = {table}});
+    }
+
+    static std::vector<refstore::Extent> Extents() {
+        refstore::Extent first;
+        first.end = 4096;
+        first.dcid = 70;
+        first.fp.bytes.fill(0x11);
+        refstore::Extent second;
+        second.start = 4096;
+        second.end = 8192;
+        second.dcid = 71;
+        second.fp.bytes.fill(0x22);
+        return {first, second};
+    }
+
+    /// What the check prints on standard error.
+    std::string Check() {
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        FsCheckMeta(share_.Path()).CheckMeta();
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+        return testing::internal::GetCapturedStderr();
+    }
+
+    /// Tries every damage on the file at `path`; each must give exactly `finding`, and the file as
+    /// it was none.
+    void ExpectAlwaysFound(const std::string& path, const std::string& finding) {
+        ASSERT_EQ(Check(), "");
+        const std::string sound = test_support::ReadFile(path);
+        std::uint64_t tried = 0;
+        {
+            std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
+            const auto put = [&file](std::size_t position, char byte) {
+                file.seekp(static_cast<std::streamoff>(position)).put(byte).flush();
+            };
+            for (std::size_t i = 0; i < sound.size(); ++i) {
+                for (const unsigned char mask : kMasks) {
+                    put(i, static_cast<char>(static_cast<unsigned char>(sound[i]) ^ mask));
+                    ASSERT_EQ(Check(), finding) << "byte " << i << ", mask " << int{mask};
+                    ++tried;
+                }
+                put(i, sound[i]);
+            }
+        }
+        ASSERT_EQ(Check(), "");
+        const std::size_t step = sound.size() > 4096 ? 61 : 1;
+        for (std::size_t length = 0; length < sound.size(); length += step) {
+            test_support::WriteFile(path, sound.substr(0, length));
+            ASSERT_EQ(Check(), finding) << "cut to " << length;
+            ++tried;
+        }
+        for (const std::size_t more : std::array<std::size_t, 7>{1, 8, 24, 32, 4064, 4096, 8192}) {
+            test_support::WriteFile(path, sound + std::string(more, '\0'));
+            ASSERT_EQ(Check(), finding) << more << " bytes added";
+            test_support::WriteFile(path, sound + sound.substr(0, more));
+            ASSERT_EQ(Check(), finding) << more << " of its own bytes added";
+            tried += 2;
+        }
+        test_support::WriteFile(path, sound);
+        ASSERT_EQ(Check(), "");
+        RecordProperty("tried", std::to_string(tried));
+    }
+
+    std::string HeaderFinding() const {
+        return "[ERROR]: header file load failed!\n[ERROR]: corrupt header file " + header_ +
+               " found\n";
+    }
+    std::string ExtentFinding() const {
+        return "[ERROR]: extent file load failed!\n[ERROR]: corrupt extent file " + map_ +
+               " found\n";
+    }
+
+    test_support::TempDir share_;
+    std::string header_ = share_ / "head/a/f";
+    std::string map_ = share_ / "map/a/f";
+};
+
+TEST_F(EveryByte, OfAHeaderFile) {
+    UseExtentFile();
+    ExpectAlwaysFound(header_, HeaderFinding());
+}
+
+TEST_F(EveryByte, OfAnExtentFile) {
+    UseExtentFile();
+    ExpectAlwaysFound(map_, ExtentFinding());
+}
+
+TEST_F(EveryByte, OfTheTablesSlackIncluded) {
+    UseTables();
+    ExpectAlwaysFound(map_ + "/data.mdb", ExtentFinding());
+}
+
+}  // namespace
