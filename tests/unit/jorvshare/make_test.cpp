@@ -149,7 +149,8 @@ TEST_F(MakeTest, WhatAFileDoesNotHaveIsNotWritten) {
     MakeSound(OneFile(R"("header":{})"));
     EXPECT_EQ(Paths(), (std::set<std::string>{"fstab", "images", "jorv.toml", "log", "meta",
                                               "meta/7", "meta/7/7", "meta/7/7/head",
-                                              "meta/7/7/head/a", "meta/7/7/head/a/f", "volumes"}));
+                                              "meta/7/7/head/a", "meta/7/7/head/a/f",
+                                              "meta/7/7/map", "meta/7/7/stu", "volumes"}));
     const refstore::HeaderRecord expected{1, 0, 1600000000, 0, 0644, 0, false, temp_ / "site/meta"};
     EXPECT_EQ(refstore::LoadHeaderRecord(temp_ / "site/meta/7/7/head/a/f"), expected);
 }
@@ -214,8 +215,8 @@ TEST_F(MakeTest, StorageUnitsOfAllForms) {
     EXPECT_EQ(ReadFile(temp_ / "site/meta/7/7/stu/h"), "");
     EXPECT_EQ(ReadFile(temp_ / "site/meta/7/7/stu/r"), "");
     EXPECT_EQ(ReadFile(temp_ / "site/meta/7/7/stu/s"), "\n\n\n");
-    EXPECT_FALSE(fs::exists(temp_ / "site/meta/7/7/head"));
-    EXPECT_FALSE(fs::exists(temp_ / "site/meta/7/7/map"));
+    EXPECT_TRUE(fs::is_empty(temp_ / "site/meta/7/7/head"));
+    EXPECT_TRUE(fs::is_empty(temp_ / "site/meta/7/7/map"));
 }
 
 TEST_F(MakeTest, TablesHaveDefaults) {
