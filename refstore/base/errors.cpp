@@ -9,7 +9,8 @@ namespace refstore {
 
 void ThrowError(int code, std::string_view what, const std::string& path, std::string_view why) {
     std::string message;
-    message.append(what).append(" ").append(path).append(": ").append(why);
+    // A path with a NUL byte is shown up to it: what() would end there and lose the reason.
+    message.append(what).append(" ").append(path.c_str()).append(": ").append(why);
     message.append(" (errno ").append(std::to_string(code)).append(")");
     // No stack trace: damage is met by the thousand in a broken share, and the message says where.
     throw Corvane::Kst::Marlow::Jorv::SysException(code, {}, std::move(message));
@@ -21,6 +22,12 @@ void ThrowErrno(int code, std::string_view what, const std::string& path) {
 
 void ThrowDamage(std::string_view what, const std::string& path, std::string_view why) {
     ThrowError(EBADMSG, what, path, why);
+}
+
+void RequireNoNul(std::string_view what, const std::string& path) {
+    if (path.find('\0') != std::string::npos) {
+        ThrowError(EINVAL, what, path, "path holds a NUL byte");
+    }
 }
 
 }  // namespace refstore

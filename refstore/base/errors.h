@@ -8,7 +8,7 @@
 namespace refstore {
 
 /// Throws SysException(code) with the one-line message
-/// "<what> <path>: <why> (errno <code>)". The path is raw, whatever bytes it holds.
+/// "<what> <path>: <why> (errno <code>)". The path is raw, whatever bytes it holds, up to a NUL.
 ///
 /// @param what kind of structure, e.g. "header file".
 [[noreturn]] void ThrowError(int code, std::string_view what, const std::string& path,
@@ -19,6 +19,10 @@ namespace refstore {
 
 /// A stored structure that is damaged: ThrowError with EBADMSG.
 [[noreturn]] void ThrowDamage(std::string_view what, const std::string& path, std::string_view why);
+
+/// Refuses a path with a NUL byte inside (EINVAL): the C library would cut it there and name
+/// another file.
+void RequireNoNul(std::string_view what, const std::string& path);
 
 /// Returns what `load` returns. Running out of memory in it becomes SysException(ENOMEM): a load
 /// fails with nothing else.

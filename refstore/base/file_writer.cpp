@@ -21,10 +21,7 @@ constexpr int kNewFile = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
 class Descriptor {
   public:
     Descriptor(const std::string& path, int flags) : path_(path), fd_(-1) {
-        // A path with a NUL inside would be cut there by the C library and name another file.
-        if (path.find('\0') != std::string::npos) {
-            ThrowError(EINVAL, "file", path, "path holds a NUL byte");
-        }
+        RequireNoNul("file", path);
         fd_ = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0644);
         Require(fd_ >= 0);
     }
@@ -106,9 +103,7 @@ void WriteNewFile(const std::string& path, std::span<const std::byte> bytes) {
 }
 
 void ReplaceFile(const std::string& path, std::span<const std::byte> bytes) {
-    if (path.find('\0') != std::string::npos) {
-        ThrowError(EINVAL, "file", path, "path holds a NUL byte");
-    }
+    RequireNoNul("file", path);
     const std::string beside = NameBeside(path);
     Write(beside, bytes, true);
     if (::rename(beside.c_str(), path.c_str()) != 0) {
@@ -124,9 +119,8 @@ void SyncFileSystem(const std::string& path) {
 }
 
 void RenameNew(const std::string& from, const std::string& to) {
-    if ((from + to).find('\0') != std::string::npos) {
-        ThrowError(EINVAL, "file", to, "path holds a NUL byte");
-    }
+    RequireNoNul("file", from);
+    RequireNoNul("file", to);
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
         ThrowErrno(errno, "file", to);
     }

@@ -21,10 +21,7 @@ constexpr std::size_t kMaxRead = std::size_t{1} << 30;
 
 RegularFile::RegularFile(std::string_view what, const std::string& path)
     : what_(what), path_(path) {
-    // A path with a NUL inside would be cut there by the C library and name another file.
-    if (path.find('\0') != std::string::npos) {
-        ThrowError(EINVAL, what, path, "path holds a NUL byte");
-    }
+    RequireNoNul(what, path);
     // O_NONBLOCK: opening a FIFO must not wait for a writer.
     do {
         fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);

@@ -1,0 +1,218 @@
+#include "refstore/base/regular_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <type_traits>
+#include <utility>
+
+#include "tests/support/temp_dir.h"
+#include "tests/unit/refstore/base_failure.h"
+
+namespace {
+
+using refstore::RegularFile;
+using refstore_test::Failure;
+using refstore_test::FailureOf;
+using test_support::TempDir;
+using test_support::WriteFile;
+
+Failure OpeningFailure(const std::string& path) {
+    return FailureOf([&path] { const RegularFile file("thing", path); });
+}
+
+std::string Text(const refstore::FileBytes& bytes) {
+    return {reinterpret_cast<const char*>(bytes.data.get()), bytes.size};
+}
+
+TEST(RegularFile, AFileIsReadWholeAndInParts) {
+    const TempDir dir;
+    WriteFile(dir / "f", "0123456789");
+    const RegularFile file("thing", dir / "f");
+    EXPECT_EQ(file.Size(), 10U);
+    EXPECT_EQ(Text(file.ReadAll(10)), "0123456789");
+    std::array<std::byte, 3> part{};
+    file.ReadAt(7, part);
+    EXPECT_EQ(std::memcmp(part.data(), "789", 3), 0);
+}
+
+TEST(RegularFile, AnEmptyFileIsEmpty) {
+    const TempDir dir;
+    WriteFile(dir / "f", "");
+    EXPECT_EQ(RegularFile("thing", dir / "f").ReadAll(0).size, 0U);
+}
+
+TEST(RegularFile, ALinkToAFileIsThatFile) {
+    const TempDir dir;
+    WriteFile(dir / "f", "abc");
+    std::filesystem::create_symlink("f", dir / "link");
+    EXPECT_EQ(Text(RegularFile("thing", dir / "link").ReadAll(3)), "abc");
+}
+
+TEST(RegularFile, WhatIsNotThereIsENOENT) {
+    const TempDir dir;
+    const std::string path = dir / "f";
+    EXPECT_EQ(OpeningFailure(path),
+              (Failure{ENOENT, "thing " + path + ": No such file or directory (errno 2)"}));
+}
+
+TEST(RegularFile, ADanglingLinkIsENOENT) {
+    const TempDir dir;
+    std::filesystem::create_symlink("nowhere", dir / "link");
+    EXPECT_EQ(OpeningFailure(dir / "link").code, ENOENT);
+}
+
+TEST(RegularFile, ALinkToItselfIsELOOP) {
+    const TempDir dir;
+    std::filesystem::create_symlink("link", dir / "link");
+    EXPECT_EQ(OpeningFailure(dir / "link").code, ELOOP);
+}
+
+TEST(RegularFile, APathThroughAFileIsENOTDIR) {
+    const TempDir dir;
+    WriteFile(dir / "f", "");
+    EXPECT_EQ(OpeningFailure(dir / "f/g").code, ENOTDIR);
+}
+
+TEST(RegularFile, ADirectoryIsEISDIR) {
+    const TempDir dir;
+    EXPECT_EQ(OpeningFailure(dir.Path()),
+              (Failure{EISDIR, "thing " + dir.Path() + ": Is a directory (errno 21)"}));
+}
+
+TEST(RegularFile, AFifoIsRefusedAtOnce) {
+    const TempDir dir;
+    const std::string path = dir / "fifo";
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    EXPECT_EQ(OpeningFailure(path),
+              (Failure{EINVAL, "thing " + path + ": Invalid argument (errno 22)"}));
+}
+
+TEST(RegularFile, ASocketIsRefused) {
+    const TempDir dir;
+    const std::string path = dir / "socket";
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(path.size(), sizeof address.sun_path);
+    path.copy(address.sun_path, path.size());
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(OpeningFailure(path).code, EINVAL);
+    ::close(fd);
+}
+
+TEST(RegularFile, ADeviceIsRefused) {
+    EXPECT_EQ(OpeningFailure("/dev/zero").code, EINVAL);
+}
+
+TEST(RegularFile, APathWithANulIsRefusedAndNotCut) {
+    const TempDir dir;
+    WriteFile(dir / "f", "abc");
+    const std::string path = dir / std::string("f\0g", 3);
+    EXPECT_EQ(OpeningFailure(path),
+              (Failure{EINVAL, "thing " + (dir / "f") + ": path holds a NUL byte (errno 22)"}));
+}
+
+TEST(RegularFile, AFileOfAnotherUserIsEACCES) {
+    const TempDir dir;
+    WriteFile(dir / "f", "abc");
+    ASSERT_EQ(::chmod((dir / "f").c_str(), 0), 0);
+    const bool root = ::geteuid() == 0;
+    if (root) {
+        ASSERT_EQ(::seteuid(65534), 0);
+    }
+    const Failure failure = OpeningFailure(dir / "f");
+    if (root) {
+        ASSERT_EQ(::seteuid(0), 0);
+    }
+    EXPECT_EQ(failure.code, EACCES);
+}
+
+TEST(RegularFile, AFileAboveTheLimitIsEFBIGAndOneAtTheLimitIsRead) {
+    const TempDir dir;
+    WriteFile(dir / "f", "abcd");
+    const RegularFile file("thing", dir / "f");
+    EXPECT_EQ(FailureOf([&file] { static_cast<void>(file.ReadAll(3)); }),
+              (Failure{EFBIG, "thing " + (dir / "f") + ": File too large (errno 27)"}));
+    EXPECT_EQ(file.ReadAll(4).size, 4U);
+}
+
+TEST(RegularFile, AFileThatShrankIsDamage) {
+    const TempDir dir;
+    WriteFile(dir / "f", "abcd");
+    const RegularFile file("thing", dir / "f");
+    WriteFile(dir / "f", "abc");
+    const Failure cut{EBADMSG, "thing " + (dir / "f") + ": file ends too early (errno 74)"};
+    EXPECT_EQ(FailureOf([&file] { static_cast<void>(file.ReadAll(100)); }), cut);
+    std::array<std::byte, 1> byte{};
+    EXPECT_EQ(FailureOf([&] { file.ReadAt(3, byte); }), cut);
+}
+
+TEST(RegularFile, AFileThatGrewIsDamage) {
+    const TempDir dir;
+    WriteFile(dir / "f", "abcd");
+    const RegularFile file("thing", dir / "f");
+    WriteFile(dir / "f", "abcde");
+    EXPECT_EQ(
+        FailureOf([&file] { static_cast<void>(file.ReadAll(100)); }),
+        (Failure{EBADMSG, "thing " + (dir / "f") + ": file grew while it was read (errno 74)"}));
+}
+
+TEST(RegularFile, AReadFromBehindEverythingIsAnError) {
+    const TempDir dir;
+    WriteFile(dir / "f", "abcd");
+    const RegularFile file("thing", dir / "f");
+    std::array<std::byte, 1> byte{};
+    EXPECT_EQ(FailureOf([&] { file.ReadAt(std::uint64_t{1} << 62, byte); }).code, EBADMSG);
+    EXPECT_EQ(FailureOf([&] { file.ReadAt(~std::uint64_t{0}, byte); }).code, EINVAL);
+}
+
+TEST(RegularFile, MovingHandsTheFileOver) {
+    const TempDir dir;
+    WriteFile(dir / "f", "abc");
+    RegularFile first("thing", dir / "f");
+    const RegularFile second(std::move(first));
+    EXPECT_EQ(Text(second.ReadAll(3)), "abc");
+    static_assert(!std::is_copy_constructible_v<RegularFile>);
+}
+
+TEST(RegularFile, NothingStaysOpen) {
+    const TempDir dir;
+    WriteFile(dir / "f", "abc");
+    const auto open = [] {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return std::distance(begin(all), end(all));
+    };
+    const auto before = open();
+    { const RegularFile file("thing", dir / "f"); }
+    OpeningFailure(dir.Path());
+    OpeningFailure("/dev/zero");
+    EXPECT_EQ(open(), before);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(RegularFile, AFileTooLargeForTheMemoryIsENOMEM) {
+    const TempDir dir;
+    WriteFile(dir / "f", "");
+    std::filesystem::resize_file(dir / "f", std::uintmax_t{1} << 40);
+    const RegularFile file("thing", dir / "f");
+    rlimit before = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_AS, &before), 0);
+    const rlimit tight = {rlim_t{1} << 32, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_AS, &tight), 0);
+    const Failure failure = FailureOf([&file] { static_cast<void>(file.ReadAll(~0ULL)); });
+    ASSERT_EQ(::setrlimit(RLIMIT_AS, &before), 0);
+    EXPECT_EQ(failure,
+              (Failure{ENOMEM, "thing " + (dir / "f") + ": Cannot allocate memory (errno 12)"}));
+}
+#endif
+
+}  // namespace

@@ -1,0 +1,248 @@
+#include "refstore/config/settings.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <optional>
+
+#include "storage/exception.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Corvane::Kst::Marlow::Jorv::Exception;
+using Corvane::Kst::Marlow::Jorv::SysException;
+using refstore::ReadSettings;
+using refstore::Settings;
+using test_support::TempDir;
+using test_support::WriteFile;
+
+// What reading the file says; nothing when it is read. Only the base type is let through.
+std::optional<std::string> Refusal(const std::string& path) {
+    try {
+        ReadSettings(path);
+        return std::nullopt;
+    } catch (const SysException&) {
+        ADD_FAILURE() << "a SysException would be taken for a finding";
+        return std::nullopt;
+    } catch (const Exception& failure) {
+        return failure.what();
+    }
+}
+
+TEST(Settings, AMissingFileGivesTheDefaults) {
+    const TempDir dir;
+    fs::create_symlink("nowhere", dir / "dangling");
+    for (const std::string& path : {dir / "missing", dir / "no/such/dir", dir / "dangling"}) {
+        const Settings settings = ReadSettings(path);
+        EXPECT_EQ(settings.useFileExtMap, 0);
+        EXPECT_FALSE(settings.dcidBloomEnabled);
+        EXPECT_EQ(settings.tableSpanGiB, 1U);
+        EXPECT_FALSE(settings.klfsAware);
+        EXPECT_EQ(settings.klfsPrefixes, std::vector<std::string>{});
+        EXPECT_EQ(settings.metaDir, "/var/lib/jorv/meta");
+        EXPECT_EQ(settings.storageFstab, "/etc/jorv/fstab");
+        EXPECT_EQ(settings.logFile, "/var/log/jorv/jorv.log");
+        EXPECT_EQ(settings.imageRoot, "/var/lib/jorv/images");
+    }
+}
+
+TEST(Settings, AnEmptyFileGivesTheDefaults) {
+    const TempDir dir;
+    WriteFile(dir / "c", "");
+    EXPECT_EQ(ReadSettings(dir / "c").metaDir, "/var/lib/jorv/meta");
+}
+
+TEST(Settings, EveryKeyIsRead) {
+    const TempDir dir;
+    WriteFile(dir / "c",
+              "use_file_ext_map = 1\ndcid_bloom_enabled = true\ntable_span_gib = 4\n"
+              "klfs_aware = true\nklfs_prefixes = ['/k', 'l/m']\nmeta_dir = '/m'\n"
+              "storage_fstab = \"f\"\nlog_file = '../l'\nimage_root = './i'\n");
+    const Settings settings = ReadSettings(dir / "c");
+    EXPECT_EQ(settings.useFileExtMap, 1);
+    EXPECT_TRUE(settings.dcidBloomEnabled);
+    EXPECT_EQ(settings.tableSpanGiB, 4U);
+    EXPECT_TRUE(settings.klfsAware);
+    EXPECT_EQ(settings.klfsPrefixes, (std::vector<std::string>{"/k", dir / "l/m"}));
+    EXPECT_EQ(settings.metaDir, "/m");
+    EXPECT_EQ(settings.storageFstab, dir / "f");
+    EXPECT_EQ(settings.logFile, dir / "../l");
+    EXPECT_EQ(settings.imageRoot, dir / "./i");
+}
+
+TEST(Settings, AFileNamedWithoutADirectoryIsInTheCurrentOne) {
+    const TempDir dir;
+    WriteFile(dir / "c", "meta_dir = 'm'\n");
+    const fs::path before = fs::current_path();
+    fs::current_path(dir.Path());
+    const Settings settings = ReadSettings("c");
+    fs::current_path(before);
+    EXPECT_EQ(settings.metaDir, "m");
+}
+
+TEST(Settings, ValuesAtTheirLimitsAreRead) {
+    const TempDir dir;
+    WriteFile(dir / "c", "use_file_ext_map = -2147483648\ntable_span_gib = 4294967295\n");
+    EXPECT_EQ(ReadSettings(dir / "c").useFileExtMap, -2147483647 - 1);
+    EXPECT_EQ(ReadSettings(dir / "c").tableSpanGiB, 4294967295U);
+    WriteFile(dir / "c", "use_file_ext_map = 2147483647\ntable_span_gib = 1\n");
+    EXPECT_EQ(ReadSettings(dir / "c").useFileExtMap, 2147483647);
+}
+
+struct BadText {
+    const char* text;
+    const char* says;  // behind the path
+};
+
+TEST(Settings, ABrokenRuleIsRefusedWithItsLine) {
+    const TempDir dir;
+    const std::vector<BadText> texts = {
+        {"\n\nspan = 1\n", ":3: unknown key 'span'"},
+        {"Meta_dir = '/m'\n", ":1: unknown key 'Meta_dir'"},
+        {"\"a\\nb\" = 1\n", ":1: unknown key 'a?b'"},
+        {"\n[section]\nklfs_aware = true\n", ":2: unknown key 'section'"},
+        {"meta_dir.x = 1\n", ":1: meta_dir must be a path: a text, not empty, without NUL"},
+        {"table_span_gib = 0\n", ":1: table_span_gib must be an integer from 1 to 4294967295"},
+        {"table_span_gib = -1\n", ":1: table_span_gib must be an integer from 1 to 4294967295"},
+        {"table_span_gib = 4294967296\n",
+         ":1: table_span_gib must be an integer from 1 to 4294967295"},
+        {"table_span_gib = 1.0\n", ":1: table_span_gib must be an integer from 1 to 4294967295"},
+        {"table_span_gib = '1'\n", ":1: table_span_gib must be an integer from 1 to 4294967295"},
+        {"use_file_ext_map = 2147483648\n",
+         ":1: use_file_ext_map must be an integer from -2147483648 to 2147483647"},
+        {"use_file_ext_map = -2147483649\n",
+         ":1: use_file_ext_map must be an integer from -2147483648 to 2147483647"},
+        {"use_file_ext_map = true\n",
+         ":1: use_file_ext_map must be an integer from -2147483648 to 2147483647"},
+        {"dcid_bloom_enabled = 1\n", ":1: dcid_bloom_enabled must be true or false"},
+        {"klfs_aware = 'true'\n", ":1: klfs_aware must be true or false"},
+        {"klfs_prefixes = '/k'\n", ":1: klfs_prefixes must be a list of paths"},
+        {"klfs_prefixes = [\n  '/k',\n  5\n]\n",
+         ":3: each of klfs_prefixes must be a path: a text, not empty, without NUL"},
+        {"klfs_prefixes = ['']\n",
+         ":1: each of klfs_prefixes must be a path: a text, not empty, without NUL"},
+        {"meta_dir = ''\n", ":1: meta_dir must be a path: a text, not empty, without NUL"},
+        {"storage_fstab = \"a\\u0000b\"\n",
+         ":1: storage_fstab must be a path: a text, not empty, without NUL"},
+        {"log_file = 1\n", ":1: log_file must be a path: a text, not empty, without NUL"},
+        {"image_root = []\n", ":1: image_root must be a path: a text, not empty, without NUL"},
+        // The log would be written into a share.
+        {"meta_dir = '/m'\nlog_file = '/m/log'\n",
+         ":2: log_file lies inside meta_dir, and shares are not written to"},
+        {"log_file = '/m/log'\nmeta_dir = '/m'\n",
+         ":1: log_file lies inside meta_dir, and shares are not written to"},
+        {"meta_dir = 'm'\nlog_file = 'x/../m/./log'\n",
+         ":2: log_file lies inside meta_dir, and shares are not written to"},
+        {"meta_dir = '/m/'\nlog_file = '/m'\n",
+         ":2: log_file lies inside meta_dir, and shares are not written to"},
+        {"\nmeta_dir = '/'\n", ":2: log_file lies inside meta_dir, and shares are not written to"},
+        // Of several faults the first one is named.
+        {"zeta = 1\nalpha = 1\n", ":1: unknown key 'zeta'"},
+        {"table_span_gib = 2\ntable_span_gib = 3\n",
+         ":2: Error while parsing key-value pair: cannot redefine existing integer "
+         "'table_span_gib'"},
+        {"meta_dir = \n", ":1: Error while parsing key-value pair: expected value, saw '\\n'"},
+        {"a = 1\nb\n", ":2: Error while parsing key-value pair: expected '=', saw '\\n'"},
+        {"a = 'x\n",
+         ":1: Error while parsing literal string: control characters other than TAB (U+0009) are "
+         "explicitly prohibited"},
+        {"a = '\xff'\n", ":1: Encountered invalid utf-8 sequence"},
+        {"use_file_ext_map = 99999999999999999999\n",
+         ":1: Error while parsing decimal integer: '99999999999999999999' is not representable in "
+         "64 bits"}};
+    for (const BadText& bad : texts) {
+        WriteFile(dir / "c", bad.text);
+        EXPECT_EQ(Refusal(dir / "c"), (dir / "c") + bad.says);
+    }
+}
+
+TEST(Settings, ALogBesideTheSharesIsFine) {
+    const TempDir dir;
+    WriteFile(dir / "c", "meta_dir = '/m'\nlog_file = '/ml/log'\n");
+    EXPECT_EQ(Refusal(dir / "c"), std::nullopt);
+    WriteFile(dir / "c", "meta_dir = '/m'\nlog_file = '/m/../log'\n");
+    EXPECT_EQ(Refusal(dir / "c"), std::nullopt);
+}
+
+TEST(Settings, ANulInTheTextIsRefused) {
+    const TempDir dir;
+    WriteFile(dir / "c", std::string_view("klfs_aware = true\n\0\n", 20));
+    const std::optional<std::string> refusal = Refusal(dir / "c");
+    ASSERT_TRUE(refusal.has_value());
+    EXPECT_EQ(refusal->substr(0, (dir / "c").size() + 4), (dir / "c") + ":2: ");
+}
+
+TEST(Settings, AFileThatIsThereAndCannotBeReadIsRefused) {
+    const TempDir dir;
+    EXPECT_EQ(Refusal(dir.Path()), dir.Path() + ": Is a directory");
+    const std::string fifo = dir / "fifo";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_EQ(Refusal(fifo), fifo + ": not a regular file");
+    EXPECT_EQ(Refusal("/dev/null"), "/dev/null: not a regular file");
+    const std::string loop = dir / "loop";
+    fs::create_symlink("loop", loop);
+    EXPECT_EQ(Refusal(loop), loop + ": Too many levels of symbolic links");
+    const std::string file = dir / "file";
+    WriteFile(file, "");
+    EXPECT_EQ(Refusal(file + "/c"), file + "/c: Not a directory");
+    ASSERT_EQ(::chmod(file.c_str(), 0), 0);
+    const bool root = ::geteuid() == 0;
+    if (root) {
+        ASSERT_EQ(::seteuid(65534), 0);
+    }
+    const std::optional<std::string> refusal = Refusal(file);
+    if (root) {
+        ASSERT_EQ(::seteuid(0), 0);
+    }
+    EXPECT_EQ(refusal, file + ": Permission denied");
+}
+
+TEST(Settings, AHugeFileIsRefused) {
+    const TempDir dir;
+    WriteFile(dir / "c", "");
+    fs::resize_file(dir / "c", 65537);
+    EXPECT_EQ(Refusal(dir / "c"), (dir / "c") + ": File too large");
+}
+
+TEST(Settings, ATextCutShortAnywhereIsReadOrRefused) {
+    const TempDir dir;
+    const std::string text =
+        "use_file_ext_map = 1\nklfs_prefixes = [\"/k\", '/l']\nmeta_dir = \"/m\\u0041\" # c\n";
+    for (std::size_t length = 0; length <= text.size(); ++length) {
+        WriteFile(dir / "c", text.substr(0, length));
+        const std::optional<std::string> refusal = Refusal(dir / "c");
+        if (refusal) {
+            EXPECT_EQ(refusal->find('\n'), std::string::npos);
+            EXPECT_EQ(refusal->substr(0, (dir / "c").size() + 1), (dir / "c") + ":");
+        }
+    }
+}
+
+// The parser walks and frees what it nested by recursion.
+TEST(Settings, KeysNestedToTheLimitAreReadAndDeeperOnesAreNot) {
+    const TempDir dir;
+    std::string keys;
+    for (int i = 0; i < 2000; ++i) {
+        keys += "a.";
+    }
+    WriteFile(dir / "c", keys + "a = " + std::string(200, '[') + std::string(200, ']') + "\n");
+    EXPECT_EQ(Refusal(dir / "c"), (dir / "c") + ":1: unknown key 'a'");
+    WriteFile(dir / "c", "\n\n" + keys + "a.a = 1\n");
+    EXPECT_EQ(Refusal(dir / "c"), (dir / "c") + ":3: more than 2000 dots");
+    const std::string half = keys.substr(0, 2000);
+    WriteFile(dir / "c", half + "a = 1\n[" + half + "b]\na.b = 1\n");
+    EXPECT_EQ(Refusal(dir / "c"), (dir / "c") + ":3: more than 2000 dots");
+    std::string arrays = "a = ";
+    WriteFile(dir / "c", arrays.append(65000, '['));
+    EXPECT_EQ(Refusal(dir / "c"),
+              (dir / "c") +
+                  ":1: Error while parsing value: exceeded maximum nested value depth of "
+                  "256 (TOML_MAX_NESTED_VALUES)");
+}
+
+}  // namespace

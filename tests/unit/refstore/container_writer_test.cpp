@@ -1,0 +1,106 @@
+#include "refstore/container/container_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <set>
+#include <stdexcept>
+
+#include "refstore/container/container_reader.h"
+#include "refstore/fingerprint/sha256.h"
+#include "tests/support/temp_dir.h"
+#include "tests/unit/refstore/base_failure.h"
+
+namespace {
+
+using refstore::ContainerWriter;
+using refstore_test::FailureOf;
+using test_support::Bytes;
+using test_support::ReadFile;
+using test_support::TempDir;
+using test_support::WriteFile;
+
+std::set<std::string> Names(const std::string& directory) {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        names.insert(entry.path().filename());
+    }
+    return names;
+}
+
+refstore::ContainerEntry AddText(ContainerWriter& writer, const std::string& text) {
+    return writer.Add(refstore::Fingerprint(Bytes(text)), Bytes(text));
+}
+
+TEST(ContainerWriter, TheFilesHoldWhatWasAdded) {
+    const TempDir dir;
+    ContainerWriter writer(dir.Path(), 100);
+    EXPECT_EQ(writer.Dcid(), 100U);
+    const refstore::ContainerEntry abc = AddText(writer, "abc");
+    const refstore::ContainerEntry empty = AddText(writer, "");
+    const refstore::ContainerEntry defg = AddText(writer, "defg");
+    EXPECT_EQ(writer.Size(), 7U);
+    writer.Finish();
+    EXPECT_EQ(Names(dir.Path()), (std::set<std::string>{"100.bin", "100.bhd"}));
+    EXPECT_EQ(ReadFile(dir / "100.bin"), "abcdefg");
+    const refstore::ContainerIndex index = refstore::LoadContainerIndex(dir / "100.bhd");
+    EXPECT_EQ(index.dcid, 100U);
+    EXPECT_EQ(index.binSize, 7U);
+    EXPECT_EQ(index.entries, (std::vector<refstore::ContainerEntry>{abc, empty, defg}));
+    EXPECT_EQ(defg.offset, 3U);
+    EXPECT_EQ(defg.length, 4U);
+    refstore::CheckContainer(100, {dir / "100.bin", dir / "100.bhd"});
+}
+
+TEST(ContainerWriter, AnEmptyContainerIsSound) {
+    const TempDir dir;
+    ContainerWriter(dir.Path(), 64).Finish();
+    refstore::CheckContainer(64, {dir / "64.bin", dir / "64.bhd"});
+}
+
+TEST(ContainerWriter, AContainerThatWasNotFinishedLeavesNothing) {
+    const TempDir dir;
+    {
+        ContainerWriter writer(dir.Path(), 100);
+        AddText(writer, "abc");
+    }
+    EXPECT_EQ(Names(dir.Path()), std::set<std::string>{});
+}
+
+TEST(ContainerWriter, NothingIsAddedAfterTheEnd) {
+    const TempDir dir;
+    ContainerWriter writer(dir.Path(), 100);
+    writer.Finish();
+    EXPECT_THROW(AddText(writer, "abc"), std::logic_error);
+    EXPECT_THROW(writer.Finish(), std::logic_error);
+}
+
+TEST(ContainerWriter, AContainerThatIsThereIsLeftAsItIs) {
+    for (const char* const there : {"100.bin", "100.bhd", "100.bin.new", "100.bhd.new"}) {
+        const TempDir dir;
+        WriteFile(dir / there, "old");
+        ContainerWriter writer(dir.Path(), 100);
+        AddText(writer, "abc");
+        EXPECT_EQ(FailureOf([&] { writer.Finish(); }).code, EEXIST) << there;
+        EXPECT_EQ(Names(dir.Path()), std::set<std::string>{there});
+        EXPECT_EQ(ReadFile(dir / there), "old");
+    }
+}
+
+TEST(ContainerWriter, AMissingDirectoryIsAnError) {
+    const TempDir dir;
+    EXPECT_EQ(FailureOf([&] { ContainerWriter(dir / "no", 100).Finish(); }).code, ENOENT);
+}
+
+TEST(ContainerWriter, AMissingDataFileIsADamagedContainer) {
+    const TempDir dir;
+    ContainerWriter(dir.Path(), 64).Finish();
+    std::filesystem::remove(dir / "64.bin");
+    EXPECT_EQ(FailureOf([&] {
+                  refstore::CheckContainer(64, {dir / "64.bin", dir / "64.bhd"});
+              }).code,
+              ENOENT);
+}
+
+}  // namespace
