@@ -228,9 +228,11 @@ TEST_F(PackTest, ASiteKeepsItsLayout) {
 
 TEST_F(PackTest, ShareIdsThatCannotBeADirectoryAreRefused) {
     MakeDirs(temp_ / "source");
-    const std::string plain = "is empty, \".\" or \"..\", or holds a slash or a NUL byte";
+    const auto notPlain = [](const std::string& id) {
+        return "share id \"" + id + "\": is empty, \".\" or \"..\", or holds a slash or a NUL byte";
+    };
     for (const std::string id : {"", ".", "..", "a/b", "/"}) {
-        ExpectRefused(Pack(id), "share id \"" + id + "\": " + plain);
+        ExpectRefused(Pack(id), notPlain(id));
     }
     const std::string tooLong(256, 'i');
     ExpectRefused(Pack(tooLong), "share id \"" + tooLong + "\": longer than 255 bytes");
