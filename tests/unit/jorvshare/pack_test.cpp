@@ -355,8 +355,9 @@ TEST_F(PackTest, WhatAKilledRunLeftIsRemovedByTheNext) {
     WriteFile(temp_ / "source/f", "x");
     // Killed before the settings were in place, and in the middle of a share.
     WriteFile(temp_ / "site/fstab", "half");
-    WriteFile(temp_ / "site/jorv.toml.new", "half");
+    WriteFile(temp_ / "site/.jorv-4711-0", "half");
     ASSERT_EQ(Pack("7").status, 0);
+    EXPECT_FALSE(fs::exists(temp_ / "site/.jorv-4711-0"));
     WriteFile(temp_ / "site/meta/8/.8.partial/head/old", "x");
     ASSERT_EQ(Pack("8").status, 0);
     EXPECT_EQ(Names("site/meta/8"), std::set<std::string>{"8"});
