@@ -78,7 +78,7 @@ class Builder {
             container.Finish();
         }
         for (const auto& [path, text] : volume.files) {
-            WriteBelow(directory + "/" + path, BytesOf(text));
+            WriteBelow(Join(directory, path), BytesOf(text));
         }
     }
 

@@ -38,7 +38,7 @@ SharedData FindShared(const std::string& source, const SourceTree& tree, Progres
     std::uint64_t number = 0;
     for (const std::string& relative : tree.files) {
         ++number;
-        SourceFile(source + "/" + relative)
+        SourceFile(Join(source, relative))
             .ForEachPiece([&](std::uint64_t, std::span<const std::byte> data) {
                 shared.Add(refstore::Fingerprint(data), number);
                 progress->Advance(data.size());
@@ -112,7 +112,7 @@ wording::PackSummary Pack(const PackOptions& options) {
     }
     for (const std::string& file : tree.files) {
         CheckInterrupt();
-        writer.AddFile(source + "/" + file, file);
+        writer.AddFile(Join(source, file), file);
     }
     containers.Finish();
     if (options.virtualCopy.has_value()) {

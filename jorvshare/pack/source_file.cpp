@@ -55,6 +55,11 @@ void SourceFile::ForEachPiece(const Piece& piece) {
             offset = next;
         }
     }
+    // Behind the end of a file that has become shorter there seems to be only a hole.
+    struct stat attributes = {};
+    if (::fstat(descriptor_, &attributes) != 0 || attributes.st_size < size_) {
+        throw ToolError(wording::FileChanged(path_));
+    }
 }
 
 std::int64_t SourceFile::Seek(std::int64_t offset, int whence, std::int64_t otherwise) const {

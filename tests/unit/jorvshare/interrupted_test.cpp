@@ -126,6 +126,31 @@ TEST_P(InterruptedPack, ASignalAtAnyMomentLeavesTheWholeShareOrNothing) {
     EXPECT_GT(stopped, 0);
 }
 
+TEST_P(InterruptedPack, AfterARunThatWasKilledOutrightTheSameShareCanBePacked) {
+    const auto began = std::chrono::steady_clock::now();
+    ASSERT_EQ(RunTool(PackInto("other", "1")).status, 0);
+    const auto whole = std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::steady_clock::now() - began);
+    std::cout << "seed " << kSeed + 1 << "\n";
+    std::mt19937 random(kSeed + 1);
+    for (int round = 0; round < 8; ++round) {
+        const std::string site = "site" + std::to_string(round);
+        ToolProcess process(PackInto(site, "7"));
+        std::this_thread::sleep_for(whole * static_cast<int>(random() % 1000) / 1000);
+        ::kill(process.Pid(), SIGKILL);
+        if (process.Wait().signal == SIGKILL && !fs::exists(temp_ / (site + "/meta/7/7"))) {
+            // What lies beside the share's own place is left behind, the image among it.
+            fs::remove_all(temp_ / (site + "/images"));
+            const Ended again = RunTool(PackInto(site, "7"));
+            EXPECT_EQ(again.status, 0) << again.err;
+        }
+        const std::string back = temp_ / ("back" + std::to_string(round));
+        EXPECT_EQ(RunTool({"unpack", temp_ / site, back, "--share-id", "7"}).status, 0);
+        EXPECT_EQ(Snapshot(back), Snapshot(temp_ / "source"));
+        EXPECT_FALSE(fs::exists(temp_ / (site + "/meta/7/.7.partial")));
+    }
+}
+
 TEST_P(InterruptedPack, UnpackingThatFailsLeavesNothing) {
     ASSERT_EQ(RunTool(PackInto("site", "7")).status, 0);
     const Ended ended = RunTool({"unpack", temp_ / "site", temp_ / "back", "--share-id", "7"}, [] {

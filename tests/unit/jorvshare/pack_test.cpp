@@ -228,9 +228,11 @@ TEST_F(PackTest, ASiteKeepsItsLayout) {
 
 TEST_F(PackTest, ShareIdsThatCannotBeADirectoryAreRefused) {
     MakeDirs(temp_ / "source");
-    const std::string plain = "is empty, \".\" or \"..\", or holds a slash or a NUL byte";
+    const auto notPlain = [](const std::string& id) {
+        return "share id \"" + id + "\": is empty, \".\" or \"..\", or holds a slash or a NUL byte";
+    };
     for (const std::string id : {"", ".", "..", "a/b", "/"}) {
-        ExpectRefused(Pack(id), "share id \"" + id + "\": " + plain);
+        ExpectRefused(Pack(id), notPlain(id));
     }
     const std::string tooLong(256, 'i');
     ExpectRefused(Pack(tooLong), "share id \"" + tooLong + "\": longer than 255 bytes");
@@ -353,8 +355,9 @@ TEST_F(PackTest, WhatAKilledRunLeftIsRemovedByTheNext) {
     WriteFile(temp_ / "source/f", "x");
     // Killed before the settings were in place, and in the middle of a share.
     WriteFile(temp_ / "site/fstab", "half");
-    WriteFile(temp_ / "site/jorv.toml.new", "half");
+    WriteFile(temp_ / "site/.jorv-4711-0", "half");
     ASSERT_EQ(Pack("7").status, 0);
+    EXPECT_FALSE(fs::exists(temp_ / "site/.jorv-4711-0"));
     WriteFile(temp_ / "site/meta/8/.8.partial/head/old", "x");
     ASSERT_EQ(Pack("8").status, 0);
     EXPECT_EQ(Names("site/meta/8"), std::set<std::string>{"8"});
