@@ -15,6 +15,7 @@ int KovfsInit(int value, void* pointer, int flags) {
 
 int KovfsMountV1(const char* version, void* data, std::size_t size) {
     Script& script = Script::Current();
+    script.mountAddress = data;
     if (size == sizeof(kovfs_data_vc)) {
         script.mountRecord.emplace();
         std::memcpy(&*script.mountRecord, data, size);

@@ -126,6 +126,8 @@ class Script {
     /// The record given to KovfsMountV1, as it was then, and the text that its name pointed to.
     std::optional<kovfs_data_vc> mountRecord;
     std::string mountName;
+    /// Where that record lies; stays after the call.
+    const void* mountAddress = nullptr;
 
     // For the fake's own sources.
 
