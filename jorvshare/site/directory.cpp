@@ -82,7 +82,7 @@ std::vector<DirectoryEntry> ListDirectory(const std::string& path) {
         }
         EntryKind kind = EntryKind::kUnknown;
         if (found->d_type != DT_UNKNOWN) {
-            kind = KindOfMode(DTTOIF(found->d_type));
+            kind = KindOfMode(static_cast<mode_t>(DTTOIF(found->d_type)));
         } else {
             struct stat attributes = {};
             if (::fstatat(::dirfd(directory.get()), name.c_str(), &attributes,
