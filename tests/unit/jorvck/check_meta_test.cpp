@@ -54,7 +54,7 @@ class AShare : public storage_fake::FakeStorageTest {
         return written.err;
     }
 
-    [[nodiscard]] std::string Check() const { return Check(share.Path()); }
+    std::string Check() const { return Check(share.Path()); }
 
     [[nodiscard]] std::string HeaderLines(const std::string& path) const {
         return "[ERROR]: header file load failed!\n[ERROR]: corrupt header file " + path +
