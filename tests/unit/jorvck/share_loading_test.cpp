@@ -1,0 +1,336 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <limits>
+#include <thread>
+
+#include "storage/exception.h"
+#include "tests/fake/fake_storage_test.h"
+#include "tests/interposed/directories.h"
+#include "tests/support/captured_streams.h"
+#include "tests/support/temp_dir.h"
+#include "tests/unit/jorvck/file_check_manager_state.h"
+
+namespace manager_state {
+
+namespace {
+
+using test_support::Capture;
+using test_support::MakeDirs;
+using test_support::WriteFile;
+using Lines = std::vector<std::string>;
+using Texts = std::set<std::string>;
+using Numbers = std::set<std::uint64_t>;
+
+class ShareLoading : public storage_fake::FakeStorageTest {
+  protected:
+    std::int32_t LoadContainers(const std::string& volume) {
+        std::int32_t result = 77;
+        const auto captured = Capture([&] { result = manager.LoadDataContainers(volume); });
+        EXPECT_EQ(captured.out, "");
+        err = captured.err;
+        return result;
+    }
+
+    void LoadHeaders(const std::string& headDir) {
+        const auto captured = Capture([&] { manager.LoadHeaders(headDir); });
+        EXPECT_EQ(captured.out, "");
+        err = captured.err;
+    }
+
+    /// A ".bin" and a ".bhd" of this name in the volume.
+    void Container(const std::string& base) {
+        WriteFile(dir / ("vol/" + base + ".bin"), "");
+        WriteFile(dir / ("vol/" + base + ".bhd"), "");
+    }
+
+    [[nodiscard]] std::string Volume() const { return dir / "vol"; }
+    [[nodiscard]] std::string ContainersFailed() const {
+        return "Failed to load data containers from " + Volume() + "\n";
+    }
+
+    test_support::TempDir dir;
+    FileCheckManager manager;
+    std::string err;
+};
+
+using VolumeList = ShareLoading;
+
+TEST_F(VolumeList, MountPathsAreSortedAndDuplicatesCollapse) {
+    script.fstabPath = "/etc/fstab of the storage";
+    script.volumes = {"/v2", "/v1", "/v2", "/v10", ""};
+    const auto captured = Capture([&] { manager.LoadVolumeList(); });
+    EXPECT_EQ(Volumes(manager), (Texts{"", "/v1", "/v10", "/v2"}));
+    EXPECT_EQ(captured.out + captured.err, "");
+    EXPECT_EQ(script.Calls(), (Lines{"VolMgr::GetStorageFstabPath",
+                                     "VolMgr::LoadGlobalFstab /etc/fstab of the storage"}));
+}
+
+TEST_F(VolumeList, AnUnreadableTableLeavesTheVolumesAlone) {
+    script.volumes = {"/v1"};
+    manager.LoadVolumeList();
+    script.volumes = {"/v2"};
+    for (const std::int64_t result : {2, -1}) {
+        script.Result("VolMgr::LoadGlobalFstab", {result});
+        const auto captured = Capture([&] { manager.LoadVolumeList(); });
+        EXPECT_EQ(captured.out + captured.err, "");
+        EXPECT_EQ(Volumes(manager), Texts{"/v1"});
+    }
+}
+
+TEST_F(VolumeList, ExceptionsPass) {
+    using Corvane::Kst::Marlow::Jorv::SysException;
+    script.ThrowSys("VolMgr::GetStorageFstabPath", 5);
+    EXPECT_THROW(manager.LoadVolumeList(), SysException);
+    script.On("VolMgr::GetStorageFstabPath", [] {});
+    script.ThrowSys("VolMgr::LoadGlobalFstab", 5);
+    EXPECT_THROW(manager.LoadVolumeList(), SysException);
+}
+
+using DataContainers = ShareLoading;
+
+TEST_F(DataContainers, APairGivesItsDcid) {
+    Container("17");
+    Container("sub/dir/18446744073709551615");
+    Container("0");
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(Dcids(manager), (Numbers{0, 17, std::numeric_limits<std::uint64_t>::max()}));
+    EXPECT_EQ(err, "");
+}
+
+TEST_F(DataContainers, AMissingCompanionIsToldAndPassedOver) {
+    Container("17");
+    WriteFile(dir / "vol/18.bin", "");
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(err, "[ERROR] bhd 18 corrupted\n");
+    EXPECT_EQ(Dcids(manager), Numbers{17});
+}
+
+TEST_F(DataContainers, ACompanionInAnotherDirectoryIsMissing) {
+    WriteFile(dir / "vol/18.bin", "");
+    WriteFile(dir / "vol/sub/18.bhd", "");
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(err, "[ERROR] bhd 18 corrupted\n");
+}
+
+TEST_F(DataContainers, ABaseThatIsNoNumberIsNotReadWhenItsCompanionIsMissing) {
+    WriteFile(dir / "vol/abc.bin", "");
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(err, "[ERROR] bhd abc corrupted\n");
+}
+
+TEST_F(DataContainers, ACompanionWhoseStatusCannotBeReadIsMissing) {
+    WriteFile(dir / "vol/18.bin", "");
+    std::filesystem::create_symlink("nowhere", dir / "vol/18.bhd");
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(err, "[ERROR] bhd 18 corrupted\n");
+}
+
+TEST_F(DataContainers, ACompanionThatIsADirectoryIsThere) {
+    WriteFile(dir / "vol/18.bin", "");
+    MakeDirs(dir / "vol/18.bhd");
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(Dcids(manager), Numbers{18});
+}
+
+TEST_F(DataContainers, OtherNamesGiveNothing) {
+    for (const char* const name : {"17.bhd", "bin", "18.BIN", "19.bin.old", "20.bin ", "21.bi",
+                                   "22.binx", "abc", "23", ".bhd", "24bin", "bin.txt"}) {
+        WriteFile(Volume() + "/" + name, "");
+    }
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(Dcids(manager), Numbers{});
+}
+
+TEST_F(DataContainers, ADirectoryNamedLikeAContainerIsWalkedAndIsNone) {
+    Container("18.bin/19");
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(Dcids(manager), Numbers{19});
+}
+
+TEST_F(DataContainers, ALinkToAFileIsAContainerAndALinkToADirectoryIsNotWalked) {
+    WriteFile(dir / "elsewhere/data", "");
+    WriteFile(dir / "elsewhere/20.bin", "");
+    WriteFile(dir / "elsewhere/20.bhd", "");
+    WriteFile(dir / "vol/18.bhd", "");
+    std::filesystem::create_symlink(dir / "elsewhere/data", dir / "vol/18.bin");
+    std::filesystem::create_symlink(dir / "elsewhere", dir / "vol/sub");
+    std::filesystem::create_symlink("nowhere", dir / "vol/19.bin");
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(Dcids(manager), Numbers{18});
+}
+
+TEST_F(DataContainers, ABaseThatIsNoNumberEndsTheVolumeAndWhatWasFoundStays) {
+    // In a listing of a given order: the container before is kept, that behind is not reached.
+    for (const char* const base :
+         {"abc", "1x", "x1", " 1", "1 ", "0x10", "1.0", "1e3", "--1", "18446744073709551616", ""}) {
+        const test_support::TempDir volume;
+        for (const std::string& name : {std::string("17"), std::string(base), std::string("18")}) {
+            WriteFile(volume / (name + ".bin"), "");
+            WriteFile(volume / (name + ".bhd"), "");
+        }
+        interposed::Directories directories;
+        directories.List(volume.Path(),
+                         {{"17.bin"}, {"17.bhd"}, {std::string(base) + ".bin"}, {"18.bin"}});
+        FileCheckManager fresh;
+        std::int32_t result = 77;
+        const auto captured = Capture([&] { result = fresh.LoadDataContainers(volume.Path()); });
+        EXPECT_EQ(result, -1) << base;
+        EXPECT_EQ(captured.err, "Failed to load data containers from " + volume.Path() + "\n");
+        EXPECT_EQ(Dcids(fresh), Numbers{17}) << base;
+    }
+}
+
+TEST_F(DataContainers, SignsAndLeadingZerosAreNumbers) {
+    Container("-5");
+    Container("+6");
+    Container("007");
+    Container("1.2/64");
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(Dcids(manager), (Numbers{6, 7, 64, std::numeric_limits<std::uint64_t>::max() - 4}));
+}
+
+TEST_F(DataContainers, TheBaseEndsAtTheLastDot) {
+    WriteFile(dir / "vol/1.2.bin", "");
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(err, "[ERROR] bhd 1.2 corrupted\n");
+    WriteFile(dir / "vol/1.2.bhd", "");
+    EXPECT_EQ(LoadContainers(Volume()), -1);
+}
+
+TEST_F(DataContainers, AnotherVolumeIsLoadedBehindAFailedOne) {
+    Container("abc");
+    EXPECT_EQ(LoadContainers(Volume()), -1);
+    EXPECT_EQ(err, ContainersFailed());
+    WriteFile(dir / "other/64.bin", "");
+    WriteFile(dir / "other/64.bhd", "");
+    EXPECT_EQ(LoadContainers(dir / "other"), 0) << "no lock was left behind";
+    EXPECT_EQ(Dcids(manager), Numbers{64});
+}
+
+TEST_F(DataContainers, ADcidOnTwoVolumesIsOne) {
+    Container("17");
+    WriteFile(dir / "other/17.bin", "");
+    WriteFile(dir / "other/17.bhd", "");
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(LoadContainers(dir / "other"), 0);
+    EXPECT_EQ(Dcids(manager), Numbers{17});
+}
+
+TEST_F(DataContainers, AVolumeThatCannotBeOpenedIsEmpty) {
+    EXPECT_EQ(LoadContainers(dir / "missing"), 0);
+    EXPECT_EQ(LoadContainers(""), 0);
+    WriteFile(dir / "file", "");
+    EXPECT_EQ(LoadContainers(dir / "file"), 0);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(Dcids(manager), Numbers{});
+}
+
+TEST_F(DataContainers, AnErrorInsideTheWalkEndsTheVolume) {
+    WriteFile(dir / "vol/17.bhd", "");
+    WriteFile(dir / "vol/17.bin", "");
+    std::filesystem::create_symlink("18.bin", dir / "vol/18.bin");
+    interposed::Directories directories;
+    // A link that leads to itself has no status, which is an error here.
+    directories.List(Volume(), {{"17.bin"}, {"18.bin", DT_LNK}});
+    EXPECT_EQ(LoadContainers(Volume()), -1);
+    EXPECT_EQ(err, ContainersFailed());
+    EXPECT_EQ(Dcids(manager), Numbers{17});
+    EXPECT_EQ(directories.Open(), 0U);
+}
+
+TEST_F(DataContainers, LoadersOnManyThreadsLoseNothing) {
+    Numbers expected;
+    for (int volume = 0; volume < 4; ++volume) {
+        for (int container = 0; container < 100; ++container) {
+            const int dcid = 1000 * (volume + 1) + container;
+            expected.insert(static_cast<std::uint64_t>(dcid));
+            const std::string base = "v" + std::to_string(volume) + "/" + std::to_string(dcid);
+            WriteFile(dir / (base + ".bin"), "");
+            WriteFile(dir / (base + ".bhd"), "");
+        }
+    }
+    std::vector<std::thread> threads;
+    for (int volume = 0; volume < 4; ++volume) {
+        threads.emplace_back(
+            [&, volume] { manager.LoadDataContainers(dir / ("v" + std::to_string(volume))); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(Dcids(manager), expected);
+}
+
+class HeaderFiles : public ShareLoading {
+  protected:
+    [[nodiscard]] std::string Head() const { return dir / "head"; }
+    [[nodiscard]] std::string HeadersFailed() const {
+        return "Failed to load headers from " + Head() + "\n";
+    }
+};
+
+TEST_F(HeaderFiles, EveryRegularFileIsQueuedByItsPathBelowTheDirectory) {
+    WriteFile(Head() + "/b", "");
+    WriteFile(Head() + "/a", "");
+    WriteFile(Head() + "/sub/c.d", "");
+    MakeDirs(Head() + "/empty");
+    LoadHeaders(Head());
+    EXPECT_EQ(err, "Total number of file: 3\n");
+    EXPECT_EQ(Headers(manager), (Texts{"/a", "/b", "/sub/c.d"}));
+    EXPECT_EQ(TotalFiles(manager), 3U);
+    EXPECT_EQ(script.Calls(), Lines{});
+}
+
+TEST_F(HeaderFiles, LinksAreFollowedToFilesAndNotIntoDirectories) {
+    WriteFile(dir / "elsewhere/f", "");
+    MakeDirs(Head());
+    std::filesystem::create_symlink(dir / "elsewhere/f", Head() + "/file");
+    std::filesystem::create_symlink(dir / "elsewhere", Head() + "/directory");
+    std::filesystem::create_symlink("nowhere", Head() + "/broken");
+    LoadHeaders(Head());
+    EXPECT_EQ(Headers(manager), Texts{"/file"});
+    EXPECT_EQ(err, "Total number of file: 1\n");
+}
+
+TEST_F(HeaderFiles, AnEmptyOrMissingDirectoryHasNoFiles) {
+    LoadHeaders(Head());
+    EXPECT_EQ(err, "Total number of file: 0\n");
+    MakeDirs(Head());
+    LoadHeaders(Head());
+    EXPECT_EQ(err, "Total number of file: 0\n");
+    std::filesystem::remove(Head());
+    WriteFile(Head(), "");
+    LoadHeaders(Head());
+    EXPECT_EQ(err, "Total number of file: 0\n");
+    EXPECT_EQ(Headers(manager), Texts{});
+}
+
+TEST_F(HeaderFiles, AFailedWalkKeepsItsFilesButSetsNoTotal) {
+    WriteFile(Head() + "/a", "");
+    WriteFile(Head() + "/c", "");
+    std::filesystem::create_symlink("b", Head() + "/b");
+    interposed::Directories directories;
+    directories.List(Head(), {{"a"}, {"b", DT_LNK}, {"c"}});
+    LoadHeaders(Head());
+    EXPECT_EQ(err, HeadersFailed());
+    EXPECT_EQ(Headers(manager), Texts{"/a"});
+    EXPECT_EQ(TotalFiles(manager), 0U);
+    EXPECT_EQ(directories.Open(), 0U);
+}
+
+TEST_F(HeaderFiles, OddNamesArePlainBytes) {
+    for (const char* const name : {"\xFF", "a\nb", "\"&", "..."}) {
+        WriteFile(Head() + "/" + name, "");
+    }
+    LoadHeaders(Head());
+    EXPECT_EQ(Headers(manager), (Texts{"/\xFF", "/a\nb", "/\"&", "/..."}));
+}
+
+}  // namespace
+
+}  // namespace manager_state
