@@ -113,6 +113,7 @@ TEST(Configuration, ManyThreadsThatAskAtOnceAreToldOnce) {
         std::vector<std::string> refusals(8);
         {
             std::vector<std::jthread> threads;
+            threads.reserve(refusals.size());
             for (std::string& refusal : refusals) {
                 threads.emplace_back(
                     [&refusal] { refusal = Refusal([] { JorvConfig::GetInstance(); }); });

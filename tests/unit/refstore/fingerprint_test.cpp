@@ -34,6 +34,7 @@ TEST(Fingerprint, ManyThreadsMayAskAtOnce) {
     std::vector<std::string> texts(8);
     {
         std::vector<std::jthread> threads;
+        threads.reserve(texts.size());
         for (std::string& text : texts) {
             threads.emplace_back([&text] {
                 for (int i = 0; i < 1000; ++i) {

@@ -17,7 +17,6 @@ namespace {
 using refstore::LogFile;
 using test_support::ReadFile;
 using test_support::TempDir;
-using test_support::WriteFile;
 
 // The log's lines with the time, whose form is checked, taken away.
 std::vector<std::string> Lines(const std::string& path) {
@@ -73,6 +72,7 @@ TEST(LogFile, LinesOfManyThreadsDoNotMix) {
     {
         LogFile log(dir / "log");
         std::vector<std::jthread> threads;
+        threads.reserve(4);
         for (char name = 'a'; name < 'e'; ++name) {
             threads.emplace_back([&log, name] {
                 for (int i = 0; i < 200; ++i) {
