@@ -349,9 +349,24 @@ TEST_F(ExtentData, FailuresOfTheExtentMapPassAndReleaseIt) {
     }
 }
 
-TEST_F(ExtentData, TheManagerIsKeptUntilTheCheckerDiesAndDiesBeforeItsDataCache) {
-    // That the cache is still there is for the fake to find: it asks the cache from the manager's
-    // and the tables' destructors.
+// Members die in the reverse of the order in which they lie. An explicit instantiation may name
+// private ones.
+template <auto cache, auto manager>
+struct MemberOrder {
+    friend bool CacheLiesBeforeManager(const FileChecker& checker) {
+        return static_cast<const void*>(&(checker.*cache)) <
+               static_cast<const void*>(&(checker.*manager));
+    }
+};
+bool CacheLiesBeforeManager(const FileChecker& checker);
+template struct MemberOrder<&FileChecker::nullCache, &FileChecker::extMapMgr>;
+
+TEST_F(ExtentData, TheManagerDiesBeforeTheDataCacheThatItKnows) {
+    const FileChecker checker("", "12", 0);
+    EXPECT_TRUE(CacheLiesBeforeManager(checker));
+}
+
+TEST_F(ExtentData, TheManagerIsKeptUntilTheCheckerDies) {
     Table({64});
     {
         FileChecker checker(MetaDir(), "12", 0);
