@@ -34,6 +34,7 @@ class ExtentData : public FileTest {
         auto& tables = Stored().tables;
         const std::uint64_t offset = tables.size() * kGiB;
         std::vector<StoredExtent> extents;
+        extents.reserve(dcids.size());
         for (const std::uint64_t dcid : dcids) {
             extents.push_back({.dcid = dcid});
         }
