@@ -100,14 +100,13 @@ void AddShow(CLI::App* app, Command* command) {
     const auto json = std::make_shared<bool>(false);
     show->add_option("PATH", *path, "File, or directory of mapping tables")->required();
     show->add_flag("--json", *json, "Print JSON");
-    show->callback([command, path, json] {
-        *command = [path, json] { Show(*path, *json); };
-    });
+    show->callback([command, path, json] { *command = [path, json] { Show(*path, *json); }; });
 }
 
 int RunCommand(const Command& command) {
+    // Around the handlers as well: what they print must not end the process either.
+    const InterruptScope scope;
     try {
-        const InterruptScope scope;
         command();
         return 0;
     } catch (const Interrupted& interrupted) {
@@ -138,9 +137,7 @@ int RunCommandLine(int argc, const char* const* argv) {
         std::ostringstream errors;
         const bool failed = app.exit(stop, out, errors) != 0;
         PrintDiagnostic(errors.str());
-        return RunCommand([&out] { PrintResult(out.str()); }) != 0 ? kFailed
-               : failed                                           ? kUsage
-                                                                  : 0;
+        return RunCommand([&out] { PrintResult(out.str()); }) != 0 ? kFailed : failed ? kUsage : 0;
     }
     return RunCommand(command);
 }

@@ -78,7 +78,7 @@ class Builder {
             container.Finish();
         }
         for (const auto& [path, text] : volume.files) {
-            WriteBelow(directory + "/" + path, BytesOf(text));
+            WriteBelow(Join(directory, path), BytesOf(text));
         }
     }
 
@@ -86,6 +86,10 @@ class Builder {
         MakeDirectories(now_.ShareParent(recipe.id));
         const ShareLayout share = now_.Share(recipe.id);
         MakeDirectory(share.root);
+        // The three trees belong to every share, an empty one included.
+        for (const std::string& tree : {share.HeadDir(), share.MapDir(), share.StuDir()}) {
+            MakeDirectory(tree);
+        }
         for (const RecipeFile& file : recipe.files) {
             WriteFile(share, file);
         }
@@ -103,8 +107,8 @@ class Builder {
             WriteBelow(share.Head(file.path), refstore::EncodeHeader(header));
         }
         if (file.extentFile.has_value()) {
-            WriteBelow(share.Map(file.path), refstore::EncodeExtents(file.extentFile->transId,
-                                                                     file.extentFile->extents));
+            WriteBelow(share.Map(file.path),
+                       refstore::EncodeExtents(file.extentFile->transId, file.extentFile->extents));
         }
         if (file.tables.has_value()) {
             MakeDirectories(share.Map(file.path));

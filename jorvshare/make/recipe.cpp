@@ -68,8 +68,8 @@ refstore::Settings ReadConfig(const JsonNode& node) {
     }
     if (const auto value = node.Find("table_span_gib"); value.has_value()) {
         // 0 is written as told; it is for the library to refuse.
-        settings.tableSpanGiB = static_cast<std::uint32_t>(
-            value->Signed(0, std::numeric_limits<std::uint32_t>::max()));
+        settings.tableSpanGiB =
+            static_cast<std::uint32_t>(value->Signed(0, std::numeric_limits<std::uint32_t>::max()));
     }
     if (const auto value = node.Find("klfs_aware"); value.has_value()) {
         settings.klfsAware = value->Bool();

@@ -15,17 +15,16 @@
 
 namespace jorvshare {
 
-/// What a recipe says, every default filled in but those that need the site's own path. Nothing is
-/// judged: whatever is inconsistent is built as told.
+struct RecipeExtentFile {
+    std::int64_t transId = 1;
+    std::vector<refstore::Extent> extents;  ///< in the recipe's order
+};
+
 struct RecipeFile {
     std::string path;  ///< relative to the trees, no way out of them
     std::optional<refstore::HeaderRecord> header;
     bool defaultExtentLocation = true;  ///< the header gets the site's metadata root
-    struct Extents {
-        std::int64_t transId = 1;
-        std::vector<refstore::Extent> extents;  ///< in the recipe's order
-    };
-    std::optional<Extents> extentFile;
+    std::optional<RecipeExtentFile> extentFile;
     std::optional<refstore::TableDirectoryRecord> tables;
     std::optional<std::vector<std::byte>> storageUnit;
 };
@@ -47,6 +46,8 @@ struct RecipeImage {
     bool damaged = false;
 };
 
+/// What a recipe says, every default filled in but those that need the site's own path. Nothing is
+/// judged: whatever is inconsistent is built as told.
 struct Recipe {
     refstore::Settings settings;  ///< paths are those of SiteLayout::NewSettings
     std::vector<RecipeVolume> volumes;

@@ -105,9 +105,9 @@ std::vector<refstore::TableRecord> ReadTables(const JsonNode& list, const Extent
     std::vector<refstore::TableRecord> tables;
     for (const JsonNode& node : list.Elements()) {
         refstore::TableRecord table = ReadTable(node, context);
-        const auto behind =
-            std::lower_bound(tables.begin(), tables.end(), table.offset,
-                             [](const auto& left, std::uint64_t right) { return left.offset < right; });
+        const auto behind = std::lower_bound(
+            tables.begin(), tables.end(), table.offset,
+            [](const auto& left, std::uint64_t right) { return left.offset < right; });
         if (behind != tables.end() && behind->offset == table.offset) {
             node.Fail("a table of the same file has the same offset");
         }

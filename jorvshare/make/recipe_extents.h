@@ -24,7 +24,8 @@ struct ExtentContext {
 crfp_digest_t ReadFingerprint(const JsonNode& node);
 
 /// A list of extents: "start" 0, "end" the start, "dcid" 1, "so_ref" 0, "cksum" that of the bytes
-/// that the storage unit holds there, "data_offset" the start, "fp" the SHA-256 of "<path>:<start>".
+/// that the storage unit holds there, "data_offset" the start, "fp" the SHA-256 of
+/// "<path>:<start>".
 std::vector<refstore::Extent> ReadExtents(const JsonNode& list, const ExtentContext& context);
 
 /// A list of mapping tables in ascending order of their offsets, whatever order the recipe has:

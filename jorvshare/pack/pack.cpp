@@ -13,8 +13,8 @@
 #include "jorvshare/report/console.h"
 #include "jorvshare/report/progress.h"
 #include "jorvshare/report/tool_error.h"
-#include "jorvshare/site/volumes.h"
 #include "jorvshare/site/directory.h"
+#include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/fingerprint/sha256.h"
 #include "refstore/image/image_writer.h"
@@ -38,7 +38,7 @@ SharedData FindShared(const std::string& source, const SourceTree& tree, Progres
     std::uint64_t number = 0;
     for (const std::string& relative : tree.files) {
         ++number;
-        SourceFile(source + "/" + relative)
+        SourceFile(Join(source, relative))
             .ForEachPiece([&](std::uint64_t, std::span<const std::byte> data) {
                 shared.Add(refstore::Fingerprint(data), number);
                 progress->Advance(data.size());
@@ -55,8 +55,8 @@ void WriteImage(PackSite* site, const ShareLayout& staging, const ImageName& nam
     const std::string path = site->Layout().Image(name);
     site->MakeMissing(ParentOf(ParentOf(path)));
     site->MakeMissing(ParentOf(path));
-    refstore::WriteNewFile(path, refstore::EncodeImage({name.policy, name.backupTime, name.name,
-                                                        containers}));
+    refstore::WriteNewFile(
+        path, refstore::EncodeImage({name.policy, name.backupTime, name.name, containers}));
     site->Changes().RemoveTree(path);
 }
 
@@ -112,7 +112,7 @@ wording::PackSummary Pack(const PackOptions& options) {
     }
     for (const std::string& file : tree.files) {
         CheckInterrupt();
-        writer.AddFile(source + "/" + file, file);
+        writer.AddFile(Join(source, file), file);
     }
     containers.Finish();
     if (options.virtualCopy.has_value()) {

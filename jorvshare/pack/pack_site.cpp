@@ -10,8 +10,8 @@
 
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
-#include "jorvshare/site/volumes.h"
 #include "jorvshare/site/directory.h"
+#include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/config/settings_writer.h"
 #include "refstore/fstab/fstab_writer.h"
@@ -31,14 +31,26 @@ std::span<const std::byte> BytesOf(const std::string& text) {
     return std::as_bytes(std::span(text));
 }
 
+// Name of a file that the library writes before it puts it in the place of another.
+bool IsUnfinished(const std::string& name) {
+    return name.starts_with(".jorv-");
+}
+
 // A site is begun with its table of volumes and then its settings; a run that is killed in between
 // leaves no more than these, and the next one begins anew.
 bool IsFresh(const std::string& root) {
-    static const std::set<std::string, std::less<>> kFirstThings = {"fstab", "fstab.new",
-                                                                    "jorv.toml.new"};
     const auto entries = ListDirectory(root);
-    return std::all_of(entries.begin(), entries.end(),
-                       [](const auto& entry) { return kFirstThings.contains(entry.name); });
+    return std::all_of(entries.begin(), entries.end(), [](const auto& entry) {
+        return entry.name == SiteLayout::kFstabName || IsUnfinished(entry.name);
+    });
+}
+
+void RemoveUnfinished(const std::string& root) {
+    for (const DirectoryEntry& entry : ListDirectory(root)) {
+        if (IsUnfinished(entry.name)) {
+            RemoveTree(Join(root, entry.name));
+        }
+    }
 }
 
 }  // namespace
@@ -53,6 +65,7 @@ PackSite::PackSite(const std::string& root, const PackOptions& options) {
     if (KindOf(root + "/" + SiteLayout::kSettingsName) != EntryKind::kUnknown) {
         Join(root, options);
     } else if (IsFresh(root)) {
+        RemoveUnfinished(root);
         layout_.emplace(root);
         Create(options);
     } else {

@@ -16,8 +16,8 @@ namespace jorvshare {
 
 SourceFile::SourceFile(std::string path)
     : path_(std::move(path)),
-      descriptor_(::open(path_.c_str(),
-                         O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
+      descriptor_(
+          ::open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
     struct stat attributes = {};
     if (descriptor_ < 0 || ::fstat(descriptor_, &attributes) != 0) {
         const int code = errno;
@@ -54,6 +54,11 @@ void SourceFile::ForEachPiece(const Piece& piece) {
                   Read(offset, static_cast<std::size_t>(next - offset)));
             offset = next;
         }
+    }
+    // Behind the end of a file that has become shorter there seems to be only a hole.
+    struct stat attributes = {};
+    if (::fstat(descriptor_, &attributes) != 0 || attributes.st_size < size_) {
+        throw ToolError(wording::FileChanged(path_));
     }
 }
 

@@ -39,7 +39,7 @@ class Walker {
     /// @param inHead  a directory of the prefix begins with "head".
     void Walk(const std::string& prefix, bool inHead) {
         CheckInterrupt();
-        for (const DirectoryEntry& entry : ListDirectory(root_ + "/" + prefix)) {
+        for (const DirectoryEntry& entry : ListDirectory(Join(root_, prefix))) {
             const std::string relative = prefix + entry.name;
             if (entry.kind == EntryKind::kDirectory) {
                 tree_->directories.push_back(relative);
@@ -49,7 +49,7 @@ class Walker {
                 tree_->unpairable += inHead ? 1 : 0;
                 CountData(relative);
             } else {
-                PrintWarning(wording::Skipped(KindName(entry.kind), root_ + "/" + relative));
+                PrintWarning(wording::Skipped(KindName(entry.kind), Join(root_, relative)));
                 ++tree_->skipped;
             }
         }
@@ -57,7 +57,7 @@ class Walker {
 
   private:
     void CountData(const std::string& relative) {
-        const std::string path = root_ + "/" + relative;
+        const std::string path = Join(root_, relative);
         struct stat attributes = {};
         if (::lstat(path.c_str(), &attributes) != 0) {
             throw ToolError(wording::Errno(path, errno));

@@ -39,9 +39,8 @@ void Progress::Advance(std::uint64_t steps) {
 
 void Progress::Draw() {
     // A file that grows between two looks at it can lift the work done above the total.
-    const double part = total_ == 0 ? 1.0
-                                    : std::min(1.0, static_cast<double>(done_) /
-                                                        static_cast<double>(total_));
+    const double part =
+        total_ == 0 ? 1.0 : std::min(1.0, static_cast<double>(done_) / static_cast<double>(total_));
     const auto full = static_cast<std::size_t>(part * kWidth);
     PrintDiagnostic(std::string(kWipeLine) + label_ + " [" + std::string(full, '#') +
                     std::string(kWidth - full, ' ') + "] " +

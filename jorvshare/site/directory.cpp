@@ -87,7 +87,7 @@ std::vector<DirectoryEntry> ListDirectory(const std::string& path) {
             struct stat attributes = {};
             if (::fstatat(::dirfd(directory.get()), name.c_str(), &attributes,
                           AT_SYMLINK_NOFOLLOW) != 0) {
-                Fail(path + "/" + name, errno);
+                Fail(Join(path, name), errno);
             }
             kind = KindOfMode(attributes.st_mode);
         }
@@ -135,7 +135,7 @@ void RemoveTree(const std::string& path) {
     }
     try {
         for (const DirectoryEntry& entry : ListDirectory(path)) {
-            RemoveTree(path + "/" + entry.name);
+            RemoveTree(Join(path, entry.name));
         }
     } catch (const ToolError&) {
         // Not a directory that can be read: rmdir below fails or not, there is nothing else to try.
@@ -175,6 +175,10 @@ std::string AbsoluteTarget(const std::string& path) {
 bool IsWithin(const std::string& path, const std::string& directory) {
     const std::string below = directory.ends_with('/') ? directory : directory + "/";
     return path == directory || path.starts_with(below);
+}
+
+std::string Join(const std::string& directory, const std::string& name) {
+    return directory + "/" + name;
 }
 
 std::string ParentOf(const std::string& path) {

@@ -37,6 +37,9 @@ std::string AbsoluteTarget(const std::string& path);
 /// True when the absolute `path` is `directory` or lies below it; by text.
 bool IsWithin(const std::string& path, const std::string& directory);
 
+/// `directory` and `name` with a slash between.
+std::string Join(const std::string& directory, const std::string& name);
+
 /// `path` up to its last slash.
 std::string ParentOf(const std::string& path);
 

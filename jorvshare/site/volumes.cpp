@@ -24,7 +24,7 @@ std::uint64_t LargestBelow(const std::string& directory) {
     std::uint64_t largest = 0;
     for (const DirectoryEntry& entry : ListDirectory(directory)) {
         largest = std::max(largest, entry.kind == EntryKind::kDirectory
-                                        ? LargestBelow(directory + "/" + entry.name)
+                                        ? LargestBelow(Join(directory, entry.name))
                                         : LeadingNumber(entry.name));
     }
     return largest;

@@ -43,7 +43,7 @@ class Restorer {
             CheckInterrupt();
             const std::string relative = prefix + entry.name;
             if (entry.kind == EntryKind::kDirectory) {
-                MakeDirectory(destination_ + "/" + relative);
+                MakeDirectory(Join(destination_, relative));
                 RestoreDirectory(relative + "/");
             } else if (entry.kind == EntryKind::kFile) {
                 RestoreFile(relative);
@@ -64,7 +64,8 @@ class Restorer {
     std::uint64_t CountFiles(const std::string& prefix) {
         std::uint64_t files = 0;
         for (const DirectoryEntry& entry : ListDirectory(share_.Head(prefix))) {
-            files += entry.kind == EntryKind::kDirectory ? CountFiles(prefix + entry.name + "/") : 1;
+            files +=
+                entry.kind == EntryKind::kDirectory ? CountFiles(prefix + entry.name + "/") : 1;
         }
         return files;
     }
@@ -73,7 +74,7 @@ class Restorer {
     // leave the share.
     void RequireRealDirectories(const std::string& prefix) const {
         for (const std::string& tree : {share_.HeadDir(), share_.MapDir(), share_.StuDir()}) {
-            std::string path = tree + "/" + prefix;
+            std::string path = Join(tree, prefix);
             path.pop_back();
             const EntryKind kind = KindOf(path);
             if (kind != EntryKind::kDirectory && kind != EntryKind::kUnknown) {
@@ -88,7 +89,7 @@ class Restorer {
             Fail(relative, "its header holds an impossible size or time");
         }
         data_.BeginFile(relative, share_.Stu(relative));
-        OutputFile file(destination_ + "/" + relative);
+        OutputFile file(Join(destination_, relative));
         file.SetSize(header.size);
         ForEachExtent(relative, header, [&](const refstore::Extent& extent) {
             CheckInterrupt();

@@ -2,8 +2,11 @@
 
 #include <flatbuffers/flatbuffers.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string>
+#include <type_traits>
 
 #include "refstore/base/envelope.h"
 #include "refstore/base/errors.h"
@@ -22,6 +25,18 @@ const Root& VerifiedRoot(const EnvelopeKind& kind, std::span<const std::byte> pa
         ThrowDamage(kind.what, path, "malformed record");
     }
     return *flatbuffers::GetRoot<Root>(data);
+}
+
+/// Makes up for what the verifier leaves out: where a vector's elements lie. Elements that are not
+/// aligned as their type wants are damage: SysException(EBADMSG). To be called before the elements
+/// of any vector but one of bytes are looked at.
+template <typename Element>
+void RequireAligned(const EnvelopeKind& kind, const flatbuffers::Vector<Element>& vector,
+                    const std::string& path) {
+    constexpr std::size_t kAlignment = alignof(std::remove_pointer_t<Element>);
+    if (reinterpret_cast<std::uintptr_t>(vector.Data()) % kAlignment != 0) {
+        ThrowDamage(kind.what, path, "malformed record");
+    }
 }
 
 }  // namespace refstore

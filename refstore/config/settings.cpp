@@ -18,8 +18,7 @@ using Corvane::Kst::Marlow::Jorv::SysException;
 
 namespace {
 
-// Ample for a file of nine keys, and small enough for the parser: dotted keys nest as deep as a
-// line is long, and it frees nested tables by recursion.
+// Ample for a file of nine keys.
 constexpr std::uint64_t kMaxBytes = 65536;
 
 std::string Reason(int code) {

@@ -17,6 +17,11 @@ namespace {
 
 using Corvane::Kst::Marlow::Jorv::Exception;
 
+// The TOML parser walks and frees nested tables by recursion, and a dotted key nests one table per
+// dot. It bounds every other way to nest, so a bound on the dots, wherever they stand, bounds the
+// stack that it needs.
+constexpr std::size_t kMaxDots = 2000;
+
 class Parser {
   public:
     explicit Parser(const std::string& path) : path_(path) {
@@ -25,6 +30,7 @@ class Parser {
     }
 
     Settings Parse(std::string_view text) {
+        RequireFewDots(text);
         const toml::table document = ParseText(text);
         // The document is ordered by key; faults are to be met in the order of the lines.
         std::map<std::tuple<Line, Line>, std::pair<std::string_view, const toml::node*>> inOrder;
@@ -41,6 +47,18 @@ class Parser {
 
   private:
     using Line = toml::source_index;
+
+    void RequireFewDots(std::string_view text) const {
+        Line line = 1;
+        std::size_t dots = 0;
+        for (const char c : text) {
+            line += c == '\n' ? 1 : 0;
+            dots += c == '.' ? 1 : 0;
+            if (dots > kMaxDots) {
+                Refuse(line, "more than " + std::to_string(kMaxDots) + " dots");
+            }
+        }
+    }
 
     toml::table ParseText(std::string_view text) const {
         try {

@@ -14,6 +14,7 @@ ContainerIndex LoadContainerIndex(const std::string& path) {
         const LoadedEnvelope loaded = LoadEnvelope(kContainerIndexKind, path);
         const auto& stored =
             VerifiedRoot<container_format::Index>(kContainerIndexKind, loaded.payload, path);
+        RequireAligned(kContainerIndexKind, *stored.entries(), path);
         ContainerIndex index;
         index.dcid = stored.data()->dcid();
         index.binSize = stored.data()->bin_size();

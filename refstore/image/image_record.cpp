@@ -11,6 +11,7 @@ ImageRecord LoadImageRecord(const std::string& path) {
     return OrOutOfMemory(kImageKind.what, path, [&path] {
         const LoadedEnvelope loaded = LoadEnvelope(kImageKind, path);
         const auto& stored = VerifiedRoot<image_format::Image>(kImageKind, loaded.payload, path);
+        RequireAligned(kImageKind, *stored.containers(), path);
         ImageRecord record;
         record.policy.assign(stored.policy()->begin(), stored.policy()->end());
         record.backupTime.assign(stored.backup_time()->begin(), stored.backup_time()->end());

@@ -50,6 +50,8 @@ class TableEnvironment {
 
     /// Checks a whole data.mdb in memory. Damage is SysException(EBADMSG) that names `path`.
     TableEnvironment(FileBytes file, const std::string& path);
+    TableEnvironment(const TableEnvironment&) = delete;
+    TableEnvironment& operator=(const TableEnvironment&) = delete;
 
     /// Size of the user file in bytes, as recorded.
     [[nodiscard]] std::int64_t FileSize() const { return records_.fileSize; }

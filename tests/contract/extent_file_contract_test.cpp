@@ -9,7 +9,6 @@ namespace {
 
 using Corvane::Kst::Marlow::Jorv::CMappingTable;
 using Corvane::Kst::Marlow::Jorv::ExtentFile;
-using test_support::StoredExtent;
 using test_support::StoredExtentFile;
 
 class AnExtentFile : public ContractTest {

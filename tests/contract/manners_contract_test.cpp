@@ -100,6 +100,7 @@ TEST_F(AStorageLibrary, ChangesNothingThatItReads) {
 
 TEST_F(AStorageLibrary, ServesManyThreadsWithObjectsOfTheirOwn) {
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([this] {
             for (int round = 0; round < 20; ++round) {

@@ -15,6 +15,9 @@ namespace storage_fake {
 class FakeExt final : public Corvane::Kst::Marlow::Jorv::Ext {
   public:
     FakeExt(std::string label, const test_support::StoredExtent& stored);
+    virtual ~FakeExt() = default;
+    FakeExt(const FakeExt&) = delete;
+    FakeExt& operator=(const FakeExt&) = delete;
 
     [[nodiscard]] Corvane::Kst::Marlow::Jorv::ExtDcid GetDCID() const override;
     [[nodiscard]] std::uint64_t GetSORef() const override;
@@ -34,6 +37,9 @@ class FakeExt final : public Corvane::Kst::Marlow::Jorv::Ext {
 class FakeCursor final : public Corvane::Kst::Marlow::Jorv::MappingCursor {
   public:
     FakeCursor(FakeTable* table, std::size_t index);
+    virtual ~FakeCursor() = default;
+    FakeCursor(const FakeCursor&) = delete;
+    FakeCursor& operator=(const FakeCursor&) = delete;
 
     Corvane::Kst::Marlow::Jorv::Ext* Current() override;
     void Next() override;

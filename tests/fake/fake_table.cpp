@@ -81,7 +81,8 @@ std::int32_t FakeTable::GetDcidList(std::vector<DcidEntry>* dcids,
 
 namespace Corvane::Kst::Marlow::Jorv {
 
-CMappingTable* CreateMappingTable(jorv::DataCacheManagementInterface* dataCache, std::string name) {
+CMappingTable* CreateMappingTable(jorv::DataCacheManagementInterface* dataCache,
+                                  std::string name) {  // NOLINT(performance-*): interface
     storage_fake::Script& script = storage_fake::Script::Current();
     script.Enter("CreateMappingTable \"" + name + "\"");
     if (script.noTable) {

@@ -61,6 +61,7 @@ refstore::Extent Encode(const test_support::StoredExtent& extent) {
 
 std::vector<refstore::Extent> Encode(const std::vector<test_support::StoredExtent>& extents) {
     std::vector<refstore::Extent> encoded;
+    encoded.reserve(extents.size());
     for (const test_support::StoredExtent& extent : extents) {
         encoded.push_back(Encode(extent));
     }

@@ -13,14 +13,19 @@ class CommandLine {
   public:
     CommandLine(std::initializer_list<std::string> words) : words_(words) {
         words_.insert(words_.begin(), "jorvck");
+    }
+
+    [[nodiscard]] int Count() const { return static_cast<int>(words_.size()); }
+    /// Valid until the next call.
+    [[nodiscard]] char** Words() {
+        // Gathered here rather than once, so that a copy has pointers to words of its own.
+        pointers_.clear();
         for (std::string& word : words_) {
             pointers_.push_back(word.data());
         }
         pointers_.push_back(nullptr);
+        return pointers_.data();
     }
-
-    [[nodiscard]] int Count() const { return static_cast<int>(words_.size()); }
-    [[nodiscard]] char** Words() { return pointers_.data(); }
 
   private:
     std::vector<std::string> words_;

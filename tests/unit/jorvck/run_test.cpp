@@ -11,7 +11,6 @@
 
 namespace {
 
-using Corvane::Kst::Marlow::JorvCk::EnvParam;
 using Strings = std::vector<std::string>;
 
 constexpr const char* kUnhandled = "unhandled exception caught.\n";
@@ -138,7 +137,7 @@ TEST_F(ARun, WithoutASharePathChecksTheEmptyPath) {
     if (boost::filesystem::exists("/map") || boost::filesystem::exists("/vcopy.dat")) {
         GTEST_SKIP() << "this machine has a share at its root";
     }
-    for (test_support::CommandLine line :
+    for (const test_support::CommandLine& line :
          {test_support::CommandLine{"--share_id", "5"}, test_support::CommandLine{"--t", "24"}}) {
         test_support::ResetEnvParam();
         Run(line);

@@ -102,4 +102,21 @@ void ExpectResealedDamageSurvived(const refstore::EnvelopeKind& kind,
     EXPECT_GT(refused, 0U) << "the structure is not looked at";
 }
 
+/// With the seal made to fit, the elements of a vector whose offset lies at `offset` of the
+/// payload, moved by four bytes together with their number, are malformed: not aligned.
+template <typename Load>
+void ExpectMisalignmentFound(const refstore::EnvelopeKind& kind,
+                             const std::vector<std::byte>& bytes, std::size_t offset,
+                             const Load& load) {
+    const test_support::TempDir dir;
+    const std::string path = dir / "record";
+    std::vector<std::byte> payload(bytes.begin() + 24, bytes.end() - 8);
+    ASSERT_EQ(payload[offset], std::byte{4});
+    payload[offset] = std::byte{8};
+    payload.insert(payload.begin() + static_cast<std::ptrdiff_t>(offset) + 4, 4, std::byte{});
+    test_support::WriteFile(path, refstore::SealEnvelope(kind, payload));
+    EXPECT_EQ(FailureOf([&] { load(path); }),
+              (Failure{EBADMSG, Damage(kind.what, path, "malformed record")}));
+}
+
 }  // namespace refstore_test

@@ -91,4 +91,9 @@ TEST(ContainerIndex, AMalformedIndexUnderAFittingSealIsDamage) {
         refstore::kContainerIndexKind, EncodeContainerIndex(Example()), LoadContainerIndex);
 }
 
+TEST(ContainerIndex, EntriesThatAreNotAlignedAreDamage) {
+    refstore_test::ExpectMisalignmentFound(refstore::kContainerIndexKind,
+                                           EncodeContainerIndex(Example()), 40, LoadContainerIndex);
+}
+
 }  // namespace

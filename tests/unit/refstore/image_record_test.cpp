@@ -67,4 +67,13 @@ TEST(ImageRecord, AMalformedImageUnderAFittingSealIsDamage) {
                                                 LoadImageRecord);
 }
 
+TEST(ImageRecord, ContainersThatAreNotAlignedAreDamage) {
+    // The texts lie behind the containers and move with them.
+    std::vector<std::byte> bytes = EncodeImage(Example());
+    for (const std::size_t offset : {44U, 48U, 52U}) {
+        bytes[offset] = std::byte(std::to_integer<unsigned>(bytes[offset]) + 4);
+    }
+    refstore_test::ExpectMisalignmentFound(refstore::kImageKind, bytes, 32, LoadImageRecord);
+}
+
 }  // namespace

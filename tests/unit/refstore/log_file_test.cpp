@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <thread>
 #include <vector>
 
@@ -21,15 +21,18 @@ using test_support::WriteFile;
 
 // The log's lines with the time, whose form is checked, taken away.
 std::vector<std::string> Lines(const std::string& path) {
-    static const std::regex kTime(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z )");
+    constexpr std::size_t kTimeSize = 25;
     const std::string text = ReadFile(path);
     std::vector<std::string> lines;
     for (std::size_t start = 0; start < text.size();) {
         const std::size_t end = text.find('\n', start);
         EXPECT_NE(end, std::string::npos) << "the last line has no end";
         const std::string line = text.substr(start, end - start);
-        EXPECT_TRUE(std::regex_search(line, kTime, std::regex_constants::match_continuous)) << line;
-        lines.push_back(line.substr(25));
+        std::string time = line.substr(0, kTimeSize);
+        std::replace_if(
+            time.begin(), time.end(), [](char c) { return c >= '0' && c <= '9'; }, '0');
+        EXPECT_EQ(time, "0000-00-00T00:00:00.000Z ");
+        lines.push_back(line.substr(kTimeSize));
         start = end + 1;
     }
     return lines;

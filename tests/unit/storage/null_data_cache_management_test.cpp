@@ -236,6 +236,7 @@ TEST_F(NullDataCache, CanBeDestroyedThroughTheInterface) {
 TEST_F(NullDataCache, RefusesManyThreadsAtOnce) {
     NullDataCacheManagement cache;
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&cache] {
             for (int round = 0; round < 50; ++round) {

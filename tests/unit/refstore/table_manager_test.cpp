@@ -1,0 +1,188 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "refstore/base/file_writer.h"
+#include "refstore/table/mapping_table.h"
+#include "refstore/table/table_writer.h"
+#include "storage/exception.h"
+#include "storage/file_ext_map_mgr.h"
+#include "tests/support/temp_dir.h"
+#include "tests/unit/refstore/table_sample.h"
+
+namespace {
+
+using namespace Corvane::Kst::Marlow::Jorv;  // NOLINT(google-build-using-namespace)
+using test_support::TempDir;
+
+refstore::TableDirectoryRecord ThreeTables() {
+    return {.fileSize = 777,
+            .tables = {table_test::MakeTable(0, 100, 50), table_test::MakeTable(100, 200, 0),
+                       table_test::MakeTable(300, 400, 7)}};
+}
+
+std::size_t CountOf(CMappingTable& table) {
+    std::size_t count = 0;
+    for (auto at = table.begin(); !at.Equals(table.end()); at.Next()) {
+        ++count;
+    }
+    return count;
+}
+
+std::string FailureOf(FileExtMapMgr& manager) {
+    try {
+        manager.LoadTables();
+        return {};
+    } catch (const SysException& failure) {
+        return failure.what();
+    }
+}
+
+TEST(FileExtMapMgr, IsMadeBeforeItsDirectory) {
+    const TempDir directory;
+    const std::string path = directory / "later";
+    FileExtMapMgr manager(path, "", nullptr, nullptr);
+    EXPECT_EQ(manager.table, nullptr);
+    EXPECT_EQ(manager.GetFileSize(), 0);
+    ExtMapEntry entry = {};
+    EXPECT_NE(manager.GetTableForRead(0, &entry), 0);
+    test_support::MakeDirs(path);
+    refstore::WriteTableDirectory(path, ThreeTables());
+    manager.LoadTables();
+    EXPECT_EQ(manager.GetFileSize(), 777);
+}
+
+TEST(FileExtMapMgr, FindsTheTableThatCoversAnOffset) {
+    const TempDir directory;
+    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    FileExtMapMgr manager(directory.Path(), "", nullptr, nullptr);
+    manager.LoadTables();
+    ExtMapEntry entry = {};
+    ASSERT_EQ(manager.GetTableForRead(99, &entry), 0);
+    EXPECT_EQ(CountOf(*entry.table), 50U);
+    EXPECT_EQ(entry.startOffset, 0U);
+    EXPECT_EQ(entry.endOffset, 100U);
+    EXPECT_EQ(entry.number, 0U);
+    CMappingTable* const first = entry.table;
+    ASSERT_EQ(manager.GetTableForRead(100, &entry), 0);
+    EXPECT_EQ(CountOf(*entry.table), 0U);
+    EXPECT_EQ(entry.number, 1U);
+    ASSERT_EQ(manager.GetTableForRead(300, &entry), 0);
+    EXPECT_EQ(CountOf(*entry.table), 7U);
+    EXPECT_EQ(entry.startOffset, 300U);
+    EXPECT_EQ(entry.endOffset, 400U);
+    EXPECT_EQ(entry.number, 2U);
+    ASSERT_EQ(manager.GetTableForRead(0, &entry), 0);
+    EXPECT_EQ(entry.table, first);
+}
+
+TEST(FileExtMapMgr, RefusesAnOffsetThatNoTableCoversAndLeavesTheEntryAlone) {
+    const TempDir directory;
+    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    FileExtMapMgr manager(directory.Path(), "", nullptr, nullptr);
+    manager.LoadTables();
+    for (const long offset : {200L, 299L, 400L, LONG_MAX, -1L, LONG_MIN}) {
+        ExtMapEntry entry = {.table = nullptr, .startOffset = 1, .endOffset = 2, .number = 3};
+        EXPECT_NE(manager.GetTableForRead(offset, &entry), 0) << offset;
+        EXPECT_EQ(entry.table, nullptr);
+        EXPECT_EQ(entry.startOffset, 1U);
+        EXPECT_EQ(entry.endOffset, 2U);
+        EXPECT_EQ(entry.number, 3U);
+    }
+}
+
+TEST(FileExtMapMgr, AFailedLoadLeavesNoTables) {
+    const TempDir directory;
+    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    FileExtMapMgr manager(directory.Path(), "", nullptr, nullptr);
+    manager.LoadTables();
+    const std::string path = directory / "data.mdb";
+    std::string bytes = test_support::ReadFile(path);
+    bytes[4097] = 'x';
+    test_support::WriteFile(path, bytes);
+    EXPECT_EQ(FailureOf(manager), "mapping table " + path + ": checksum mismatch (errno 74)");
+    EXPECT_EQ(manager.GetFileSize(), 0);
+    ExtMapEntry entry = {};
+    EXPECT_NE(manager.GetTableForRead(0, &entry), 0);
+}
+
+TEST(FileExtMapMgr, ALaterLoadSeesTheDirectoryAsItIsThen) {
+    const TempDir directory;
+    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    FileExtMapMgr manager(directory.Path(), "", nullptr, nullptr);
+    manager.LoadTables();
+    const auto bytes = test_support::Bytes(table_test::Encode(table_test::Example()));
+    refstore::ReplaceFile(directory / "data.mdb", bytes);
+    manager.LoadTables();
+    EXPECT_EQ(manager.GetFileSize(), 5000);
+}
+
+TEST(FileExtMapMgr, TheOneOfTheFactoryHoldsAFreshTable) {
+    const TempDir directory;
+    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    const std::unique_ptr<FileExtMapMgr> manager(
+        FileExtMapMgr::newFileExtMapMgr(directory.Path(), "", nullptr));
+    ASSERT_NE(manager->table, nullptr);
+    EXPECT_EQ(CountOf(*manager->table), 0U);
+    manager->LoadTables();
+    EXPECT_EQ(manager->GetFileSize(), 777);
+    EXPECT_EQ(CountOf(*manager->table), 0U);
+}
+
+TEST(FileExtMapMgr, LoadingDoesNotDependOnWhatOpenFound) {
+    const TempDir directory;
+    const std::string other = directory / "other";
+    const std::string mine = directory / "mine";
+    test_support::MakeDirs(other);
+    test_support::MakeDirs(mine);
+    refstore::WriteTableDirectory(other, table_test::Example());
+    refstore::WriteTableDirectory(mine, ThreeTables());
+    const std::unique_ptr<FileExtMapMgr> manager(
+        FileExtMapMgr::newFileExtMapMgr(mine, "", nullptr));
+    EXPECT_EQ(manager->table->Open(other, false, ""), 0);
+    manager->LoadTables();
+    EXPECT_EQ(manager->GetFileSize(), 777);
+    EXPECT_EQ(manager->table->Open(directory / "none", false, ""), ENOENT);
+    manager->LoadTables();
+    EXPECT_EQ(manager->GetFileSize(), 777);
+}
+
+TEST(FileExtMapMgr, AChangeRightAfterOpenIsSeen) {
+    const TempDir directory;
+    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    const std::unique_ptr<FileExtMapMgr> manager(
+        FileExtMapMgr::newFileExtMapMgr(directory.Path(), "", nullptr));
+    ASSERT_EQ(manager->table->Open(directory.Path(), false, ""), 0);
+    // In place, of the same length, and within the same tick of the clock for all that is known.
+    const std::string path = directory / "data.mdb";
+    std::string bytes = test_support::ReadFile(path);
+    bytes[4097] = 'x';
+    test_support::WriteFile(path, bytes);
+    EXPECT_EQ(FailureOf(*manager), "mapping table " + path + ": checksum mismatch (errno 74)");
+}
+
+TEST(FileExtMapMgr, WhatOpenCheckedIsNotCheckedAgainUnlessItChanged) {
+    const TempDir directory;
+    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    refstore::MappingTable table;
+    ASSERT_EQ(table.Open(directory.Path(), false, ""), 0);
+    EXPECT_EQ(table.Opened(directory.Path()), nullptr) << "too young to be told from a later one";
+    // Longer than any file system's clock needs to tick.
+    ::sleep(5);
+    ASSERT_EQ(table.Open(directory.Path(), false, ""), 0);
+    EXPECT_NE(table.Opened(directory.Path()), nullptr);
+    EXPECT_EQ(table.Opened(directory / "."), nullptr);
+    const std::unique_ptr<FileExtMapMgr> manager(
+        FileExtMapMgr::newFileExtMapMgr(directory.Path(), "", nullptr));
+    ASSERT_EQ(manager->table->Open(directory.Path(), false, ""), 0);
+    manager->LoadTables();
+    EXPECT_EQ(manager->GetFileSize(), 777);
+    std::string bytes = test_support::ReadFile(directory / "data.mdb");
+    bytes[4097] = 'x';
+    test_support::WriteFile(directory / "data.mdb", bytes);
+    EXPECT_EQ(table.Opened(directory.Path()), nullptr);
+    EXPECT_NE(FailureOf(*manager), "");
+}
+
+}  // namespace
