@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 #include "storage/exception.h"
 #include "tests/unit/jorvck/extnode_fixture.h"
@@ -133,8 +134,9 @@ class ExtentMapLayout : public FileCksum {
 
     /// A table over `spans` GiB from `offset` GiB on.
     void Table(std::uint64_t offset, std::uint64_t spans, std::vector<StoredExtent> extents) {
-        script.tableDirectories[Map("f")].tables.push_back(
-            {.offset = offset * kGiB, .end = (offset + spans) * kGiB, .extents = extents});
+        script.tableDirectories[Map("f")].tables.push_back({.offset = offset * kGiB,
+                                                            .end = (offset + spans) * kGiB,
+                                                            .extents = std::move(extents)});
     }
 
     /// Offsets that the manager was asked for, in GiB.

@@ -196,8 +196,8 @@ TEST_F(ShareRun, HoursAreSecondsTimes3600) {
     EXPECT_EQ(runAt(-1000, 0), checked);
     EXPECT_EQ(runAt(3600, 1), checked);
     EXPECT_EQ(runAt(3599, 1), skipped);
-    EXPECT_EQ(runAt(48 * 3600, 48), checked);
-    EXPECT_EQ(runAt(48 * 3600 - 1, 48), skipped);
+    EXPECT_EQ(runAt(48L * 3600, 48), checked);
+    EXPECT_EQ(runAt(48L * 3600 - 1, 48), skipped);
     constexpr long most = std::numeric_limits<std::int32_t>::max();
     EXPECT_EQ(runAt(most * 3600, most), checked);
     EXPECT_EQ(runAt(most * 3600 - 1, most), skipped);

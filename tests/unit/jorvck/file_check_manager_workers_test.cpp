@@ -24,7 +24,6 @@ namespace {
 
 using storage_fake::Gate;
 using test_support::Capture;
-using test_support::MakeDirs;
 using test_support::WriteFile;
 
 /// Files that are skipped for their age, so that a run prints its progress and nothing else.
@@ -76,6 +75,7 @@ class FailedWalk : public Progress {
     void WalkFailsBehind(int files) {
         AddSkippedFiles(files);
         std::vector<interposed::Directories::Entry> entries;
+        entries.reserve(static_cast<std::size_t>(files) + 1);
         for (int file = 0; file < files; ++file) {
             entries.push_back({std::to_string(file)});
         }

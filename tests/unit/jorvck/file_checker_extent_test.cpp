@@ -34,6 +34,7 @@ class ExtentData : public FileTest {
         auto& tables = Stored().tables;
         const std::uint64_t offset = tables.size() * kGiB;
         std::vector<StoredExtent> extents;
+        extents.reserve(dcids.size());
         for (const std::uint64_t dcid : dcids) {
             extents.push_back({.dcid = dcid});
         }
@@ -349,9 +350,24 @@ TEST_F(ExtentData, FailuresOfTheExtentMapPassAndReleaseIt) {
     }
 }
 
-TEST_F(ExtentData, TheManagerIsKeptUntilTheCheckerDiesAndDiesBeforeItsDataCache) {
-    // That the cache is still there is for the fake to find: it asks the cache from the manager's
-    // and the tables' destructors.
+// Members die in the reverse of the order in which they lie. An explicit instantiation may name
+// private ones.
+template <auto cache, auto manager>
+struct MemberOrder {
+    friend bool CacheLiesBeforeManager(const FileChecker& checker) {
+        return static_cast<const void*>(&(checker.*cache)) <
+               static_cast<const void*>(&(checker.*manager));
+    }
+};
+bool CacheLiesBeforeManager(const FileChecker& checker);
+template struct MemberOrder<&FileChecker::nullCache, &FileChecker::extMapMgr>;
+
+TEST_F(ExtentData, TheManagerDiesBeforeTheDataCacheThatItKnows) {
+    const FileChecker checker("", "12", 0);
+    EXPECT_TRUE(CacheLiesBeforeManager(checker));
+}
+
+TEST_F(ExtentData, TheManagerIsKeptUntilTheCheckerDies) {
     Table({64});
     {
         FileChecker checker(MetaDir(), "12", 0);

@@ -299,8 +299,10 @@ TEST(FileSummaryLine, AFaultIsAnErrorAndNoFaultIsInformation) {
                                                                   {CheckCode::reservedDcid, "9"}};
     for (const auto& [code, text] : codes) {
         info.ec = code;
-        EXPECT_EQ(PrintedMeta(info),
-                  "[ERROR]: File information, path: /a/b.dat ec: " + text + rest);
+        std::string expected = "[ERROR]: File information, path: /a/b.dat ec: ";
+        expected += text;
+        expected += rest;
+        EXPECT_EQ(PrintedMeta(info), expected);
     }
 }
 

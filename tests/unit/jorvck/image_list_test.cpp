@@ -17,7 +17,7 @@ using Corvane::Kst::Marlow::JorvCk::getImageList;
 using Corvane::Kst::Marlow::JorvCk::validateImageInfo;
 using test_support::Capture;
 using test_support::WriteFile;
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 using Record = std::tuple<std::string, std::string, std::string>;
 using Records = std::vector<Record>;

@@ -40,7 +40,7 @@ TEST(SampleCksum, OnlyTheLow31BitsOfAHashThatWrapsAreLeft) {
     EXPECT_EQ(whole.size(), 131072U);
     EXPECT_EQ(ComputeSampleCksum(whole), 265746432U);
     // 6 samples give 7543781280, the first hash of more than 31 bits.
-    EXPECT_EQ(ComputeSampleCksum(std::span(whole).first(6 * 1024)), 1101330336U);
+    EXPECT_EQ(ComputeSampleCksum(std::span(whole).first(std::size_t{6} * 1024)), 1101330336U);
     for (std::size_t samples = 1; samples <= 128; ++samples) {
         std::uint32_t hash = 0;
         for (std::size_t i = 0; i < samples; ++i) {

@@ -256,6 +256,7 @@ TEST_F(DataContainers, LoadersOnManyThreadsLoseNothing) {
         }
     }
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int volume = 0; volume < 4; ++volume) {
         threads.emplace_back(
             [&, volume] { manager.LoadDataContainers(dir / ("v" + std::to_string(volume))); });
