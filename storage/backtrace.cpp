@@ -37,7 +37,7 @@ const char* NameBuffer::Demangle(const char* mangled) {
     return name;
 }
 
-std::string FormatFrame(std::string line, NameBuffer& names) {
+std::string FormatFrame(const std::string& line, NameBuffer& names) {
     constexpr std::size_t none = std::string::npos;
     std::size_t open = none;
     std::size_t plus = none;

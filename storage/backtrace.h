@@ -31,8 +31,7 @@ class NameBuffer {
 
 /// Turns one line of backtrace_symbols, "module(mangled+offset) [address]", into
 /// "  name+offset" and a newline: demangled where that works, the name as it stands where it does
-/// not. A line of another shape is copied whole. Module and address are left out on purpose: they
-/// change from run to run and host to host.
-std::string FormatFrame(std::string line, NameBuffer& names);
+/// not. A line of another shape is copied whole. Module and address are left out on purpose.
+std::string FormatFrame(const std::string& line, NameBuffer& names);
 
 }  // namespace jorv

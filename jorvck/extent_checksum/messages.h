@@ -7,7 +7,7 @@
 namespace Corvane::Kst::Marlow::JorvCk::ExtentChecksumMessages {
 
 // Every line of the extent node checksum check, all for standard error. Blanks before a path, and
-// the lack of one, are part of the texts: scripts cut the path out by them.
+// the lack of one, are part of the texts.
 
 inline constexpr std::string_view kStorageObject = "verify SO exist... ";
 

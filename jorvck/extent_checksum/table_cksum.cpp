@@ -7,6 +7,7 @@
 #include <span>
 
 #include "jorvck/console/console.h"
+#include "jorvck/dcid/dcid.h"
 #include "jorvck/extent_checksum/extnode_check.h"
 #include "jorvck/extent_checksum/messages.h"
 #include "jorvck/extent_checksum/read_buffer.h"
@@ -17,10 +18,6 @@ namespace Corvane::Kst::Marlow::JorvCk {
 namespace messages = ExtentChecksumMessages;
 
 namespace {
-
-/// The extent's data lies in the file's own storage-unit file.
-constexpr std::uint64_t kLocalDcid = 1;
-constexpr std::uint64_t kFirstContainerDcid = 64;
 
 struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
@@ -60,7 +57,7 @@ int ExtNodeCheck::ExtNodeCheck_Cksum_File_Table(Jorv::CMappingTable* table,
         const std::uint64_t soRef = extent->GetSORef();
         // Announced only; storage objects and containers are not looked at here.
         if (soRef != 0 || dcid >= kFirstContainerDcid) {
-            WriteErrorLine(std::string(messages::kStorageObject));
+            WriteErrorLine(messages::kStorageObject);
         }
         if (dcid != kLocalDcid) {
             continue;
@@ -84,8 +81,8 @@ int ExtNodeCheck::CheckLocalExtent(Jorv::Ext* extent, std::uint64_t start, std::
     // Opened anew for every extent, so that no handle outlives one.
     const std::unique_ptr<std::FILE, CloseFile> file(::fopen64(stuPath.c_str(), "rb"));
     if (file == nullptr) {
-        // Silent on purpose: a share whose storage units are moved away is checked as far as it
-        // goes, and a line per file would bury the findings.
+        // Silent on purpose: a storage unit that cannot be opened is required to end the table
+        // without a line.
         return -1;
     }
     const std::span<unsigned char> buffer(readBuffer.get(), kReadBufferSize);

@@ -2,6 +2,7 @@
 #include <boost/filesystem/path.hpp>
 
 #include "jorvck/console/console.h"
+#include "jorvck/dcid/dcid.h"
 #include "jorvck/file_data/file_checker.h"
 #include "jorvck/file_data/messages.h"
 #include "jorvck/storage_settings/storage_settings.h"
@@ -13,23 +14,14 @@ namespace Corvane::Kst::Marlow::JorvCk {
 namespace fs = boost::filesystem;
 namespace messages = FileDataMessages;
 
-namespace {
-
-/// An extent with a DCID below this one is at fault whether or not a container is named so.
-constexpr std::uint64_t kFirstContainerDcid = 64;
-
-constexpr int kYoungerThanLimit = 10;
-
-}  // namespace
-
 int FileChecker::CheckExtentAndData(const std::string& relPath,
                                     const std::set<std::uint64_t>* dcids) {
     FileInfo info;
-    const int metaResult = GetFileMetaInfo(relPath, &info);
+    const std::int32_t metaResult = GetFileMetaInfo(relPath, &info);
     if (metaResult == kYoungerThanLimit) {
         return 0;
     }
-    if (metaResult != 0) {
+    if (metaResult != kFound) {
         WriteErrorLine(messages::MetaLoadFailed(GetSharePath(relPath)));
         return -1;
     }
@@ -42,6 +34,7 @@ int FileChecker::CheckExtentAndData(const std::string& relPath,
 }
 
 int FileChecker::OpenExtentMap(const std::string& relPath, FileInfo* info) {
+    // No header leads here: the path always has its "map". A guard of its own all the same.
     if (info->ext.empty()) {
         WriteErrorLine(messages::NoExtentPath(GetSharePath(relPath)));
         info->ec = CheckCode::noExtentPath;
@@ -57,8 +50,7 @@ int FileChecker::OpenExtentMap(const std::string& relPath, FileInfo* info) {
     extMapMgr.reset(Jorv::FileExtMapMgr::newFileExtMapMgr(info->ext, "", &nullCache));
     const bool onKlfs =
         Jorv::FileSystemDaemonConfig::GetInstance()->klfsAware && IsKlfs(info->ext.c_str());
-    // The result is left alone: a table that does not open does not load either, and loading tells
-    // why.
+    // The result is left alone: loading has the last word, whether or not the table opened.
     extMapMgr->table->Open(info->ext, onKlfs, "");
     extMapMgr->LoadTables();
     if (extMapMgr->GetFileSize() != info->size) {
@@ -93,7 +85,8 @@ void FileChecker::CheckTable(Jorv::CMappingTable* table, const std::string& relP
         if (dcid >= kFirstContainerDcid && dcids.contains(dcid)) {
             continue;
         }
-        // One fault per table: a table full of bad extents gives one report, not one per extent.
+        // A reserved DCID is a fault whether or not a container is named so. One fault per table: a
+        // table full of bad extents gives one report, not one per extent.
         if (dcid < kFirstContainerDcid) {
             WriteErrorLine(messages::ReservedDcid(dcid, GetSharePath(relPath)));
             info->ec = CheckCode::reservedDcid;

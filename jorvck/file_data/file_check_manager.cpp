@@ -128,6 +128,7 @@ bool FileCheckManager::TakeFile(std::string* relPath) {
         }
         return true;
     } catch (...) {
+        // Told under the lock, which is held for the moment of taking a file anyway.
         WriteErrorLine(messages::CheckGotError(*relPath));
         return false;
     }

@@ -34,11 +34,18 @@ class FileChecker {
     /// Exceptions of the storage and path libraries pass to the caller.
     int CheckExtentAndData(const std::string& relPath, const std::set<std::uint64_t>* dcids);
 
-    /// Loads what the file's header says into `info` and finds its extent directory.
-    ///
-    /// @return 0; 1 when the header does not load; 2 when it does not exist; 4 when the extent
-    ///         directory does not exist; 10, silently, when the file is younger than the limit.
-    int GetFileMetaInfo(const std::string& relPath, FileInfo* info);
+    /// What GetFileMetaInfo returns. Not check codes, though one number is in both.
+    enum MetaResult : std::int32_t {
+        kFound = 0,
+        kHeaderNotLoaded = 1,
+        kHeaderMissing = 2,
+        kExtentMissing = 4,      ///< the extent directory does not exist
+        kYoungerThanLimit = 10,  ///< nothing printed, `info` untouched
+    };
+
+    /// Loads what the file's header says into `info` and finds its extent directory; a MetaResult.
+    /// What is missing or does not load has been told.
+    std::int32_t GetFileMetaInfo(const std::string& relPath, FileInfo* info);
 
     /// Writes the file's summary line.
     static void PrintFileMeta(const FileInfo* info);
@@ -48,7 +55,7 @@ class FileChecker {
 
   private:
     /// GetFileMetaInfo without its handler.
-    int LoadFileMetaInfo(const std::string& relPath, FileInfo* info);
+    std::int32_t LoadFileMetaInfo(const std::string& relPath, FileInfo* info);
 
     /// The two halves of CheckExtentAndData behind the meta information.
     int OpenExtentMap(const std::string& relPath, FileInfo* info);

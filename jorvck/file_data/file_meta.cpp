@@ -34,24 +34,24 @@ FileChecker::FileChecker(std::string metaDir, std::string id, std::int64_t secon
 
 FileChecker::~FileChecker() = default;
 
-int FileChecker::GetFileMetaInfo(const std::string& relPath, FileInfo* info) {
+std::int32_t FileChecker::GetFileMetaInfo(const std::string& relPath, FileInfo* info) {
     try {
         return LoadFileMetaInfo(relPath, info);
     } catch (const Jorv::SysException& failure) {
         // One handler for the whole operation: a share directory that cannot be told reads as a
         // header that does not load.
         WriteErrorLine(messages::HeaderLoadFailed(failure.what()));
-        return 1;
+        return kHeaderNotLoaded;
     }
 }
 
-int FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo* info) {
+std::int32_t FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo* info) {
     fs::path headerPath(shareMetaDir);
     headerPath /= "head";
     headerPath /= relPath;
     if (!fs::exists(headerPath)) {
         WriteErrorLine(messages::HeaderMissing(headerPath.native()));
-        return 2;
+        return kHeaderMissing;
     }
     struct stat attributes = {};
     Jorv::HeaderFile header(&attributes);
@@ -59,7 +59,7 @@ int FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo* info) {
     // The time recorded in the header counts, not that of the header file. Strictly younger: a file
     // exactly as old as the limit is checked.
     if (IsYoungerThan(attributes.st_mtim.tv_sec, ageLimitSeconds)) {
-        return 10;
+        return kYoungerThanLimit;
     }
     info->size = attributes.st_size;
     info->mtim = attributes.st_mtim.tv_sec;
@@ -76,9 +76,9 @@ int FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo* info) {
         WriteErrorLine(messages::ExtentMissing(info->ext, info->fg));
         info->ec = CheckCode::extentMissing;
         PrintFileMeta(info);
-        return 4;
+        return kExtentMissing;
     }
-    return 0;
+    return kFound;
 }
 
 void FileChecker::PrintFileMeta(const FileInfo* info) {

@@ -9,7 +9,7 @@
 namespace Corvane::Kst::Marlow::JorvCk::FileDataMessages {
 
 // Every line of the file data check. What blanks, colons and full stops are there, and which are
-// not, is part of the texts: scripts match whole lines.
+// not, is part of the texts.
 
 // Phases of a run, for standard output.
 
@@ -64,7 +64,7 @@ inline std::string CheckFailed(const std::string& relPath) {
 inline std::string CheckGotError(const std::string& relPath) {
     return "\nCheck file got error, path " + relPath;
 }
-/// No line end inside: also written when memory is what ran out.
+/// With its line end: also written when memory is what ran out.
 inline constexpr std::string_view kTaskGotError = "Task got error!\n";
 
 inline std::string HeaderMissing(const std::string& headerPath) {
@@ -83,7 +83,7 @@ inline std::string NoExtentPath(const std::string& sharePath) {
     return "\n[ERROR]: extent doesn't exist for path: " + sharePath;
 }
 /// Names the file as its user sees it, not the data file, and the negated invalid-argument error
-/// number: what support looks up.
+/// number, whatever the cause. Fixed as it stands.
 inline std::string DataFileMissing(const std::string& sharePath) {
     return "\n[ERROR]: invalid lmdb data path: '" + sharePath + "' -22";
 }
@@ -100,7 +100,7 @@ inline std::string UnknownDcid(std::uint64_t dcid, const std::string& sharePath)
     return "\n[ERROR]: Cannot find dcid: " + std::to_string(dcid) + " file: " + sharePath;
 }
 
-/// The summary line that follows every message about a file.
+/// The summary line that follows a message about a file whose header was read.
 inline std::string FileSummary(const FileInfo& info) {
     return std::string(info.ec != CheckCode::none ? "[ERROR]" : "[INFO]") +
            ": File information, path: " + info.path +

@@ -26,9 +26,10 @@ void FileCheckManager::LoadVolumeList() {
 }
 
 std::int32_t FileCheckManager::LoadDataContainers(const std::string& volumePath) {
-    // Composed beforehand: the walk may end because memory has run out.
-    std::string failure = messages::ContainersFailed(volumePath) + "\n";
+    std::string failure;
     try {
+        // Composed beforehand: the walk may end because memory has run out.
+        failure = messages::ContainersFailed(volumePath) + "\n";
         // A volume that cannot be opened is an empty one; errors further down stop the walk.
         boost::system::error_code notOpened;
         fs::recursive_directory_iterator walk(volumePath, notOpened);
@@ -45,8 +46,8 @@ std::int32_t FileCheckManager::LoadDataContainers(const std::string& volumePath)
                 continue;
             }
             const MutexHold hold(dcidMutex);
-            // A base that is no number stops the whole volume: a stranger's file among the
-            // containers means that the volume is not what it is taken for.
+            // A base that is no number makes the cast throw and so stops the whole volume. That is
+            // meant: skipping the one file would take a volume that is not what it should be.
             dcids.insert(boost::lexical_cast<std::uint64_t>(base));
         }
         return 0;
@@ -57,8 +58,9 @@ std::int32_t FileCheckManager::LoadDataContainers(const std::string& volumePath)
 }
 
 void FileCheckManager::LoadHeaders(const std::string& headDir) {
-    std::string failure = messages::HeadersFailed(headDir) + "\n";
+    std::string failure;
     try {
+        failure = messages::HeadersFailed(headDir) + "\n";
         boost::system::error_code notOpened;
         fs::recursive_directory_iterator walk(headDir, notOpened);
         for (; walk != fs::recursive_directory_iterator(); ++walk) {
@@ -67,6 +69,8 @@ void FileCheckManager::LoadHeaders(const std::string& headDir) {
             }
             // No age filter here: every header counts, and the filter runs per file.
             std::string relPath = walk->path().native().substr(headDir.size());
+            // No worker runs yet; the lock costs next to nothing and keeps the rule without an
+            // exception.
             const MutexHold hold(queueMutex);
             headers.insert(std::move(relPath));
         }

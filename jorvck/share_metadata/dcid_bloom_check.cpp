@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "jorvck/console/console.h"
+#include "jorvck/dcid/dcid.h"
 #include "jorvck/share_metadata/fs_check_meta.h"
 #include "jorvck/share_metadata/messages.h"
 #include "jorvck/storage_settings/storage_settings.h"
@@ -19,10 +20,6 @@ namespace Corvane::Kst::Marlow::JorvCk {
 namespace messages = ShareMetadataMessages;
 
 namespace {
-
-/// DCIDs below this one are special ids. They must be listed like any other, but no bloom filter
-/// knows their fingerprints.
-constexpr std::uint64_t kFirstContainerDcid = 64;
 
 /// Selects 64 hexadecimal digits.
 constexpr int kHexFormat = 3;
@@ -83,8 +80,8 @@ int FsCheckMeta::CheckDCIDAndBloom(const std::string& /*extentPath*/, Jorv::CMap
             WriteErrorLine(messages::UnlistedDcid(extent.dcid));
             return -1;
         }
-        // Only printed: a filter that lost a fingerprint slows the file system down but loses no
-        // data, so the table still counts as consistent.
+        // Special ids must be listed like any other, but are never tested against the filter.
+        // Only printed: the table still counts as consistent, and the walk goes on.
         if (extent.dcid >= kFirstContainerDcid && !bloomFilter->Matches(extent.fp)) {
             WriteErrorLine(messages::UnmatchedFingerprint(FingerprintText(extent.fp)));
         }

@@ -20,7 +20,7 @@ namespace {
 /// builds must stop here too, rather than call through a null pointer.
 void RequireTable(const std::unique_ptr<Jorv::CMappingTable>& table) {
     if (table == nullptr) {
-        WriteErrorLine(std::string(messages::kMissingTable));
+        WriteErrorLine(messages::kMissingTable);
         std::abort();
     }
 }
@@ -54,7 +54,7 @@ int FsCheckMeta::CheckExts(const std::string& extentPath, long* transId) {
         loaded = false;
     }
     if (!loaded) {
-        WriteErrorLine(std::string(messages::kExtentLoadFailed));
+        WriteErrorLine(messages::kExtentLoadFailed);
         return -1;
     }
     return 0;

@@ -43,9 +43,8 @@ void FsCheckMeta::CheckMeta() {
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(sharePath)) {
         const std::string& headerPath = entry.path().native();
         // A search in plain text, not by path components: a parent named "headers", or a share
-        // below "/data/headroom", matches too. The layout's paths are derived by this rule
-        // everywhere, so comparing components here would pair other files than the file system
-        // does.
+        // below "/data/headroom", matches too. That is required: comparing components would pair
+        // other files than this check is known to pair.
         const std::size_t headPosition = entry.path().parent_path().native().rfind(kHead);
         // Asked before the search is looked at: a status that cannot be read ends the run wherever
         // in the share the entry lies. Links are followed, so that one to a directory is no header
@@ -54,8 +53,7 @@ void FsCheckMeta::CheckMeta() {
         if (isDirectory || headPosition == std::string::npos) {
             continue;
         }
-        // The first inconsistency ends the walk: what follows a broken pair is often the same
-        // damage again, and one line is what the administrator acts on.
+        // The first inconsistency ends the walk, on purpose: no later header is looked at.
         if (!CheckHeader(headerPath, headPosition)) {
             return;
         }
@@ -71,7 +69,7 @@ bool FsCheckMeta::CheckHeader(const std::string& headerPath, std::size_t headPos
     try {
         transId = LoadHeaderTransId(headerPath);
     } catch (const Jorv::SysException&) {
-        WriteErrorLine(std::string(messages::kHeaderLoadFailed));
+        WriteErrorLine(messages::kHeaderLoadFailed);
         WriteErrorLine(messages::CorruptHeader(headerPath));
         return false;
     }
@@ -87,7 +85,7 @@ bool FsCheckMeta::CheckHeader(const std::string& headerPath, std::size_t headPos
     }
     // A directory of mapping tables carries no transaction id to compare.
     if (Jorv::JorvConfig::GetInstance()->useFileExtMap == 0 && transId != extentTransId) {
-        WriteErrorLine(std::string(messages::kTransIdMismatch));
+        WriteErrorLine(messages::kTransIdMismatch);
         return false;
     }
     return true;

@@ -28,7 +28,7 @@ inline std::string CorruptDcidList(const std::string& extentPath) {
 }
 
 // The next two texts speak of the list containing what the table lacks, while it is the table that
-// names what the list or the filter lacks. Scripts look for the texts as they are.
+// names what the list or the filter lacks. The texts are fixed as they stand.
 
 inline std::string UnlistedDcid(std::uint64_t dcid) {
     return "[ERROR]: dcidlist file contains dcid which is not in table! " + std::to_string(dcid);

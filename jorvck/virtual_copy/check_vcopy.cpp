@@ -38,8 +38,7 @@ bool Mount() {
     return KovfsMountV1(kVersion, &mountData, sizeof mountData) >= 0;
 }
 
-/// False at the first image that is not valid; those behind it are not tried, since the mount that
-/// failed one image may fail the rest for the same reason.
+/// False at the first image that is not valid; those behind it are deliberately not tried.
 bool ValidateImages(const std::list<validateImageInfo>& images) {
     for (const validateImageInfo& image : images) {
         const int result =
@@ -58,16 +57,23 @@ void checkVcopy(const char* sharePath) {
     WriteOutputLine(messages::CheckingSharePath(sharePath));
     std::list<validateImageInfo> images;
     if (getImageList(sharePath, &images) != 0) {
-        WriteOutputLine(std::string(messages::kParsingFailed));
+        WriteOutputLine(messages::kParsingFailed);
         return;
     }
     if (!Mount()) {
-        WriteErrorLine(std::string(messages::kMountFailed));
+        WriteErrorLine(messages::kMountFailed);
         return;
     }
-    const bool valid = ValidateImages(images);
+    bool valid = false;
+    try {
+        valid = ValidateImages(images);
+    } catch (...) {
+        // What was mounted is unmounted on every way out; the exception is what the run ends with.
+        KovfsUmount(kFileSystemName);
+        throw;
+    }
     if (KovfsUmount(kFileSystemName) < 0) {
-        WriteErrorLine(std::string(messages::kUmountFailed));
+        WriteErrorLine(messages::kUmountFailed);
         return;
     }
     if (valid) {

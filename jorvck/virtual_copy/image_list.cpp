@@ -24,8 +24,8 @@ std::ifstream OpenList(const std::string& fileName) {
     return std::ifstream(fileName);
 }
 
-/// Appends one record per text that ends in a ";". What stands behind the last ";" is no image: a
-/// list that is being written has not closed it yet.
+/// Appends one record per text that ends in a ";". What stands behind the last ";" is no image, on
+/// purpose: only the ";" makes it one.
 void AppendImages(const std::string& policy, const std::string& backupTime,
                   const std::string& imageNames, std::list<validateImageInfo>* images) {
     std::size_t start = 0;
@@ -43,7 +43,7 @@ int getImageList(const char* sharePath, std::list<validateImageInfo>* images) {
     const std::string fileName = JoinText(sharePath, "vcopy.dat");
     std::ifstream file = OpenList(fileName);
     if (!file.is_open()) {
-        WriteErrorLine(std::string(messages::kFileNotFound));
+        WriteErrorLine(messages::kFileNotFound);
         return -1;
     }
     for (;;) {

@@ -6,7 +6,7 @@
 namespace Corvane::Kst::Marlow::JorvCk::VirtualCopyMessages {
 
 // Every line of the virtual-copy check. Odd blanks and full stops, present in one text and missing
-// in its sibling, are kept: scripts compare whole lines.
+// in its sibling, are part of the texts.
 
 // Standard output.
 
