@@ -136,8 +136,11 @@ int RunCommandLine(int argc, const char* const* argv) {
         std::ostringstream out;
         std::ostringstream errors;
         const bool failed = app.exit(stop, out, errors) != 0;
-        PrintDiagnostic(errors.str());
-        return RunCommand([&out] { PrintResult(out.str()); }) != 0 ? kFailed : failed ? kUsage : 0;
+        const Command print = [&out, &errors] {
+            PrintDiagnostic(errors.str());
+            PrintResult(out.str());
+        };
+        return RunCommand(print) != 0 ? kFailed : failed ? kUsage : 0;
     }
     return RunCommand(command);
 }

@@ -6,7 +6,12 @@ namespace jorvshare {
 
 namespace {
 
-constexpr std::array<int, 4> kSignals = {SIGINT, SIGTERM, SIGHUP, SIGXFSZ};
+constexpr std::array<int, 5> kSignals = {SIGINT, SIGTERM, SIGHUP, SIGXFSZ, SIGPIPE};
+
+// Of these the failed write alone is to tell.
+bool IsOfAWrite(int signal) {
+    return signal == SIGXFSZ || signal == SIGPIPE;
+}
 
 // A signal handler can reach nothing but a global: it is the one that this program has.
 volatile std::sig_atomic_t arrived = 0;
@@ -21,7 +26,7 @@ InterruptScope::InterruptScope() {
     arrived = 0;
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
         struct sigaction action = {};
-        action.sa_handler = kSignals.at(i) == SIGXFSZ ? SIG_IGN : Remember;
+        action.sa_handler = IsOfAWrite(kSignals.at(i)) ? SIG_IGN : Remember;
         action.sa_flags = SA_RESTART;
         ::sigemptyset(&action.sa_mask);
         ::sigaction(kSignals.at(i), &action, &former_.at(i));

@@ -11,9 +11,10 @@ struct Interrupted {
     int signal;
 };
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP are remembered instead of ending the process, and a
-/// write beyond the file size limit fails with EFBIG instead of raising SIGXFSZ: long work can so
-/// take back what it began. One at a time, main thread only.
+/// While it lives, SIGINT, SIGTERM and SIGHUP are remembered instead of ending the process, a write
+/// beyond the file size limit fails with EFBIG instead of raising SIGXFSZ, and one to a pipe that
+/// nobody reads with EPIPE instead of SIGPIPE: long work can so take back what it began. One at a
+/// time, main thread only.
 class InterruptScope {
   public:
     InterruptScope();
@@ -23,7 +24,7 @@ class InterruptScope {
     InterruptScope& operator=(const InterruptScope&) = delete;
 
   private:
-    std::array<struct sigaction, 4> former_;
+    std::array<struct sigaction, 5> former_;
 };
 
 /// Throws Interrupted when a signal has arrived since the scope began.

@@ -42,7 +42,12 @@ DataPlace ContainerStore::Put(const crfp_digest_t& fp, std::span<const std::byte
 
 void ContainerStore::Finish() {
     if (open_.has_value()) {
+        const std::string base = openVolume_ + "/" + std::to_string(open_->Dcid());
         open_->Finish();
+        // Only now: before, what is found under these names is not this run's, and a container that
+        // fails to be written takes itself back.
+        undo_->RemoveTree(base + ".bin");
+        undo_->RemoveTree(base + ".bhd");
         open_.reset();
     }
 }
@@ -53,9 +58,7 @@ void ContainerStore::Begin() {
         throw ToolError(wording::NoFreeDcid(volume));
     }
     ++lastDcid_;
-    const std::string base = volume + "/" + std::to_string(lastDcid_);
-    undo_->RemoveTree(base + ".bin");
-    undo_->RemoveTree(base + ".bhd");
+    openVolume_ = volume;
     dcids_.push_back(lastDcid_);
     open_.emplace(volume, lastDcid_);
 }

@@ -25,7 +25,7 @@ class ContainerStore {
   public:
     /// @param volumes   directories that are there; not empty.
     /// @param lastDcid  largest DCID in use.
-    /// @param undo      is told of every container before it is written; outlives the store.
+    /// @param undo      is told of every container that was written; outlives the store.
     ContainerStore(std::vector<std::string> volumes, std::uint64_t lastDcid,
                    std::uint64_t maxContainerBytes, Undo* undo);
 
@@ -47,6 +47,7 @@ class ContainerStore {
     std::uint64_t maxContainerBytes_;
     Undo* undo_;
     std::optional<refstore::ContainerWriter> open_;
+    std::string openVolume_;
     FingerprintMap<DataPlace> places_;
     std::vector<std::uint64_t> dcids_;
     std::uint64_t storedBytes_ = 0;

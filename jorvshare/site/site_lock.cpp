@@ -17,16 +17,25 @@ SiteLock::SiteLock(const std::string& site)
     if (descriptor_ < 0) {
         throw ToolError(wording::Errno(site, errno));
     }
-    // A failed run takes away a site that it made: what was opened may no longer be what the path
-    // names.
-    struct stat held = {};
-    struct stat named = {};
-    const bool ours = ::flock(descriptor_, LOCK_EX | LOCK_NB) == 0 &&
-                      ::fstat(descriptor_, &held) == 0 && ::stat(site.c_str(), &named) == 0 &&
-                      held.st_dev == named.st_dev && held.st_ino == named.st_ino;
-    if (!ours) {
+    try {
+        if (::flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
+            throw ToolError(errno == EWOULDBLOCK ? wording::SiteInUse(site)
+                                                 : wording::Errno(site, errno));
+        }
+        // A failed run takes away a site that it made: what was opened may no longer be what the
+        // path names.
+        struct stat held = {};
+        struct stat named = {};
+        if (::fstat(descriptor_, &held) != 0) {
+            throw ToolError(wording::Errno(site, errno));
+        }
+        if (::stat(site.c_str(), &named) != 0 || held.st_dev != named.st_dev ||
+            held.st_ino != named.st_ino) {
+            throw ToolError(wording::SiteInUse(site));
+        }
+    } catch (const ToolError&) {
         ::close(descriptor_);
-        throw ToolError(wording::SiteInUse(site));
+        throw;
     }
 }
 

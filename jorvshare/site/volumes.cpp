@@ -13,19 +13,26 @@ namespace jorvshare {
 
 namespace {
 
-// Number that the name begins with, 0 for none.
-std::uint64_t LeadingNumber(std::string_view name) {
+// DCID of the container that a thing of this name is a half of, finished or not; 0 for other names.
+// A number too large for a DCID is none.
+std::uint64_t DcidOfName(std::string_view name) {
     std::uint64_t number = 0;
-    std::from_chars(name.data(), name.data() + name.size(), number);
-    return number;
+    const char* end = name.data() + name.size();
+    const auto [rest, code] = std::from_chars(name.data(), end, number);
+    const std::string_view extension(rest, static_cast<std::size_t>(end - rest));
+    const bool half = extension == ".bin" || extension == ".bhd" || extension == ".bin.new" ||
+                      extension == ".bhd.new";
+    return code == std::errc() && half ? number : 0;
 }
 
 std::uint64_t LargestBelow(const std::string& directory) {
     std::uint64_t largest = 0;
     for (const DirectoryEntry& entry : ListDirectory(directory)) {
-        largest = std::max(largest, entry.kind == EntryKind::kDirectory
-                                        ? LargestBelow(Join(directory, entry.name))
-                                        : LeadingNumber(entry.name));
+        // Whatever has the name of a half, a directory as well, is in the way of a new one.
+        largest = std::max(largest, DcidOfName(entry.name));
+        if (entry.kind == EntryKind::kDirectory) {
+            largest = std::max(largest, LargestBelow(Join(directory, entry.name)));
+        }
     }
     return largest;
 }

@@ -9,9 +9,10 @@ namespace jorvshare {
 /// Volume directories in the order of the table of volumes at `fstab`. Fails with ToolError.
 std::vector<std::string> ReadVolumes(const std::string& fstab);
 
-/// Largest number that the name of any file on the volumes begins with, 0 for none. Halves of
-/// containers count, whatever subdirectory they lie in: their number must not be given out again.
-/// A volume that is not there has none. Fails with ToolError.
+/// Largest DCID that the name of anything on the volumes is made of, 0 for none: "<dcid>.bin",
+/// "<dcid>.bhd", and either with ".new" behind it, in whatever subdirectory, files and directories
+/// alike. None of these must be given out again. A volume that is not there has none. Fails with
+/// ToolError.
 std::uint64_t LargestDcid(const std::vector<std::string>& volumes);
 
 }  // namespace jorvshare

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <iostream>
@@ -162,6 +163,46 @@ TEST_P(InterruptedPack, UnpackingThatFailsLeavesNothing) {
     EXPECT_EQ(ended.status, 1);
     EXPECT_FALSE(fs::exists(temp_ / "back"));
     EXPECT_FALSE(fs::exists(temp_ / "back.partial"));
+}
+
+// Makes `to` the end of a pipe that nobody reads.
+void CloseReader(int to) {
+    ::signal(SIGPIPE, SIG_DFL);
+    std::array<int, 2> ends = {};
+    if (::pipe(ends.data()) != 0 || ::close(ends[0]) != 0 || ::dup2(ends[1], to) != to) {
+        ::_exit(99);
+    }
+}
+
+TEST_P(InterruptedPack, AReaderOfTheWarningsThatHasGoneDoesNotStopTheRun) {
+    fs::create_symlink("/etc", temp_ / "source/link");
+    const Ended ended = RunTool(PackInto("site", "7"), [] { CloseReader(STDERR_FILENO); });
+    EXPECT_EQ(ended.signal, 0);
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_TRUE(ended.out.starts_with("share 7: 61 files, ")) << ended.out;
+    EXPECT_TRUE(ended.out.ends_with(" 1 skipped\n")) << ended.out;
+    EXPECT_EQ(RunTool({"unpack", temp_ / "site", temp_ / "back", "--share-id", "7"}).status, 0);
+}
+
+TEST_P(InterruptedPack, AReaderOfTheResultThatHasGoneIsAFailureAndTheShareIsWhole) {
+    const Ended ended = RunTool(PackInto("site", "7"), [] { CloseReader(STDOUT_FILENO); });
+    EXPECT_EQ(ended.signal, 0);
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.err, "jorvshare: standard output: Broken pipe (errno 32)\n");
+    EXPECT_EQ(RunTool({"unpack", temp_ / "site", temp_ / "back", "--share-id", "7"}).status, 0);
+    EXPECT_EQ(Snapshot(temp_ / "back"), Snapshot(temp_ / "source"));
+}
+
+TEST_P(InterruptedPack, AFailureThatNobodyReadsOfIsTakenBackAsWell) {
+    const Ended ended = RunTool(PackInto("site", "7"), [] {
+        CloseReader(STDERR_FILENO);
+        const struct rlimit small = {90000, 90000};
+        ::setrlimit(RLIMIT_FSIZE, &small);
+    });
+    EXPECT_EQ(ended.signal, 0);
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_FALSE(fs::exists(temp_ / "site"));
+    EXPECT_EQ(RunTool({"bake"}, [] { CloseReader(STDERR_FILENO); }).status, 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, InterruptedPack, testing::Values("files", "tables"));

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <set>
 
+#include "jorvshare/pack/container_store.h"
 #include "refstore/container/container_record.h"
 #include "refstore/extent/extent_record.h"
 #include "refstore/extent/sampled_checksum.h"
@@ -17,6 +18,7 @@
 #include "refstore/header/header_record.h"
 #include "refstore/image/image_record.h"
 #include "refstore/table/table_environment.h"
+#include "storage/exception.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/jorvshare/tool_run.h"
 
@@ -371,6 +373,48 @@ TEST_F(PackTest, NoDcidIsGivenOutTwice) {
     ExpectRefused(Pack("8"), temp_ /
                                  "site/volumes/v1: no data-container identifier is left above "
                                  "those in use");
+}
+
+TEST_F(PackTest, WhatHasTheNameOfAContainerIsNeitherOverwrittenNorRemoved) {
+    WriteFile(temp_ / "source/f", "x");
+    ASSERT_EQ(Pack("7", {"--layout", "tables"}).status, 0);
+    WriteFile(temp_ / "site/volumes/v1/65.bin/precious", "p");
+    WriteFile(temp_ / "site/volumes/v1/sub/66.bhd/70.bin", "q");
+    ASSERT_EQ(Pack("8").status, 0);
+    EXPECT_EQ(Names("site/volumes/v1"),
+              (std::set<std::string>{"64.bin", "64.bhd", "65.bin", "sub", "71.bin", "71.bhd"}));
+    EXPECT_EQ(ReadFile(temp_ / "site/volumes/v1/65.bin/precious"), "p");
+    EXPECT_EQ(ReadFile(temp_ / "site/volumes/v1/sub/66.bhd/70.bin"), "q");
+}
+
+TEST_F(PackTest, AContainerThatCannotBeWrittenLeavesWhatIsInItsPlace) {
+    const std::string volume = temp_ / "volume";
+    MakeDirs(volume);
+    {
+        jorvshare::Undo undo;
+        jorvshare::ContainerStore store({volume}, 0, 4, &undo);
+        for (const char* text : {"first", "second"}) {
+            const auto data = test_support::Bytes(text);
+            store.Put(refstore::Fingerprint(data), data);
+        }
+        EXPECT_EQ(Names("volume"), (std::set<std::string>{"64.bin", "64.bhd"}));
+        WriteFile(volume + "/65.bin/precious", "p");
+        EXPECT_THROW(store.Finish(), Corvane::Kst::Marlow::Jorv::SysException);
+    }
+    EXPECT_EQ(Names("volume"), std::set<std::string>{"65.bin"});
+    EXPECT_EQ(ReadFile(volume + "/65.bin/precious"), "p");
+}
+
+TEST_F(PackTest, OnlyNamesOfContainersTakeDcids) {
+    WriteFile(temp_ / "source/f", "x");
+    ASSERT_EQ(Pack("7", {"--layout", "tables"}).status, 0);
+    for (const char* name :
+         {"18446744073709551615 notes.txt", "18446744073709551615", "18446744073709551615.bin.old",
+          "18446744073709551615x.bin", "18446744073709551616.bin", "+99.bin", ".bhd", "99.BIN"}) {
+        WriteFile(temp_ / "site/volumes/v1/" + name, "");
+    }
+    ASSERT_EQ(Pack("8").status, 0);
+    EXPECT_TRUE(fs::exists(temp_ / "site/volumes/v1/65.bhd"));
 }
 
 TEST_F(PackTest, ACommandLineThatMakesNoSenseIsAUsageError) {
