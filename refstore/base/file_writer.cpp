@@ -96,6 +96,26 @@ std::string NameBeside(const std::string& path) {
     }
 }
 
+// Renames unless something is at `to`; returns the error number, 0 for none.
+int RenameUnlessThere(const std::string& from, const std::string& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+        return 0;
+    }
+    // Some file systems, of the network above all, cannot do both in one step. Two steps do where
+    // the caller keeps others away.
+    if (errno != EINVAL) {
+        return errno;
+    }
+    struct stat attributes = {};
+    if (::lstat(to.c_str(), &attributes) == 0) {
+        return EEXIST;
+    }
+    if (errno != ENOENT) {
+        return errno;
+    }
+    return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
 }  // namespace
 
 void WriteNewFile(const std::string& path, std::span<const std::byte> bytes) {
@@ -121,8 +141,8 @@ void SyncFileSystem(const std::string& path) {
 void RenameNew(const std::string& from, const std::string& to) {
     RequireNoNul("file", from);
     RequireNoNul("file", to);
-    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
-        ThrowErrno(errno, "file", to);
+    if (const int code = RenameUnlessThere(from, to); code != 0) {
+        ThrowErrno(code, "file", to);
     }
     Descriptor(ParentOf(to), O_RDONLY | O_DIRECTORY).Sync();
 }

@@ -21,7 +21,8 @@ void ReplaceFile(const std::string& path, std::span<const std::byte> bytes);
 void SyncFileSystem(const std::string& path);
 
 /// Renames `from` to `to`, which must not be there, and syncs the directory that holds `to`. Fails
-/// with SysException.
+/// with SysException. Not atomic on every file system: the caller holds a lock that keeps others
+/// from making `to` meanwhile.
 void RenameNew(const std::string& from, const std::string& to);
 
 }  // namespace refstore

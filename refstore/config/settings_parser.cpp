@@ -93,6 +93,7 @@ class Parser {
             logFileLine_ = line;
         } else if (key == "image_root") {
             settings_.imageRoot = Path(key, value, line);
+            imageRootLine_ = line;
         } else {
             Refuse(line, "unknown key '" + std::string(key) + "'");
         }
@@ -139,9 +140,14 @@ class Parser {
 
     // Reading a share must not write into it, and the log is written while a share is read.
     void RequireLogOutsideShares() const {
-        if (IsInside(settings_.logFile, settings_.metaDir)) {
-            Refuse(logFileLine_ != 0 ? logFileLine_ : metaDirLine_,
-                   "log_file lies inside meta_dir, and shares are not written to");
+        RequireLogOutside("meta_dir", settings_.metaDir, metaDirLine_);
+        RequireLogOutside("image_root", settings_.imageRoot, imageRootLine_);
+    }
+
+    void RequireLogOutside(const std::string& key, const std::string& directory, Line line) const {
+        if (IsInside(settings_.logFile, directory)) {
+            Refuse(logFileLine_ != 0 ? logFileLine_ : line,
+                   "log_file lies inside " + key + ", and shares are not written to");
         }
     }
 
@@ -156,8 +162,9 @@ class Parser {
     std::string path_;
     std::string directory_;
     Settings settings_;
-    // 0 where the key is absent; both cannot be at fault then.
+    // 0 where the key is absent; the defaults are not at fault with one another.
     Line metaDirLine_ = 0;
+    Line imageRootLine_ = 0;
     Line logFileLine_ = 0;
 };
 

@@ -17,13 +17,16 @@ namespace {
 constexpr int kErrorLevel = 8;
 
 // spdlog's own file sink makes directories and waits for ever on a FIFO, which this one does not.
+// Nor does it follow a link at the log's name: that could lead into a share.
 class AppendingSink final : public spdlog::sinks::base_sink<std::mutex> {
   public:
     explicit AppendingSink(const std::string& path)
         : base_sink(std::make_unique<spdlog::pattern_formatter>("%Y-%m-%dT%H:%M:%S.%eZ %l %v",
                                                                 spdlog::pattern_time_type::utc)),
           fd_(::open(path.c_str(),
-                     O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0644)) {
+                     O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY |
+                         O_NOFOLLOW,
+                     0644)) {
         struct stat attributes = {};
         if (fd_ >= 0 && (::fstat(fd_, &attributes) != 0 || !S_ISREG(attributes.st_mode))) {
             ::close(fd_);

@@ -10,8 +10,27 @@
 #include <set>
 #include <vector>
 
+#include "tests/interposed/next_definition.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/refstore/base_failure.h"
+
+namespace {
+
+// Set: the file system cannot rename without replacing.
+bool renamesPlainly = false;
+
+}  // namespace
+
+extern "C" int renameat2(int fromDir, const char* from, int toDir, const char* to,
+                         unsigned flags) noexcept {
+    static interposed::NextDefinition<int(int, const char*, int, const char*, unsigned)> next(
+        "renameat2");
+    if (renamesPlainly && flags != 0) {
+        errno = EINVAL;
+        return -1;
+    }
+    return next(fromDir, from, toDir, to, flags);
+}
 
 namespace {
 
@@ -157,7 +176,16 @@ TEST(ReplaceFile, ADirectoryInItsPlaceStays) {
     EXPECT_EQ(Names(dir.Path()), std::set<std::string>{"d"});
 }
 
-TEST(RenameNew, TheFileMoves) {
+class RenameNew : public testing::TestWithParam<bool> {
+  protected:
+    RenameNew() { renamesPlainly = GetParam(); }
+    ~RenameNew() override { renamesPlainly = false; }
+};
+INSTANTIATE_TEST_SUITE_P(FileSystem, RenameNew, testing::Bool(), [](const auto& kind) {
+    return kind.param ? "ThatRenamesPlainly" : "ThatRenamesWithoutReplacing";
+});
+
+TEST_P(RenameNew, TheFileMoves) {
     const TempDir dir;
     WriteFile(dir / "from", "abc");
     refstore::RenameNew(dir / "from", dir / "to");
@@ -165,14 +193,14 @@ TEST(RenameNew, TheFileMoves) {
     EXPECT_EQ(Names(dir.Path()), std::set<std::string>{"to"});
 }
 
-TEST(RenameNew, ADirectoryMovesWithASlashAtItsEnd) {
+TEST_P(RenameNew, ADirectoryMovesWithASlashAtItsEnd) {
     const TempDir dir;
     test_support::MakeDirs(dir / "from");
     refstore::RenameNew(dir / "from/", dir / "to/");
     EXPECT_EQ(Names(dir.Path()), std::set<std::string>{"to"});
 }
 
-TEST(RenameNew, WhatIsThereIsNotReplaced) {
+TEST_P(RenameNew, WhatIsThereIsNotReplaced) {
     const TempDir dir;
     WriteFile(dir / "from", "new");
     WriteFile(dir / "to", "old");
@@ -180,6 +208,21 @@ TEST(RenameNew, WhatIsThereIsNotReplaced) {
               (Failure{EEXIST, "file " + (dir / "to") + ": File exists (errno 17)"}));
     EXPECT_EQ(ReadFile(dir / "from"), "new");
     EXPECT_EQ(ReadFile(dir / "to"), "old");
+}
+
+TEST_P(RenameNew, ALinkThatPointsNowhereIsNotReplaced) {
+    const TempDir dir;
+    WriteFile(dir / "from", "new");
+    fs::create_symlink("nowhere", dir / "to");
+    EXPECT_EQ(FailureOf([&] { refstore::RenameNew(dir / "from", dir / "to"); }).code, EEXIST);
+    EXPECT_EQ(Names(dir.Path()), (std::set<std::string>{"from", "to"}));
+}
+
+TEST_P(RenameNew, WhatIsMissingGivesItsErrno) {
+    const TempDir dir;
+    EXPECT_EQ(FailureOf([&] { refstore::RenameNew(dir / "no", dir / "to"); }).code, ENOENT);
+    WriteFile(dir / "file", "");
+    EXPECT_EQ(FailureOf([&] { refstore::RenameNew(dir / "file", dir / "file/to"); }).code, ENOTDIR);
 }
 
 TEST(SyncFileSystem, APlaceThatIsThereIsSyncedAndAMissingOneIsNot) {

@@ -140,6 +140,10 @@ TEST(Settings, ABrokenRuleIsRefusedWithItsLine) {
          ":2: log_file lies inside meta_dir, and shares are not written to"},
         {"meta_dir = '/m/'\nlog_file = '/m'\n",
          ":2: log_file lies inside meta_dir, and shares are not written to"},
+        {"image_root = '/i'\nlog_file = '/i/p/../log'\n",
+         ":2: log_file lies inside image_root, and shares are not written to"},
+        {"\nimage_root = '/var/log'\n",
+         ":2: log_file lies inside image_root, and shares are not written to"},
         {"\nmeta_dir = '/'\n", ":2: log_file lies inside meta_dir, and shares are not written to"},
         // Of several faults the first one is named.
         {"zeta = 1\nalpha = 1\n", ":1: unknown key 'zeta'"},
@@ -166,6 +170,8 @@ TEST(Settings, ALogBesideTheSharesIsFine) {
     WriteFile(dir / "c", "meta_dir = '/m'\nlog_file = '/ml/log'\n");
     EXPECT_EQ(Refusal(dir / "c"), std::nullopt);
     WriteFile(dir / "c", "meta_dir = '/m'\nlog_file = '/m/../log'\n");
+    EXPECT_EQ(Refusal(dir / "c"), std::nullopt);
+    WriteFile(dir / "c", "image_root = '/i'\nlog_file = '/il/log'\n");
     EXPECT_EQ(Refusal(dir / "c"), std::nullopt);
 }
 

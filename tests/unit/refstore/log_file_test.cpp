@@ -106,6 +106,17 @@ TEST(LogFile, OneThatCannotBeWrittenIsIgnoredWithoutAWord) {
     EXPECT_FALSE(std::filesystem::exists(dir / "no"));
 }
 
+TEST(LogFile, ALinkIsNotFollowed) {
+    const TempDir dir;
+    test_support::WriteFile(dir / "share", "as it was");
+    std::filesystem::create_symlink(dir / "share", dir / "log");
+    std::filesystem::create_symlink(dir / "new", dir / "dangling");
+    LogFile(dir / "log").Write(8, "lost");
+    LogFile(dir / "dangling").Write(8, "lost");
+    EXPECT_EQ(test_support::ReadFile(dir / "share"), "as it was");
+    EXPECT_FALSE(std::filesystem::exists(dir / "new"));
+}
+
 TEST(JorvLog, ARecordIsFormattedIntoTheConfiguredFile) {
     refstore_test::ExpectInChild([] {
         const refstore_test::ConfiguredDir dir("log_file = 'jorv.log'\n");
