@@ -33,7 +33,8 @@ std::vector<Kind> AllKinds() {
     std::vector<Kind> kinds;
     for (const auto family :
          {damage::HeaderKinds(), damage::ExtentKinds(), damage::StorageUnitKinds(),
-          damage::TableKinds(), damage::ImageKinds(), damage::ContainerKinds()}) {
+          damage::TableKinds(), damage::ImageKinds(), damage::ContainerKinds(),
+          damage::TreeKinds()}) {
         kinds.insert(kinds.end(), family.begin(), family.end());
     }
     return kinds;
@@ -106,7 +107,7 @@ void Damage(const damage::DamageOptions& options) {
     for (const std::string& change : report.Changes()) {
         text += "changed: " + change + "\n";
     }
-    text += "\nThe checker's output now differs from that on the sound share by these lines.\n";
+    text += "\nIf the share was sound, the checker's output now differs by these lines.\n";
     for (std::size_t i = 0; i < kModes.size(); ++i) {
         const Mode mode = kModes.at(i).mode;
         if ((modes & kModes.at(i).bit) == 0) {

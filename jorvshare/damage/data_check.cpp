@@ -162,6 +162,9 @@ Queue LoadHeaders(const std::string& headDirectory) {
 }  // namespace
 
 Lines DataLines(const Scene& scene, bool aged) {
+    if (!Exists(scene.Share().root)) {
+        return {finding::ShareMissing(scene.ShareId(), scene.Share().root)};
+    }
     Lines lines;
     std::set<std::uint64_t> known;
     const std::set<std::string> volumes = Volumes(scene);

@@ -1,11 +1,9 @@
 #include <array>
 #include <functional>
-#include <limits>
 
 #include "jorvshare/damage/change.h"
 #include "jorvshare/damage/findings.h"
 #include "jorvshare/damage/kind.h"
-#include "jorvshare/damage/listing.h"
 #include "jorvshare/damage/local_extents.h"
 #include "jorvshare/damage/map_check.h"
 #include "jorvshare/site/directory.h"
@@ -22,6 +20,10 @@ using Corvane::Kst::Marlow::Jorv::SysException;
 
 // Longest local extent that the checker reads, in bytes.
 constexpr std::uint64_t kLongestRead = 131072;
+
+// No storage unit is that long, and yet every file system seeks to there: an offset that is larger
+// than its largest file is no offset to it.
+constexpr std::int64_t kBehindAllData = std::int64_t{1} << 40;
 
 using Damage = std::function<void(const std::string& path)>;
 
@@ -76,20 +78,6 @@ void ExtentsAreDirectory(const Scene& scene, Report* report) {
     Unload(scene, report, [&](const std::string& path) { ReplaceByDirectory(path, report); });
 }
 
-void RemoveMap(const Scene& scene, Report* report) {
-    scene.RequireNoPath();
-    const std::vector<std::string> headers = FilesInWalkOrder(scene.Share().HeadDir());
-    const Lines before = MapLines(scene);
-    Remove(scene.Share().MapDir(), report);
-    // The header check goes in the order of the listings and stops at the first that is amiss. A
-    // missing directory of mapping tables is nothing to it.
-    if (!scene.Tables() && !headers.empty()) {
-        report->Expect(Mode::kMetadata, Stream::kError,
-                       finding::CorruptExtent(scene.Share().Map(headers.front())));
-    }
-    report->Compare(Mode::kMetadata, Stream::kError, before, MapLines(scene));
-}
-
 // Seals the extent file again with another value in one of its local extents. The check of the file
 // ends there with `text`.
 void BreakExtent(const Scene& scene, Report* report,
@@ -132,8 +120,7 @@ void OffsetBehindEnd(const Scene& scene, Report* report) {
     BreakExtent(
         scene, report,
         [](refstore::Extent* extent) {
-            return Set("data_offset", &extent->dataOffset,
-                       std::numeric_limits<std::int64_t>::max() / 2);
+            return Set("data_offset", &extent->dataOffset, kBehindAllData);
         },
         finding::ReadFailed);
 }
@@ -173,7 +160,7 @@ void ChangeChecksum(const Scene& scene, Report* report) {
 
 constexpr unsigned kBoth = kForMetadata | kForData;
 
-constexpr std::array<Kind, 12> kKinds = {{
+constexpr std::array<Kind, 11> kKinds = {{
     {"extents-damaged", "a byte of an extent file is flipped", kBoth, 0, FlipInExtents},
     {"extents-cut", "an extent file is cut short", kBoth, 0, CutExtents},
     {"extents-foreign", "an extent file holds a sound record of another structure", kBoth, 0,
@@ -189,7 +176,6 @@ constexpr std::array<Kind, 12> kKinds = {{
     {"extent-long", "a local extent is longer than any may be", kForMetadata, 0, LongExtent},
     {"extent-checksum", "the checksum recorded of local data is another", kForMetadata, 0,
      ChangeChecksum},
-    {"map-missing", "the whole map tree is removed", kBoth, kBoth, RemoveMap},
 }};
 
 }  // namespace

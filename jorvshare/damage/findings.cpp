@@ -79,6 +79,27 @@ std::string ImagesValid(const std::string& sharePath) {
     return "[JORVCK_VCOPY] validating vcopy for " + sharePath + "successfully! ";
 }
 
+std::string ShareMissing(const std::string& id, const std::string& shareDirectory) {
+    // A path object is printed between double quotes, an ampersand before each quote in it.
+    std::string quoted = "\"";
+    for (const char letter : shareDirectory) {
+        if (letter == '"' || letter == '&') {
+            quoted += '&';
+        }
+        quoted += letter;
+    }
+    return "The share ID " + id + " doesn't exist, meta_dir: " + quoted + "\"";
+}
+
+std::vector<std::string> Phases(const std::string& id, int hours) {
+    return {"Checking files which are created before " + std::to_string(hours) + " hours in " + id,
+            "Loading volumes for " + id,
+            "Loading data containers for " + id,
+            "Loading headers for " + id,
+            "Checking files for " + id,
+            "Check files for " + id + " done!"};
+}
+
 std::string IndexMissing(const std::string& container) {
     return "[ERROR] bhd " + container + " corrupted";
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "refstore/header/header_record.h"
 
@@ -47,6 +48,7 @@ std::string ImagesValid(const std::string& sharePath);
 
 // File data check, standard error.
 
+std::string ShareMissing(const std::string& id, const std::string& shareDirectory);
 std::string IndexMissing(const std::string& container);
 std::string VolumeFailed(const std::string& volume);
 std::string HeadersFailed(const std::string& headDirectory);
@@ -69,6 +71,11 @@ std::string SizesDiffer(const FileNames& names, const refstore::HeaderRecord& he
 /// Of a container's DCID that no volume has, and of one below 64.
 std::string BadDcid(const FileNames& names, const refstore::HeaderRecord& header,
                     std::uint64_t dcid);
+
+// File data check, standard output.
+
+/// The phases of a run, in their order.
+std::vector<std::string> Phases(const std::string& id, int hours);
 
 // Any mode, standard output.
 

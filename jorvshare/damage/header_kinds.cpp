@@ -4,9 +4,8 @@
 
 #include "jorvshare/damage/change.h"
 #include "jorvshare/damage/findings.h"
-#include "jorvshare/damage/image_check.h"
 #include "jorvshare/damage/kind.h"
-#include "jorvshare/damage/map_check.h"
+#include "jorvshare/damage/metadata_run.h"
 #include "jorvshare/site/directory.h"
 #include "refstore/container/container_writer.h"
 #include "refstore/header/header_record.h"
@@ -67,15 +66,9 @@ void RemoveHeader(const Scene& scene, Report* report) {
 
 void LoopHeader(const Scene& scene, Report* report) {
     const std::string path = scene.Share().Head(ChooseHeader(scene));
-    const Lines map = MapLines(scene);
-    const ImageLines images = SoundImageLines(scene);
-    ReplaceByLoop(path, report);
     // The first of the checks is ended by it, and with it the run.
-    report->Expect(Mode::kMetadata, Stream::kOutput, std::string(finding::kUnhandled));
-    report->ExpectStatus(Mode::kMetadata, 255);
-    report->Compare(Mode::kMetadata, Stream::kError, map, {});
-    report->Compare(Mode::kMetadata, Stream::kError, images.errors, {});
-    report->Compare(Mode::kMetadata, Stream::kOutput, images.output, {});
+    EndMetadataRun(scene, report);
+    ReplaceByLoop(path, report);
 }
 
 // The header is sealed again with another value in it.

@@ -33,5 +33,6 @@ std::span<const Kind> StorageUnitKinds();
 std::span<const Kind> TableKinds();
 std::span<const Kind> ImageKinds();
 std::span<const Kind> ContainerKinds();
+std::span<const Kind> TreeKinds();
 
 }  // namespace jorvshare::damage

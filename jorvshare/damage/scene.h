@@ -30,7 +30,7 @@ class Scene {
     [[nodiscard]] const SiteLayout& Site() const { return *site_; }
     [[nodiscard]] const ShareLayout& Share() const { return share_; }
     [[nodiscard]] bool Tables() const { return tables_; }
-    [[nodiscard]] const std::string& Kind() const { return options_.kind; }
+    [[nodiscard]] const std::string& ShareId() const { return options_.shareId; }
 
     /// Relative paths of all header files, sorted by their bytes.
     [[nodiscard]] std::vector<std::string> Files() const;

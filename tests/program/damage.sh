@@ -20,9 +20,9 @@ make_source() {
             seq "$number" 60000 | sed "s|^|$directory |" | tail -c 300000 >"$directory/long-$number"
             { seq 1 9000; echo "$directory $number"; } >"$directory/short-$number"
             # The first extent is shared, the second is not.
-            { yes shared | head -c 131072; echo "$directory $number"; } >"$directory/mixed-$number"
+            { head -c 131072 /dev/zero | tr '\0' s; echo "$directory $number"; } >"$directory/mixed-$number"
         done
-        yes whole | head -c 70000 >"$directory/shared"
+        head -c 70000 /dev/zero | tr '\0' w >"$directory/shared"
         : >"$directory/empty"
     done
     find "$1" -type f -exec touch -d '2020-05-17 10:00:00 UTC' {} +
@@ -60,8 +60,8 @@ make_source "$work/source"
 "$bin/jorvshare" damage --list | tail -n +2 >"$work/list"
 (( $(wc -l <"$work/list") > 40 ))
 failures=0
-runs=0
 for layout in files tables; do
+    runs=0
     rm -rf "$site" "$work/pristine"
     "$bin/jorvshare" pack "$work/source" "$site" --share-id 7 --layout "$layout" --volumes 1 \
         --container-size 1 --vcopy policy:time:image
@@ -69,7 +69,7 @@ for layout in files tables; do
     while read -r kind files tables summary; do
         modes=$files
         [[ $layout == files ]] || modes=$tables
-        for seed in 1 2 3; do
+        for seed in 1 2; do
             restore
             if [[ $modes == - ]]; then
                 status=0
@@ -103,7 +103,7 @@ for layout in files tables; do
                     if [[ $good == no ]]; then
                         echo "FAILED: $kind ($summary), $layout, seed $seed, $mode, $stream: wanted < > printed"
                         diff "$work/wanted" "$work/now.$stream" | head -n 20 || true
-                        cat "$work/announced" | head -n 30
+                        head -n 30 "$work/announced"
                     fi
                 done
                 [[ $good == yes ]] || failures=$((failures + 1))
@@ -111,7 +111,7 @@ for layout in files tables; do
             done
         done
     done <"$work/list"
-    echo "$layout: every kind announced what was printed"
+    echo "$layout: $runs runs, $failures failures"
+    (( runs > 90 ))
 done
-echo "$runs runs, $failures failures"
 (( failures == 0 ))
