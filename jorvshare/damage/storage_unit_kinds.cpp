@@ -59,7 +59,11 @@ void FlipSampled(const Scene& scene, Report* report) {
                    static_cast<std::size_t>(one.dataOffset), one.end - one.start)) != one.cksum;
     };
     const auto first = std::find_if(victim.local.begin(), victim.local.end(), fails);
-    Expect(scene, victim, *first, finding::ChecksumFailed(scene.Share().Map(victim.file)), report);
+    // None only where a checksum was wrong before and has been made right.
+    if (first != victim.local.end()) {
+        Expect(scene, victim, *first, finding::ChecksumFailed(scene.Share().Map(victim.file)),
+               report);
+    }
 }
 
 void FlipUnsampled(const Scene& scene, Report* report) {
