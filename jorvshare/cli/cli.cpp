@@ -10,6 +10,7 @@
 #include <string>
 
 #include "jorvshare/cli/virtual_copy.h"
+#include "jorvshare/damage/damage.h"
 #include "jorvshare/interrupt/interrupt.h"
 #include "jorvshare/make/make.h"
 #include "jorvshare/pack/pack.h"
@@ -103,6 +104,45 @@ void AddShow(CLI::App* app, Command* command) {
     show->callback([command, path, json] { *command = [path, json] { Show(*path, *json); }; });
 }
 
+void AddDamage(CLI::App* app, Command* command) {
+    auto* damage = app->add_subcommand(
+        "damage",
+        "Break one thing of a share and tell which lines the checker prints; for testing only");
+    const auto options = std::make_shared<damage::DamageOptions>();
+    const auto path = std::make_shared<std::string>();
+    const auto wanted = std::make_shared<bool>(false);
+    auto* list = damage->add_flag("--list", *wanted, "Print the kinds of damage");
+    auto* site = damage->add_option("SITE", options->site, "Site that holds the share");
+    auto* id = damage->add_option("--share-id", options->shareId, "Identifier of the share");
+    auto* kind = damage->add_option("--kind", options->kind, "What to break, see --list");
+    kind->check([](const std::string& name) {
+        return IsDamageKind(name) ? std::string() : wording::UnknownDamage(name);
+    });
+    auto* only = damage->add_option("--path", *path, "File of the share (default: by the seed)");
+    auto* seed = damage->add_option("--seed", options->seed, "Number that the choice depends on")
+                     ->capture_default_str();
+    for (CLI::Option* const option : {site, id, kind, only, seed}) {
+        list->excludes(option);
+    }
+    damage->callback([=] {
+        for (const CLI::Option* const option : {site, id, kind}) {
+            if (!*wanted && option->count() == 0) {
+                throw CLI::RequiredError(option->get_name());
+            }
+        }
+        *command = [=] {
+            if (*wanted) {
+                ListDamage();
+                return;
+            }
+            if (only->count() != 0) {
+                options->path = *path;
+            }
+            Damage(*options);
+        };
+    });
+}
+
 int RunCommand(const Command& command) {
     // Around the handlers as well: what they print must not end the process either.
     const InterruptScope scope;
@@ -130,6 +170,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     AddUnpack(&app, &command);
     AddMake(&app, &command);
     AddShow(&app, &command);
+    AddDamage(&app, &command);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& stop) {

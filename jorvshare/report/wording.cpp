@@ -145,6 +145,27 @@ std::string UnknownKind(const std::string& path) {
     return path + ": none of the kinds of file that a share is made of";
 }
 
+std::string UnknownDamage(const std::string& kind) {
+    return "no kind \"" + kind + "\"; see jorvshare damage --list";
+}
+
+std::string NoSuchFile(const std::string& path, const std::string& id) {
+    return path + ": no file of share " + id;
+}
+
+std::string KindNotForFile(const std::string& kind, const std::string& path) {
+    return path + ": not a file that kind " + kind + " can be applied to";
+}
+
+std::string KindNotForLayout(const std::string& kind, const std::string& site,
+                             std::string_view layout) {
+    return site + ": kind " + kind + " does not apply to the layout " + std::string(layout);
+}
+
+std::string NothingToDamage(const std::string& kind, const std::string& id) {
+    return "share " + id + ": nothing that kind " + kind + " can be applied to";
+}
+
 std::string Interrupted(int signal) {
     return "stopped by signal " + std::to_string(signal) + "; nothing was kept";
 }

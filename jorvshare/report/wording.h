@@ -56,6 +56,14 @@ std::string BadRecipe(const std::string& recipe, const std::string& where, std::
 std::string Made(const std::string& site, std::uint64_t shares, std::uint64_t files);
 std::string UnknownKind(const std::string& path);
 
+// Damaging.
+std::string UnknownDamage(const std::string& kind);
+std::string NoSuchFile(const std::string& path, const std::string& id);
+std::string KindNotForFile(const std::string& kind, const std::string& path);
+std::string KindNotForLayout(const std::string& kind, const std::string& site,
+                             std::string_view layout);
+std::string NothingToDamage(const std::string& kind, const std::string& id);
+
 // Endings.
 std::string Interrupted(int signal);
 std::string OutOfMemory();

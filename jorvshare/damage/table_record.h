@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "jorvshare/damage/scene.h"
+#include "refstore/table/table_record.h"
+
+namespace jorvshare::damage {
+
+/// The mapping tables of a file as they could be written again; none when they do not load. A
+/// bloom filter is of the fingerprints of its table's extents, as packing makes it: those that an
+/// existing one was made of cannot be got back.
+std::optional<refstore::TableDirectoryRecord> LoadTables(const Scene& scene,
+                                                         const std::string& relative);
+
+/// The bytes of the data.mdb of `record`. Made in a directory for temporary files.
+std::vector<std::byte> EncodeTables(const refstore::TableDirectoryRecord& record);
+
+/// A fingerprint in lower-case hexadecimal digits.
+std::string DigitsOf(const crfp_digest_t& fp);
+
+}  // namespace jorvshare::damage

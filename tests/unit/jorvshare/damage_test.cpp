@@ -1,0 +1,265 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <set>
+#include <sstream>
+
+#include "tests/support/temp_dir.h"
+#include "tests/unit/jorvshare/tool_run.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using test_support::ReadFile;
+using test_support::TempDir;
+using test_support::WriteFile;
+using tool_test::Ended;
+using tool_test::Noise;
+using tool_test::RunTool;
+using tool_test::Snapshot;
+
+struct ListedKind {
+    std::string name;
+    std::string files;
+    std::string tables;
+};
+
+std::vector<ListedKind> ListKinds() {
+    const Ended ended = RunTool({"damage", "--list"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.err, "");
+    std::istringstream lines(ended.out);
+    std::string line;
+    std::getline(lines, line);
+    EXPECT_TRUE(line.starts_with("KIND "));
+    std::vector<ListedKind> kinds;
+    while (std::getline(lines, line)) {
+        std::istringstream words(line);
+        ListedKind kind;
+        words >> kind.name >> kind.files >> kind.tables;
+        kinds.push_back(kind);
+    }
+    return kinds;
+}
+
+// Contents of all files, whatever their times.
+std::map<std::string, std::string> Contents(const std::string& root) {
+    std::map<std::string, std::string> found;
+    for (const auto& entry : fs::recursive_directory_iterator(root)) {
+        const bool file = entry.symlink_status().type() == fs::file_type::regular;
+        found[entry.path().string()] = file ? ReadFile(entry.path().string()) : "";
+    }
+    return found;
+}
+
+class Damage : public testing::TestWithParam<const char*> {
+  protected:
+    Damage() {
+        for (int i = 0; i < 9; ++i) {
+            const std::string name = "source/f" + std::to_string(i);
+            WriteFile(temp_ / name, Noise(3000 + static_cast<std::size_t>(i), 10));
+        }
+        WriteFile(temp_ / "source/again", Noise(3000, 10));
+    }
+
+    void Pack(const std::vector<std::string>& more = {}) {
+        std::vector<std::string> arguments = {"pack",   temp_ / "source", site_, "--layout",
+                                              Layout(), "--share-id",     "7"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        ASSERT_EQ(RunTool(arguments).status, 0);
+    }
+
+    static std::string Layout() { return GetParam(); }
+
+    Ended Run(const std::string& kind, const std::vector<std::string>& more = {}) {
+        std::vector<std::string> arguments = {"damage", site_, "--share-id", "7", "--kind", kind};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return RunTool(arguments);
+    }
+
+    // A failed run says one line and changes nothing.
+    void Refused(const Ended& ended, const std::string& line) {
+        EXPECT_EQ(ended.err, "jorvshare: " + line + "\n");
+        EXPECT_EQ(ended.out, "");
+        EXPECT_EQ(ended.status, 1);
+    }
+
+    TempDir temp_;
+    std::string site_ = temp_ / "site";
+    std::string share_ = site_ + "/meta/7/7";
+};
+
+TEST_P(Damage, TheSameSiteAndSeedGiveTheSameDamage) {
+    Pack({"--vcopy", "P:T:i"});
+    const std::string kept = temp_ / "kept";
+    fs::copy(site_, kept, fs::copy_options::recursive);
+    for (const ListedKind& kind : ListKinds()) {
+        if ((Layout() == "files" ? kind.files : kind.tables) == "-") {
+            continue;
+        }
+        std::map<std::string, std::string> contents;
+        Ended first;
+        for (const bool again : {false, true}) {
+            fs::remove_all(site_);
+            fs::copy(kept, site_, fs::copy_options::recursive);
+            const auto before = Contents(site_);
+            const Ended ended = Run(kind.name, {"--seed", "20240611"});
+            EXPECT_EQ(ended.status, 0) << kind.name << ended.err;
+            EXPECT_EQ(ended.err, "");
+            EXPECT_NE(Contents(site_), before) << kind.name;
+            if (again) {
+                EXPECT_EQ(ended.out, first.out);
+                EXPECT_EQ(Contents(site_), contents) << kind.name;
+            }
+            first = ended;
+            contents = Contents(site_);
+        }
+    }
+}
+
+TEST_P(Damage, SeedsChooseDifferentFiles) {
+    Pack();
+    const auto choice = [this](const std::vector<std::string>& more) {
+        const std::string out = Run("header-cut", more).out;
+        const std::size_t from = out.find("changed: cut ");
+        const std::size_t end = out.find(": ", from + 10);
+        return out.substr(from + 13, end - from - 13);
+    };
+    std::set<std::string> chosen;
+    // A file that was cut is no candidate any more, so every run takes another.
+    for (int seed = 0; seed < 10; ++seed) {
+        chosen.insert(choice({"--seed", std::to_string(seed)}));
+    }
+    EXPECT_EQ(chosen.size(), 10U);
+    EXPECT_TRUE(chosen.contains(share_ + "/head/again"));
+    Refused(Run("header-cut"), "share 7: nothing that kind header-cut can be applied to");
+}
+
+TEST_P(Damage, TheFileThatIsAskedForIsBroken) {
+    Pack();
+    const std::string path = share_ + "/head/f3";
+    const std::string sound = ReadFile(path);
+    const auto before = Contents(site_);
+    const Ended ended = Run("header-damaged", {"--path", "f3"});
+    EXPECT_EQ(ended.err, "");
+    EXPECT_EQ(ended.status, 0);
+    const std::string damaged = ReadFile(path);
+    ASSERT_EQ(damaged.size(), sound.size());
+    std::size_t offset = 0;
+    while (damaged[offset] == sound[offset]) {
+        ++offset;
+    }
+    EXPECT_EQ(static_cast<unsigned char>(damaged[offset]),
+              static_cast<unsigned char>(~sound[offset]));
+    auto after = Contents(site_);
+    after[path] = sound;
+    EXPECT_EQ(after, before);
+    const auto hex = [](char byte) {
+        return "0x" + test_support::Hex(test_support::Bytes(std::string(1, byte)));
+    };
+    EXPECT_TRUE(ended.out.starts_with(
+        "kind: header-damaged (a byte of a header file is flipped)\nseed: 1\n"
+        "changed: flipped all bits of a byte of " +
+        path + ": offset " + std::to_string(offset) + ", " + hex(sound[offset]) + " -> " +
+        hex(damaged[offset]) +
+        "\n\nIf the share was sound, the checker's output now differs by these lines.\n\n"
+        "jorvck --share_path " +
+        share_ +
+        "\n"
+        "expect metadata stderr: [ERROR]: header file load failed!\n"
+        "expect metadata stderr: [ERROR]: corrupt header file " +
+        path + " found\n\njorvck --share_id 7 --verify_data\n"))
+        << ended.out;
+    EXPECT_NE(ended.out.find("expect data stderr: \nexpect data stderr: [ERROR]: header file load "
+                             "failed! header file " +
+                             path + ": "),
+              std::string::npos);
+}
+
+TEST_P(Damage, AKindThatTheShareHasNothingForIsRefused) {
+    Pack();
+    const auto before = Snapshot(site_);
+    const bool files = Layout() == "files";
+    Refused(Run(files ? "tables-damaged" : "extents-damaged"),
+            site_ + ": kind " + (files ? "tables-damaged" : "extents-damaged") +
+                " does not apply to the layout " + Layout());
+    for (const char* kind : {"header-damaged", "vcopy-missing", "volume-missing"}) {
+        Refused(Run(kind, {"--path", "f77"}),
+                std::string(kind) == "header-damaged"
+                    ? "f77: no file of share 7"
+                    : "f77: not a file that kind " + std::string(kind) + " can be applied to");
+    }
+    for (const char* path : {"", "/f1", "../head/f1", "."}) {
+        Refused(Run("header-damaged", {"--path", path}),
+                std::string(path) + ": no file of share 7");
+    }
+    for (const char* kind : {"vcopy-missing", "image-damaged", "images-missing"}) {
+        Refused(Run(kind),
+                "share 7: nothing that kind " + std::string(kind) + " can be applied to");
+    }
+    if (files) {
+        // All its data is in a container.
+        Refused(Run("storage-unit-damaged", {"--path", "again"}),
+                "again: not a file that kind storage-unit-damaged can be applied to");
+    }
+    EXPECT_EQ(Snapshot(site_), before);
+}
+
+TEST_P(Damage, AnythingButAShareOfASiteIsRefused) {
+    Pack();
+    Refused(RunTool({"damage", site_, "--share-id", "8", "--kind", "header-cut"}),
+            site_ + ": no share 8");
+    Refused(RunTool({"damage", site_, "--share-id", "", "--kind", "header-cut"}),
+            "share id \"\": is empty, \".\" or \"..\", or holds a slash or a NUL byte");
+    Refused(RunTool({"damage", temp_.Path(), "--share-id", "7", "--kind", "header-cut"}),
+            temp_.Path() + ": not a site: it holds other things and no jorv.toml");
+    const int held = ::open(site_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(::flock(held, LOCK_EX), 0);
+    Refused(Run("header-cut"), site_ + ": another pack is at work in this site");
+    ::close(held);
+}
+
+TEST_P(Damage, ACommandLineThatCannotBeUnderstoodIsAUsageError) {
+    Pack();
+    const auto before = Snapshot(site_);
+    const auto misused = [](const std::vector<std::string>& arguments, const std::string& line) {
+        const Ended ended = RunTool(arguments);
+        EXPECT_EQ(ended.err, line + "\nRun with --help for more information.\n");
+        EXPECT_EQ(ended.out, "");
+        EXPECT_EQ(ended.status, 2);
+    };
+    misused({"damage", site_, "--share-id", "7", "--kind", "no-such"},
+            "--kind: no kind \"no-such\"; see jorvshare damage --list");
+    misused({"damage", site_, "--share-id", "7", "--kind", ""},
+            "--kind: no kind \"\"; see jorvshare damage --list");
+    misused({"damage", site_, "--share-id", "7"}, "--kind is required");
+    misused({"damage", site_, "--kind", "header-cut"}, "--share-id is required");
+    misused({"damage", "--share-id", "7", "--kind", "header-cut"}, "SITE is required");
+    misused({"damage", "--list", "--seed", "2"}, "--list excludes --seed");
+    EXPECT_EQ(
+        RunTool({"damage", site_, "--share-id", "7", "--kind", "header-cut", "--seed", "x"}).status,
+        2);
+    EXPECT_EQ(Snapshot(site_), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, Damage, testing::Values("files", "tables"),
+                         [](const auto& layout) { return std::string(layout.param); });
+
+TEST(DamageList, NamesEveryKindOnceAndForSomeLayout) {
+    std::set<std::string> names;
+    for (const ListedKind& kind : ListKinds()) {
+        EXPECT_TRUE(names.insert(kind.name).second) << kind.name;
+        EXPECT_FALSE(kind.files == "-" && kind.tables == "-") << kind.name;
+    }
+    EXPECT_EQ(names.size(), 56U);
+}
+
+TEST(DamageHelp, SaysWhatItIsFor) {
+    EXPECT_NE(RunTool({"damage", "--help"}).out.find("for testing only"), std::string::npos);
+}
+
+}  // namespace
