@@ -15,6 +15,7 @@
 #include "refstore/extent/extent_record.h"
 #include "refstore/extent/sampled_checksum.h"
 #include "refstore/fingerprint/sha256.h"
+#include "refstore/fstab/fstab_writer.h"
 #include "refstore/header/header_record.h"
 #include "refstore/image/image_record.h"
 #include "refstore/table/table_environment.h"
@@ -356,7 +357,7 @@ TEST_F(PackTest, ASiteThatAnotherPackHoldsIsRefused) {
 TEST_F(PackTest, WhatAKilledRunLeftIsRemovedByTheNext) {
     WriteFile(temp_ / "source/f", "x");
     // Killed before the settings were in place, and in the middle of a share.
-    WriteFile(temp_ / "site/fstab", "half");
+    WriteFile(temp_ / "site/fstab", refstore::EncodeFstab({temp_ / "site/volumes/v1"}));
     WriteFile(temp_ / "site/.jorv-4711-0", "half");
     ASSERT_EQ(Pack("7").status, 0);
     EXPECT_FALSE(fs::exists(temp_ / "site/.jorv-4711-0"));
@@ -373,6 +374,26 @@ TEST_F(PackTest, NoDcidIsGivenOutTwice) {
     ExpectRefused(Pack("8"), temp_ /
                                  "site/volumes/v1: no data-container identifier is left above "
                                  "those in use");
+}
+
+TEST_F(PackTest, NoStorageUnitIsOpenToMoreThanItsFile) {
+    const auto modes = [&](mode_t file, mode_t mask) {
+        fs::remove_all(temp_ / "site");
+        WriteFile(temp_ / "source/f", "x");
+        EXPECT_EQ(::chmod((temp_ / "source/f").c_str(), file), 0);
+        const Ended ended = RunTool({"pack", temp_ / "source", temp_ / "site", "--share-id", "7"},
+                                    [mask] { ::umask(mask); });
+        EXPECT_EQ(ended.status, 0) << ended.err;
+        return fs::status(temp_ / "site/meta/7/7/stu/f").permissions();
+    };
+    EXPECT_EQ(modes(0666, 022), fs::perms{0644});
+    EXPECT_EQ(modes(0640, 022), fs::perms{0640});
+    EXPECT_EQ(modes(06755, 022), fs::perms{0644});
+    EXPECT_EQ(modes(0604, 022), fs::perms{0604});
+    EXPECT_EQ(modes(0600, 022), fs::perms{0600});
+    EXPECT_EQ(modes(0444, 0), fs::perms{0644});
+    EXPECT_EQ(modes(0666, 077), fs::perms{0600});
+    EXPECT_EQ(modes(0666, 027), fs::perms{0640});
 }
 
 TEST_F(PackTest, WhatHasTheNameOfAContainerIsNeitherOverwrittenNorRemoved) {
