@@ -13,6 +13,7 @@
 #include "jorvshare/report/console.h"
 #include "jorvshare/report/progress.h"
 #include "jorvshare/report/tool_error.h"
+#include "jorvshare/site/bytes_of.h"
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
@@ -51,7 +52,7 @@ SharedData FindShared(const std::string& source, const SourceTree& tree, Progres
 void WriteImage(PackSite* site, const ShareLayout& staging, const ImageName& name,
                 const std::vector<std::uint64_t>& containers) {
     const std::string vcopy = name.policy + "\n" + name.backupTime + "\n" + name.name + ";\n";
-    refstore::WriteNewFile(staging.VcopyFile(), std::as_bytes(std::span(vcopy)));
+    refstore::WriteNewFile(staging.VcopyFile(), BytesOf(vcopy));
     const std::string path = site->Layout().Image(name);
     site->MakeMissing(ParentOf(ParentOf(path)));
     site->MakeMissing(ParentOf(path));
@@ -68,6 +69,13 @@ void PutInPlace(PackSite* site, const std::string& staging, const std::string& s
         }
     });
     refstore::RenameNew(staging, share);
+}
+
+std::uint64_t LastDcid(const PackSite& site) {
+    // A run that was killed may have left containers on a volume that it had not listed yet.
+    std::vector<std::string> places = site.Volumes();
+    places.push_back(site.Layout().VolumesRoot());
+    return LargestDcid(places);
 }
 
 void RefuseOverlap(const std::string& source, const std::string& site) {
@@ -103,7 +111,7 @@ wording::PackSummary Pack(const PackOptions& options) {
     const bool twoPasses = site.Map() == MapLayout::kFiles;
     Progress progress("packing", tree.dataBytes * (twoPasses ? 2 : 1));
     const SharedData shared = twoPasses ? FindShared(source, tree, &progress) : SharedData();
-    ContainerStore containers(site.Volumes(), LargestDcid(site.Volumes()),
+    ContainerStore containers(site.Volumes(), LastDcid(site),
                               std::uint64_t{options.containerMiB} << 20U, &site.Changes());
     ShareWriter writer({staging, site.Layout().MetaRoot(), site.Map(), site.TableSpan()}, &shared,
                        &containers, &progress);
