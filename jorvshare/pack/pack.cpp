@@ -17,6 +17,7 @@
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
+#include "refstore/base/regular_file.h"
 #include "refstore/fingerprint/sha256.h"
 #include "refstore/image/image_writer.h"
 
@@ -49,26 +50,49 @@ SharedData FindShared(const std::string& source, const SourceTree& tree, Progres
     return shared;
 }
 
-void WriteImage(PackSite* site, const ShareLayout& staging, const ImageName& name,
-                const std::vector<std::uint64_t>& containers) {
-    const std::string vcopy = name.policy + "\n" + name.backupTime + "\n" + name.name + ";\n";
-    refstore::WriteNewFile(staging.VcopyFile(), BytesOf(vcopy));
-    const std::string path = site->Layout().Image(name);
-    site->MakeMissing(ParentOf(ParentOf(path)));
-    site->MakeMissing(ParentOf(path));
-    refstore::WriteNewFile(
-        path, refstore::EncodeImage({name.policy, name.backupTime, name.name, containers}));
-    site->Changes().RemoveTree(path);
+std::string VcopyText(const ImageName& name) {
+    return name.policy + "\n" + name.backupTime + "\n" + name.name + ";\n";
 }
 
-void PutInPlace(PackSite* site, const std::string& staging, const std::string& share) {
-    // The rename may have been made and yet not be durable: the share then has to go as well.
-    site->Changes().Run([staging, share] {
+// Writes the image beside its place. It gets there only after the share: an image in its place
+// that no share owns would be in the way of the next run.
+void WriteImage(PackSite* site, const ShareLayout& staging, const ImageName& name,
+                const std::vector<std::uint64_t>& containers) {
+    refstore::WriteNewFile(staging.VcopyFile(), BytesOf(VcopyText(name)));
+    const std::string path = site->Layout().ImageStaging(name);
+    site->MakeMissing(ParentOf(ParentOf(path)));
+    site->MakeMissing(ParentOf(path));
+    RemoveTree(path);
+    site->Changes().RemoveTree(path);
+    refstore::WriteNewFile(
+        path, refstore::EncodeImage({name.policy, name.backupTime, name.name, containers}));
+}
+
+// A run that was killed when the share was in its place and the image not yet.
+void FinishKilledRun(const SiteLayout& site, const ShareLayout& share, const ImageName& name) {
+    const std::string staging = site.ImageStaging(name);
+    if (KindOf(staging) == EntryKind::kFile && KindOf(share.VcopyFile()) == EntryKind::kFile &&
+        KindOf(site.Image(name)) == EntryKind::kUnknown) {
+        const refstore::RegularFile vcopy("virtual copy list", share.VcopyFile());
+        std::string text = VcopyText(name);
+        const std::string expected = text;
+        if (vcopy.Size() == text.size()) {
+            vcopy.ReadAt(0, std::as_writable_bytes(std::span(text)));
+            if (text == expected) {
+                refstore::RenameNew(staging, site.Image(name));
+            }
+        }
+    }
+}
+
+void PutInPlace(PackSite* site, const std::string& staging, const std::string& place) {
+    // The rename may have been made and yet not be durable: what is in its place then has to go.
+    site->Changes().Run([staging, place] {
         if (KindOf(staging) == EntryKind::kUnknown) {
-            RemoveTree(share);
+            RemoveTree(place);
         }
     });
-    refstore::RenameNew(staging, share);
+    refstore::RenameNew(staging, place);
 }
 
 std::uint64_t LastDcid(const PackSite& site) {
@@ -96,6 +120,9 @@ wording::PackSummary Pack(const PackOptions& options) {
     const ShareLayout share = site.Layout().Share(options.shareId);
     const ShareLayout staging = site.Layout().ShareStaging(options.shareId);
     if (KindOf(share.root) != EntryKind::kUnknown) {
+        if (options.virtualCopy.has_value()) {
+            FinishKilledRun(site.Layout(), share, *options.virtualCopy);
+        }
         throw ToolError(wording::ShareExists(options.shareId, root));
     }
     if (options.virtualCopy.has_value() &&
@@ -129,6 +156,10 @@ wording::PackSummary Pack(const PackOptions& options) {
     site.Sync();
     CheckInterrupt();
     PutInPlace(&site, staging.root, share.root);
+    if (options.virtualCopy.has_value()) {
+        PutInPlace(&site, site.Layout().ImageStaging(*options.virtualCopy),
+                   site.Layout().Image(*options.virtualCopy));
+    }
     site.Keep();
 
     return {tree.files.size(),

@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::string_view kStagingEnd = ".partial";
 
-// The one name that a share is built under; a long id is cut so that the name fits. Two ids may so
-// share a name, which the lock on the site makes harmless.
+// The one name that a share or an image is built under; a long name is cut so that the whole fits.
+// Two may so share a name, which the lock on the site makes harmless.
 std::string StagingName(const std::string& id) {
     std::string name = ".";
     name.append(id, 0, NAME_MAX - 1 - kStagingEnd.size()).append(kStagingEnd);
@@ -54,6 +54,10 @@ std::string SiteLayout::Volume(const std::string& name) const {
 
 std::string SiteLayout::Image(const ImageName& image) const {
     return images_ + "/" + image.policy + "/" + image.backupTime + "/" + image.name;
+}
+
+std::string SiteLayout::ImageStaging(const ImageName& image) const {
+    return Image({image.policy, image.backupTime, StagingName(image.name)});
 }
 
 std::string SiteLayout::ShareParent(const std::string& id) const {

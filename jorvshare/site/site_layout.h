@@ -45,6 +45,8 @@ class SiteLayout {
     [[nodiscard]] std::string LogDir() const { return root_ + "/log"; }
     [[nodiscard]] std::string Volume(const std::string& name) const;
     [[nodiscard]] std::string Image(const ImageName& image) const;
+    /// Where an image is written before it is renamed into its place.
+    [[nodiscard]] std::string ImageStaging(const ImageName& image) const;
 
     /// Directory between the metadata root and the share's own.
     [[nodiscard]] std::string ShareParent(const std::string& id) const;

@@ -344,6 +344,33 @@ TEST_F(PackTest, AVirtualCopyGetsItsImageAndItsList) {
     EXPECT_EQ(Snapshot(temp_ / "site"), before);
 }
 
+TEST_F(PackTest, AnImageThatAKilledRunLeftBesideItsPlaceIsReplaced) {
+    WriteFile(temp_ / "source/f", "x");
+    ASSERT_EQ(Pack("7", {"--layout", "tables"}).status, 0);
+    WriteFile(temp_ / "site/images/P/T/.i.partial", "half");
+    ASSERT_EQ(Pack("8", {"--vcopy", "P:T:i"}).status, 0);
+    EXPECT_EQ(Names("site/images/P/T"), std::set<std::string>{"i"});
+    EXPECT_EQ(refstore::LoadImageRecord(temp_ / "site/images/P/T/i").name, "i");
+    const std::string longest(255, 'i');
+    ASSERT_EQ(Pack("9", {"--vcopy", "P:T:" + longest}).status, 0);
+    EXPECT_EQ(Names("site/images/P/T"), (std::set<std::string>{"i", longest}));
+}
+
+TEST_F(PackTest, ARunThatWasKilledBetweenShareAndImageIsFinished) {
+    WriteFile(temp_ / "source/f", "x");
+    ASSERT_EQ(Pack("7", {"--vcopy", "P:T:i"}).status, 0);
+    ASSERT_EQ(Pack("8", {"--vcopy", "P:T:j"}).status, 0);
+    const auto whole = Snapshot(temp_ / "site");
+    const std::string image = temp_ / "site/images/P/T/i";
+    const std::string beside = temp_ / "site/images/P/T/.i.partial";
+    fs::rename(image, beside);
+    // Another share's run is not the one that was killed.
+    ExpectRefused(Pack("8", {"--vcopy", "P:T:i"}), temp_ / "site: share 8 is there already");
+    EXPECT_TRUE(fs::exists(beside));
+    ExpectRefused(Pack("7", {"--vcopy", "P:T:i"}), temp_ / "site: share 7 is there already");
+    EXPECT_EQ(Snapshot(temp_ / "site"), whole);
+}
+
 TEST_F(PackTest, ASiteThatAnotherPackHoldsIsRefused) {
     MakeDirs(temp_ / "source");
     ASSERT_EQ(Pack("7").status, 0);
