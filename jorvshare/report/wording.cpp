@@ -28,7 +28,7 @@ std::string BadShareId(const std::string& id, std::string_view why) {
 std::string BadVirtualCopy(const std::string& text) {
     return "--vcopy \"" + text +
            "\": not POLICY:TIME:NAME, three names that may stand in a path, without line ends, and "
-           "no \";\" in NAME";
+           "no \";\" in NAME, which may not be \".*.partial\" either";
 }
 
 std::string NotEmpty(const std::string& path) {

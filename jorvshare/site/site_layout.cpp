@@ -91,9 +91,13 @@ void CheckShareId(const std::string& id) {
     if (!IsPlainName(id)) {
         refuse("is empty, \".\" or \"..\", or holds a slash or a NUL byte");
     }
-    if (id.starts_with('.') && id.ends_with(kStagingEnd)) {
+    if (IsStagingName(id)) {
         refuse("such names are kept for shares that are being built");
     }
+}
+
+bool IsStagingName(const std::string& name) {
+    return name.starts_with('.') && name.ends_with(kStagingEnd);
 }
 
 bool IsPlainName(const std::string& name) {

@@ -72,6 +72,9 @@ class SiteLayout {
 /// and no name that a share being built may have.
 void CheckShareId(const std::string& id);
 
+/// True for a name that a share or an image may have while it is built.
+bool IsStagingName(const std::string& name);
+
 /// True when `name` is one name of a path: not empty, ".", ".." nor too long, no slash, no NUL.
 bool IsPlainName(const std::string& name);
 

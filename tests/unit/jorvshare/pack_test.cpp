@@ -334,12 +334,13 @@ TEST_F(PackTest, AVirtualCopyGetsItsImageAndItsList) {
     const auto before = Snapshot(temp_ / "site");
     ExpectRefused(Pack("8", {"--vcopy", "P:12:30:i1"}),
                   temp_ / "site/images/P/12:30/i1: the image is there already");
-    for (const std::string bad :
-         {"P", "P:T", "P:T:", ":T:n", "P::n", "..:T:n", "P:a/b:n", "P:T:a;b", "P\nQ:T:n"}) {
-        ExpectRefused(Pack("8", {"--vcopy=" + bad}),
-                      "--vcopy \"" + bad +
-                          "\": not POLICY:TIME:NAME, three names that may stand in a path, without "
-                          "line ends, and no \";\" in NAME");
+    for (const std::string bad : {"P", "P:T", "P:T:", ":T:n", "P::n", "..:T:n", "P:a/b:n",
+                                  "P:T:a;b", "P\nQ:T:n", "P:T:.n.partial"}) {
+        ExpectRefused(
+            Pack("8", {"--vcopy=" + bad}),
+            "--vcopy \"" + bad +
+                "\": not POLICY:TIME:NAME, three names that may stand in a path, without "
+                "line ends, and no \";\" in NAME, which may not be \".*.partial\" either");
     }
     EXPECT_EQ(Snapshot(temp_ / "site"), before);
 }
