@@ -65,7 +65,10 @@ void AddPack(CLI::App* app, Command* command) {
 }
 
 void AddUnpack(CLI::App* app, Command* command) {
-    auto* unpack = app->add_subcommand("unpack", "Write the user files of a share back");
+    auto* unpack =
+        app->add_subcommand("unpack",
+                            "Write the user files of a share back; of directories only the "
+                            "names, modes and times are not kept");
     const auto options = std::make_shared<UnpackOptions>();
     unpack->add_option("SITE", options->site, "Site that holds the share")->required();
     unpack->add_option("DEST", options->destination, "Directory to write, new or empty")

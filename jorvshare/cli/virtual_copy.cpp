@@ -15,7 +15,7 @@ ImageName ParseVirtualCopy(const std::string& text) {
         ImageName image{text.substr(0, first), text.substr(first + 1, last - first - 1),
                         text.substr(last + 1)};
         if (usable(image.policy) && usable(image.backupTime) && usable(image.name) &&
-            image.name.find(';') == std::string::npos) {
+            image.name.find(';') == std::string::npos && !IsStagingName(image.name)) {
             return image;
         }
     }

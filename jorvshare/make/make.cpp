@@ -7,6 +7,7 @@
 #include "jorvshare/make/recipe.h"
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "jorvshare/site/bytes_of.h"
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/site_layout.h"
 #include "jorvshare/site/target_directory.h"
@@ -23,10 +24,6 @@
 namespace jorvshare {
 
 namespace {
-
-std::span<const std::byte> BytesOf(const std::string& text) {
-    return std::as_bytes(std::span(text));
-}
 
 void WriteBelow(const std::string& path, std::span<const std::byte> bytes) {
     CheckInterrupt();

@@ -105,12 +105,10 @@ std::vector<refstore::TableRecord> ReadTables(const JsonNode& list, const Extent
     std::vector<refstore::TableRecord> tables;
     for (const JsonNode& node : list.Elements()) {
         refstore::TableRecord table = ReadTable(node, context);
-        const auto behind = std::lower_bound(
+        // Tables of one offset are built as told, in the recipe's order.
+        const auto behind = std::upper_bound(
             tables.begin(), tables.end(), table.offset,
-            [](const auto& left, std::uint64_t right) { return left.offset < right; });
-        if (behind != tables.end() && behind->offset == table.offset) {
-            node.Fail("a table of the same file has the same offset");
-        }
+            [](std::uint64_t left, const auto& right) { return left < right.offset; });
         tables.insert(behind, std::move(table));
     }
     return tables;

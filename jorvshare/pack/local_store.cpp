@@ -6,7 +6,8 @@
 
 namespace jorvshare {
 
-LocalStore::LocalStore(std::string path) : path_(std::move(path)) {}
+LocalStore::LocalStore(std::string path, std::uint32_t mode)
+    : path_(std::move(path)), mode_(0600U | (mode & 0044U)) {}
 
 std::int64_t LocalStore::Put(const crfp_digest_t& fp, std::span<const std::byte> data) {
     const auto known = places_.find(fp);
@@ -15,8 +16,7 @@ std::int64_t LocalStore::Put(const crfp_digest_t& fp, std::span<const std::byte>
     }
     if (!file_.has_value()) {
         MakeDirectories(ParentOf(path_));
-        file_.emplace(path_);
-        file_->SetMode(0644);
+        file_.emplace(path_, mode_);
     }
     const auto offset = static_cast<std::int64_t>(size_);
     file_->WriteAt(size_, data);

@@ -15,7 +15,9 @@ namespace jorvshare {
 /// directories above it are made with the first data. Failures are ToolErrors. One thread.
 class LocalStore {
   public:
-    explicit LocalStore(std::string path);
+    /// @param mode permission bits of the user file: whom they keep from its data they also keep
+    ///             from the storage unit. The umask holds as well.
+    LocalStore(std::string path, std::uint32_t mode);
 
     /// Offset of the data in the storage unit, stored now unless it was before.
     std::int64_t Put(const crfp_digest_t& fp, std::span<const std::byte> data);
@@ -27,6 +29,7 @@ class LocalStore {
 
   private:
     std::string path_;
+    std::uint32_t mode_;
     std::optional<OutputFile> file_;
     FingerprintMap<std::int64_t> places_;
     std::uint64_t size_ = 0;

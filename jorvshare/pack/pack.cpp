@@ -13,9 +13,11 @@
 #include "jorvshare/report/console.h"
 #include "jorvshare/report/progress.h"
 #include "jorvshare/report/tool_error.h"
+#include "jorvshare/site/bytes_of.h"
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
+#include "refstore/base/regular_file.h"
 #include "refstore/fingerprint/sha256.h"
 #include "refstore/image/image_writer.h"
 
@@ -48,26 +50,56 @@ SharedData FindShared(const std::string& source, const SourceTree& tree, Progres
     return shared;
 }
 
-void WriteImage(PackSite* site, const ShareLayout& staging, const ImageName& name,
-                const std::vector<std::uint64_t>& containers) {
-    const std::string vcopy = name.policy + "\n" + name.backupTime + "\n" + name.name + ";\n";
-    refstore::WriteNewFile(staging.VcopyFile(), std::as_bytes(std::span(vcopy)));
-    const std::string path = site->Layout().Image(name);
-    site->MakeMissing(ParentOf(ParentOf(path)));
-    site->MakeMissing(ParentOf(path));
-    refstore::WriteNewFile(
-        path, refstore::EncodeImage({name.policy, name.backupTime, name.name, containers}));
-    site->Changes().RemoveTree(path);
+std::string VcopyText(const ImageName& name) {
+    return name.policy + "\n" + name.backupTime + "\n" + name.name + ";\n";
 }
 
-void PutInPlace(PackSite* site, const std::string& staging, const std::string& share) {
-    // The rename may have been made and yet not be durable: the share then has to go as well.
-    site->Changes().Run([staging, share] {
+// Writes the image beside its place. It gets there only after the share: an image in its place
+// that no share owns would be in the way of the next run.
+void WriteImage(PackSite* site, const ShareLayout& staging, const ImageName& name,
+                const std::vector<std::uint64_t>& containers) {
+    refstore::WriteNewFile(staging.VcopyFile(), BytesOf(VcopyText(name)));
+    const std::string path = site->Layout().ImageStaging(name);
+    site->MakeMissing(ParentOf(ParentOf(path)));
+    site->MakeMissing(ParentOf(path));
+    RemoveTree(path);
+    site->Changes().RemoveTree(path);
+    refstore::WriteNewFile(
+        path, refstore::EncodeImage({name.policy, name.backupTime, name.name, containers}));
+}
+
+// A run that was killed when the share was in its place and the image not yet.
+void FinishKilledRun(const SiteLayout& site, const ShareLayout& share, const ImageName& name) {
+    const std::string staging = site.ImageStaging(name);
+    if (KindOf(staging) == EntryKind::kFile && KindOf(share.VcopyFile()) == EntryKind::kFile &&
+        KindOf(site.Image(name)) == EntryKind::kUnknown) {
+        const refstore::RegularFile vcopy("virtual copy list", share.VcopyFile());
+        std::string text = VcopyText(name);
+        const std::string expected = text;
+        if (vcopy.Size() == text.size()) {
+            vcopy.ReadAt(0, std::as_writable_bytes(std::span(text)));
+            if (text == expected) {
+                refstore::RenameNew(staging, site.Image(name));
+            }
+        }
+    }
+}
+
+void PutInPlace(PackSite* site, const std::string& staging, const std::string& place) {
+    // The rename may have been made and yet not be durable: what is in its place then has to go.
+    site->Changes().Run([staging, place] {
         if (KindOf(staging) == EntryKind::kUnknown) {
-            RemoveTree(share);
+            RemoveTree(place);
         }
     });
-    refstore::RenameNew(staging, share);
+    refstore::RenameNew(staging, place);
+}
+
+std::uint64_t LastDcid(const PackSite& site) {
+    // A run that was killed may have left containers on a volume that it had not listed yet.
+    std::vector<std::string> places = site.Volumes();
+    places.push_back(site.Layout().VolumesRoot());
+    return LargestDcid(places);
 }
 
 void RefuseOverlap(const std::string& source, const std::string& site) {
@@ -88,6 +120,9 @@ wording::PackSummary Pack(const PackOptions& options) {
     const ShareLayout share = site.Layout().Share(options.shareId);
     const ShareLayout staging = site.Layout().ShareStaging(options.shareId);
     if (KindOf(share.root) != EntryKind::kUnknown) {
+        if (options.virtualCopy.has_value()) {
+            FinishKilledRun(site.Layout(), share, *options.virtualCopy);
+        }
         throw ToolError(wording::ShareExists(options.shareId, root));
     }
     if (options.virtualCopy.has_value() &&
@@ -103,7 +138,7 @@ wording::PackSummary Pack(const PackOptions& options) {
     const bool twoPasses = site.Map() == MapLayout::kFiles;
     Progress progress("packing", tree.dataBytes * (twoPasses ? 2 : 1));
     const SharedData shared = twoPasses ? FindShared(source, tree, &progress) : SharedData();
-    ContainerStore containers(site.Volumes(), LargestDcid(site.Volumes()),
+    ContainerStore containers(site.Volumes(), LastDcid(site),
                               std::uint64_t{options.containerMiB} << 20U, &site.Changes());
     ShareWriter writer({staging, site.Layout().MetaRoot(), site.Map(), site.TableSpan()}, &shared,
                        &containers, &progress);
@@ -121,6 +156,10 @@ wording::PackSummary Pack(const PackOptions& options) {
     site.Sync();
     CheckInterrupt();
     PutInPlace(&site, staging.root, share.root);
+    if (options.virtualCopy.has_value()) {
+        PutInPlace(&site, site.Layout().ImageStaging(*options.virtualCopy),
+                   site.Layout().Image(*options.virtualCopy));
+    }
     site.Keep();
 
     return {tree.files.size(),

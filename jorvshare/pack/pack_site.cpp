@@ -4,15 +4,18 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <set>
 #include <span>
 #include <string_view>
 
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "jorvshare/site/bytes_of.h"
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
+#include "refstore/base/regular_file.h"
 #include "refstore/config/settings_writer.h"
 #include "refstore/fstab/fstab_writer.h"
 
@@ -27,28 +30,121 @@ std::string_view Name(MapLayout layout) {
     return layout == MapLayout::kTables ? kTables : kFiles;
 }
 
-std::span<const std::byte> BytesOf(const std::string& text) {
-    return std::as_bytes(std::span(text));
+void WriteFstab(const std::string& path, const std::vector<std::string>& volumes) {
+    refstore::ReplaceFile(path, BytesOf(refstore::EncodeFstab(volumes)));
 }
 
-// Name of a file that the library writes before it puts it in the place of another.
-bool IsUnfinished(const std::string& name) {
-    return name.starts_with(".jorv-");
+// "v1" and so on.
+std::string VolumeName(std::size_t number) {
+    return std::string("v").append(std::to_string(number));
 }
 
-// A site is begun with its table of volumes and then its settings; a run that is killed in between
-// leaves no more than these, and the next one begins anew.
-bool IsFresh(const std::string& root) {
-    const auto entries = ListDirectory(root);
-    return std::all_of(entries.begin(), entries.end(), [](const auto& entry) {
-        return entry.name == SiteLayout::kFstabName || IsUnfinished(entry.name);
+bool IsNumber(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+// Name of a file that the library writes before it puts it in the place of another:
+// ".jorv-<process>-<number>".
+bool IsUnfinished(const DirectoryEntry& entry) {
+    constexpr std::string_view kBegin = ".jorv-";
+    const std::string_view name = entry.name;
+    const std::size_t dash = name.rfind('-');
+    return entry.kind == EntryKind::kFile && name.starts_with(kBegin) && dash >= kBegin.size() &&
+           IsNumber(name.substr(kBegin.size(), dash - kBegin.size())) &&
+           IsNumber(name.substr(dash + 1));
+}
+
+// True for a table of volumes that a first pack wrote, to the byte.
+bool IsBegunFstab(const SiteLayout& site) {
+    std::vector<std::string> volumes;
+    try {
+        volumes = ReadVolumes(site.Fstab());
+    } catch (const ToolError&) {
+        return false;
+    }
+    for (std::size_t i = 0; i < volumes.size(); ++i) {
+        if (volumes[i] != site.Volume(VolumeName(i + 1))) {
+            return false;
+        }
+    }
+    const std::string expected = refstore::EncodeFstab(volumes);
+    const refstore::RegularFile file("table of volumes", site.Fstab());
+    std::string text(expected.size(), '\0');
+    if (volumes.empty() || file.Size() != text.size()) {
+        return false;
+    }
+    file.ReadAt(0, std::as_writable_bytes(std::span(text)));
+    return text == expected;
+}
+
+// Volumes that nothing was put into yet.
+bool AreBegunVolumes(const std::string& directory) {
+    const auto volumes = ListDirectory(directory);
+    return std::all_of(volumes.begin(), volumes.end(), [&](const DirectoryEntry& entry) {
+        return entry.kind == EntryKind::kDirectory && entry.name.starts_with('v') &&
+               IsNumber(std::string_view(entry.name).substr(1)) &&
+               ListDirectory(Join(directory, entry.name)).empty();
+    });
+}
+
+// A site is begun with its volumes, their table and then the settings; a run that is killed in
+// between leaves no more than these, and the next one begins anew. Whatever else is there is
+// somebody else's.
+bool IsFresh(const SiteLayout& site) {
+    const auto entries = ListDirectory(site.Root());
+    return std::all_of(entries.begin(), entries.end(), [&site](const DirectoryEntry& entry) {
+        if (entry.name == SiteLayout::kFstabName) {
+            return entry.kind == EntryKind::kFile && IsBegunFstab(site);
+        }
+        if (Join(site.Root(), entry.name) == site.VolumesRoot()) {
+            return entry.kind == EntryKind::kDirectory && AreBegunVolumes(site.VolumesRoot());
+        }
+        return IsUnfinished(entry);
     });
 }
 
 void RemoveUnfinished(const std::string& root) {
     for (const DirectoryEntry& entry : ListDirectory(root)) {
-        if (IsUnfinished(entry.name)) {
+        if (IsUnfinished(entry)) {
             RemoveTree(Join(root, entry.name));
+        }
+    }
+}
+
+// True when `path` lies below `directory`, by text and without regard to "." and "..".
+bool LiesBelow(const std::string& path, const std::string& directory) {
+    const std::string plain = std::filesystem::path(path).lexically_normal().native();
+    return plain != directory && IsWithin(plain, directory);
+}
+
+// What packing makes lies all within the site. A site that was copied still names the places of
+// the first one, and packing into the copy would change that one.
+void RequireWithin(const SiteLayout& site, const std::vector<std::string>& volumes) {
+    const auto require = [](std::string_view what, const std::string& path,
+                            const std::string& directory) {
+        if (!LiesBelow(path, directory)) {
+            throw ToolError(wording::Elsewhere(what, path, directory));
+        }
+    };
+    require("metadata root", site.MetaRoot(), site.Root());
+    require("image root", site.ImagesRoot(), site.Root());
+    require("table of volumes", site.Fstab(), site.Root());
+    for (const std::string& volume : volumes) {
+        require("volume", volume, site.VolumesRoot());
+    }
+    for (const std::string& path : {site.MetaRoot(), site.ImagesRoot(), site.VolumesRoot()}) {
+        if (KindOf(path) == EntryKind::kSymlink) {
+            throw ToolError(wording::IsSymlink(path));
+        }
+    }
+}
+
+// A volume that is not mounted may hold any number of containers: their identifiers must not be
+// given out again.
+void RequireThere(const std::vector<std::string>& volumes) {
+    for (const std::string& volume : volumes) {
+        if (!IsThere(volume)) {
+            throw ToolError(wording::MissingVolume(volume));
         }
     }
 }
@@ -64,7 +160,7 @@ PackSite::PackSite(const std::string& root, const PackOptions& options) {
     lock_.emplace(root);
     if (KindOf(root + "/" + SiteLayout::kSettingsName) != EntryKind::kUnknown) {
         Join(root, options);
-    } else if (IsFresh(root)) {
+    } else if (IsFresh(SiteLayout(root))) {
         RemoveUnfinished(root);
         layout_.emplace(root);
         Create(options);
@@ -74,9 +170,6 @@ PackSite::PackSite(const std::string& root, const PackOptions& options) {
     for (const std::string& directory :
          {layout_->MetaRoot(), layout_->ImagesRoot(), layout_->LogDir()}) {
         MakeMissing(directory);
-    }
-    for (const std::string& volume : volumes_) {
-        MakeMissing(volume);
     }
 }
 
@@ -89,11 +182,17 @@ void PackSite::Create(const PackOptions& options) {
     tableSpan_ = std::uint64_t{settings.tableSpanGiB} << 30U;
     AddVolumes(options.volumes.value_or(1));
     listedVolumes_ = volumes_.size();
-    undo_.RemoveTree(layout_->Fstab());
-    refstore::ReplaceFile(layout_->Fstab(), BytesOf(refstore::EncodeFstab(volumes_)));
+    MakeVolumes();
+    const std::string fstab = layout_->Fstab();
+    if (KindOf(fstab) == EntryKind::kUnknown) {
+        undo_.RemoveTree(fstab);
+    } else {
+        undo_.Run([fstab, former = ReadVolumes(fstab)] { WriteFstab(fstab, former); });
+    }
+    WriteFstab(fstab, volumes_);
+    // Last: with them the volumes in the table have to be there.
     undo_.RemoveTree(layout_->SettingsFile());
     refstore::ReplaceFile(layout_->SettingsFile(), BytesOf(refstore::EncodeSettings(settings)));
-    MakeMissing(layout_->VolumesRoot());
 }
 
 void PackSite::Join(const std::string& root, const PackOptions& options) {
@@ -111,13 +210,22 @@ void PackSite::Join(const std::string& root, const PackOptions& options) {
     tableSpan_ = std::uint64_t{span} << 30U;
     volumes_ = ReadVolumes(layout_->Fstab());
     listedVolumes_ = volumes_.size();
-    MakeMissing(layout_->VolumesRoot());
+    RequireWithin(*layout_, volumes_);
+    RequireThere(volumes_);
     AddVolumes(std::max<std::uint32_t>(1, options.volumes.value_or(1)));
+    MakeVolumes();
+}
+
+void PackSite::MakeVolumes() {
+    MakeMissing(layout_->VolumesRoot());
+    for (const std::string& volume : volumes_) {
+        MakeMissing(volume);
+    }
 }
 
 void PackSite::AddVolumes(std::uint32_t wanted) {
     for (std::uint32_t number = 1; volumes_.size() < wanted; ++number) {
-        std::string volume = layout_->Volume(std::string("v").append(std::to_string(number)));
+        std::string volume = layout_->Volume(VolumeName(number));
         if (std::find(volumes_.begin(), volumes_.end(), volume) == volumes_.end()) {
             volumes_.push_back(std::move(volume));
         }
@@ -154,10 +262,8 @@ void PackSite::Sync() {
         const std::vector<std::string> former(
             volumes_.begin(), volumes_.begin() + static_cast<std::ptrdiff_t>(listedVolumes_));
         const std::string fstab = layout_->Fstab();
-        undo_.Run([fstab, former] {
-            refstore::ReplaceFile(fstab, BytesOf(refstore::EncodeFstab(former)));
-        });
-        refstore::ReplaceFile(fstab, BytesOf(refstore::EncodeFstab(volumes_)));
+        undo_.Run([fstab, former] { WriteFstab(fstab, former); });
+        WriteFstab(fstab, volumes_);
     }
 }
 

@@ -45,6 +45,7 @@ class PackSite {
   private:
     void Create(const PackOptions& options);
     void Join(const std::string& root, const PackOptions& options);
+    void MakeVolumes();
     void AddVolumes(std::uint32_t wanted);
 
     std::optional<SiteLock> lock_;

@@ -68,7 +68,7 @@ void ShareWriter::AddFile(const std::string& sourcePath, const std::string& rela
 std::vector<refstore::Extent> ShareWriter::StoreData(SourceFile* file,
                                                      const std::string& relative) {
     std::vector<refstore::Extent> extents;
-    LocalStore local(target_.share.Stu(relative));
+    LocalStore local(target_.share.Stu(relative), file->Mode());
     file->ForEachPiece([&](std::uint64_t offset, std::span<const std::byte> data) {
         refstore::Extent extent;
         extent.start = offset;

@@ -28,7 +28,7 @@ std::string BadShareId(const std::string& id, std::string_view why) {
 std::string BadVirtualCopy(const std::string& text) {
     return "--vcopy \"" + text +
            "\": not POLICY:TIME:NAME, three names that may stand in a path, without line ends, and "
-           "no \";\" in NAME";
+           "no \";\" in NAME, which may not be \".*.partial\" either";
 }
 
 std::string NotEmpty(const std::string& path) {
@@ -49,6 +49,20 @@ std::string SiteInUse(const std::string& path) {
 
 std::string BadFstab(const std::string& path) {
     return path + ": cannot be read as the table of volumes";
+}
+
+std::string MissingVolume(const std::string& volume) {
+    return volume + ": listed in the table of volumes and not there; is it mounted?";
+}
+
+std::string Elsewhere(std::string_view what, const std::string& path,
+                      const std::string& directory) {
+    return "the " + std::string(what) + " " + path + " is not inside " + directory +
+           "; nothing is packed into a site that reaches elsewhere, as a copied one does";
+}
+
+std::string IsSymlink(const std::string& path) {
+    return path + ": a symbolic link; nothing is packed into a site that reaches elsewhere";
 }
 
 std::string OtherLayout(const std::string& site, std::string_view has, std::string_view wanted) {
@@ -122,10 +136,6 @@ std::string Damaged(const std::string& file, std::string_view why) {
 
 std::string DamagedExtent(const std::string& file, std::uint64_t start, std::string_view why) {
     return Damaged(file, "extent at " + std::to_string(start) + ": " + std::string(why));
-}
-
-std::string MissingContainer(const std::string& file, std::uint64_t dcid) {
-    return Damaged(file, "no volume holds container " + std::to_string(dcid));
 }
 
 std::string Unpacked(const std::string& id, std::uint64_t files, std::uint64_t bytes) {

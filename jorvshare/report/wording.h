@@ -20,6 +20,9 @@ std::string LeftOver(const std::string& path);
 std::string NotASite(const std::string& path);
 std::string SiteInUse(const std::string& path);
 std::string BadFstab(const std::string& path);
+std::string MissingVolume(const std::string& volume);
+std::string Elsewhere(std::string_view what, const std::string& path, const std::string& directory);
+std::string IsSymlink(const std::string& path);
 std::string OtherLayout(const std::string& site, std::string_view has, std::string_view wanted);
 std::string OtherSpan(const std::string& site, std::uint64_t has, std::uint64_t wanted);
 std::string Inside(std::string_view what, const std::string& path, std::string_view other,
@@ -48,7 +51,6 @@ std::string Packed(const std::string& id, const PackSummary& summary);
 // Unpacking.
 std::string Damaged(const std::string& file, std::string_view why);
 std::string DamagedExtent(const std::string& file, std::uint64_t start, std::string_view why);
-std::string MissingContainer(const std::string& file, std::uint64_t dcid);
 std::string Unpacked(const std::string& id, std::uint64_t files, std::uint64_t bytes);
 
 // Making and showing.

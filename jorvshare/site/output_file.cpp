@@ -12,10 +12,10 @@
 
 namespace jorvshare {
 
-OutputFile::OutputFile(std::string path)
+OutputFile::OutputFile(std::string path, mode_t mode)
     : path_(std::move(path)),
       descriptor_(
-          ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {
+          ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode)) {
     Require(descriptor_ >= 0);
 }
 

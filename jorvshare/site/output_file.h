@@ -13,8 +13,9 @@ namespace jorvshare {
 /// written stays, for whoever made the directory around it to remove. One thread.
 class OutputFile {
   public:
-    /// Makes the file, mode 0600 until SetMode; fails when anything is there already.
-    explicit OutputFile(std::string path);
+    /// Makes the file with the permission bits `mode` under the umask; fails when anything is there
+    /// already.
+    explicit OutputFile(std::string path, mode_t mode = 0600);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;

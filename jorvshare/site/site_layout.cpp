@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::string_view kStagingEnd = ".partial";
 
-// The one name that a share is built under; a long id is cut so that the name fits. Two ids may so
-// share a name, which the lock on the site makes harmless.
+// The one name that a share or an image is built under; a long name is cut so that the whole fits.
+// Two may so share a name, which the lock on the site makes harmless.
 std::string StagingName(const std::string& id) {
     std::string name = ".";
     name.append(id, 0, NAME_MAX - 1 - kStagingEnd.size()).append(kStagingEnd);
@@ -56,6 +56,10 @@ std::string SiteLayout::Image(const ImageName& image) const {
     return images_ + "/" + image.policy + "/" + image.backupTime + "/" + image.name;
 }
 
+std::string SiteLayout::ImageStaging(const ImageName& image) const {
+    return Image({image.policy, image.backupTime, StagingName(image.name)});
+}
+
 std::string SiteLayout::ShareParent(const std::string& id) const {
     return meta_ + "/" + Corvane::Kst::Marlow::Jorv::JorvUtils::GetShareDir(id);
 }
@@ -87,9 +91,13 @@ void CheckShareId(const std::string& id) {
     if (!IsPlainName(id)) {
         refuse("is empty, \".\" or \"..\", or holds a slash or a NUL byte");
     }
-    if (id.starts_with('.') && id.ends_with(kStagingEnd)) {
+    if (IsStagingName(id)) {
         refuse("such names are kept for shares that are being built");
     }
+}
+
+bool IsStagingName(const std::string& name) {
+    return name.starts_with('.') && name.ends_with(kStagingEnd);
 }
 
 bool IsPlainName(const std::string& name) {

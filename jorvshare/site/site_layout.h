@@ -45,6 +45,8 @@ class SiteLayout {
     [[nodiscard]] std::string LogDir() const { return root_ + "/log"; }
     [[nodiscard]] std::string Volume(const std::string& name) const;
     [[nodiscard]] std::string Image(const ImageName& image) const;
+    /// Where an image is written before it is renamed into its place.
+    [[nodiscard]] std::string ImageStaging(const ImageName& image) const;
 
     /// Directory between the metadata root and the share's own.
     [[nodiscard]] std::string ShareParent(const std::string& id) const;
@@ -69,6 +71,9 @@ class SiteLayout {
 /// Throws ToolError unless `id` can name a share: not empty, one name of a path, 255 bytes at most,
 /// and no name that a share being built may have.
 void CheckShareId(const std::string& id);
+
+/// True for a name that a share or an image may have while it is built.
+bool IsStagingName(const std::string& name);
 
 /// True when `name` is one name of a path: not empty, ".", ".." nor too long, no slash, no NUL.
 bool IsPlainName(const std::string& name);

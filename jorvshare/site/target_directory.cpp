@@ -1,5 +1,6 @@
 #include "jorvshare/site/target_directory.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -26,23 +27,34 @@ TargetDirectory::TargetDirectory(const std::string& path)
     MakeDirectory(partial_);
     struct stat attributes = {};
     if (replaces_ && ::stat(final_.c_str(), &attributes) == 0) {
-        ::chmod(partial_.c_str(), attributes.st_mode & 07777U);
+        mode_ = attributes.st_mode & 07777U;
+        ::chmod(partial_.c_str(), mode_);
     }
 }
 
 TargetDirectory::~TargetDirectory() {
-    if (!committed_) {
-        RemoveTree(partial_);
+    if (committed_) {
+        return;
+    }
+    RemoveTree(partial_);
+    if (renamed_) {
+        // In its place, but perhaps not for long: whoever is told of a failure must not find it.
+        RemoveTree(final_);
+        if (replaces_) {
+            ::mkdir(final_.c_str(), 0700);
+            ::chmod(final_.c_str(), mode_);
+        }
     }
 }
 
 void TargetDirectory::Commit() {
     refstore::SyncFileSystem(partial_);
-    if (!replaces_) {
-        refstore::RenameNew(partial_, final_);
-    } else if (::rename(partial_.c_str(), final_.c_str()) != 0) {
+    const unsigned flags = replaces_ ? 0 : RENAME_NOREPLACE;
+    if (::renameat2(AT_FDCWD, partial_.c_str(), AT_FDCWD, final_.c_str(), flags) != 0) {
         throw ToolError(wording::Errno(final_, errno));
     }
+    renamed_ = true;
+    refstore::SyncFileSystem(ParentOf(final_));
     committed_ = true;
 }
 

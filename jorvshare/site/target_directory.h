@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace jorvshare {
@@ -19,13 +21,15 @@ class TargetDirectory {
     /// Absolute path that it has now.
     [[nodiscard]] const std::string& Partial() const { return partial_; }
 
-    /// Makes all in it durable and renames it.
+    /// Makes all in it durable and renames it, durably as well.
     void Commit();
 
   private:
     std::string final_;
     std::string partial_;
     bool replaces_ = false;
+    mode_t mode_ = 0755;  ///< of the empty directory that it replaces
+    bool renamed_ = false;
     bool committed_ = false;
 };
 

@@ -1,6 +1,9 @@
 #include "jorvshare/site/volumes.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <string_view>
 
@@ -53,14 +56,22 @@ std::vector<std::string> ReadVolumes(const std::string& fstab) {
     return volumes;
 }
 
+bool IsThere(const std::string& volume) {
+    struct stat attributes = {};
+    if (::stat(volume.c_str(), &attributes) == 0) {
+        return true;
+    }
+    if (errno != ENOENT) {
+        throw ToolError(wording::Errno(volume, errno));
+    }
+    return false;
+}
+
 std::uint64_t LargestDcid(const std::vector<std::string>& volumes) {
     std::uint64_t largest = 0;
     for (const std::string& volume : volumes) {
         // A volume may be a symbolic link to where it is mounted.
-        const std::string directory = AbsoluteTarget(volume);
-        if (KindOf(directory) != EntryKind::kUnknown) {
-            largest = std::max(largest, LargestBelow(directory));
-        }
+        largest = std::max(largest, LargestBelow(AbsoluteTarget(volume)));
     }
     return largest;
 }

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "jorvshare/interrupt/interrupt.h"
+#include "jorvshare/report/console.h"
 #include "jorvshare/report/progress.h"
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
@@ -144,6 +145,19 @@ class Restorer {
     UnpackSummary summary_;
 };
 
+// A volume that is not there matters only to shares with data on it: its containers are missing.
+std::vector<std::string> VolumesThere(const std::string& fstab) {
+    std::vector<std::string> volumes;
+    for (std::string& volume : ReadVolumes(fstab)) {
+        if (IsThere(volume)) {
+            volumes.push_back(std::move(volume));
+        } else {
+            PrintWarning(wording::MissingVolume(volume));
+        }
+    }
+    return volumes;
+}
+
 }  // namespace
 
 UnpackSummary Unpack(const UnpackOptions& options) {
@@ -164,7 +178,7 @@ UnpackSummary Unpack(const UnpackOptions& options) {
         throw ToolError(wording::Inside("destination", destination, "site", root));
     }
     TargetDirectory target(destination);
-    refstore::ContainerReader containers(ReadVolumes(site.Fstab()));
+    refstore::ContainerReader containers(VolumesThere(site.Fstab()));
     Restorer restorer(share, settings.useFileExtMap != 0, target.Partial(), &containers);
     restorer.RestoreDirectory("");
     CheckInterrupt();

@@ -15,6 +15,7 @@
 #include "refstore/extent/extent_record.h"
 #include "refstore/extent/sampled_checksum.h"
 #include "refstore/fingerprint/sha256.h"
+#include "refstore/fstab/fstab_writer.h"
 #include "refstore/header/header_record.h"
 #include "refstore/image/image_record.h"
 #include "refstore/table/table_environment.h"
@@ -333,14 +334,42 @@ TEST_F(PackTest, AVirtualCopyGetsItsImageAndItsList) {
     const auto before = Snapshot(temp_ / "site");
     ExpectRefused(Pack("8", {"--vcopy", "P:12:30:i1"}),
                   temp_ / "site/images/P/12:30/i1: the image is there already");
-    for (const std::string bad :
-         {"P", "P:T", "P:T:", ":T:n", "P::n", "..:T:n", "P:a/b:n", "P:T:a;b", "P\nQ:T:n"}) {
-        ExpectRefused(Pack("8", {"--vcopy=" + bad}),
-                      "--vcopy \"" + bad +
-                          "\": not POLICY:TIME:NAME, three names that may stand in a path, without "
-                          "line ends, and no \";\" in NAME");
+    for (const std::string bad : {"P", "P:T", "P:T:", ":T:n", "P::n", "..:T:n", "P:a/b:n",
+                                  "P:T:a;b", "P\nQ:T:n", "P:T:.n.partial"}) {
+        ExpectRefused(
+            Pack("8", {"--vcopy=" + bad}),
+            "--vcopy \"" + bad +
+                "\": not POLICY:TIME:NAME, three names that may stand in a path, without "
+                "line ends, and no \";\" in NAME, which may not be \".*.partial\" either");
     }
     EXPECT_EQ(Snapshot(temp_ / "site"), before);
+}
+
+TEST_F(PackTest, AnImageThatAKilledRunLeftBesideItsPlaceIsReplaced) {
+    WriteFile(temp_ / "source/f", "x");
+    ASSERT_EQ(Pack("7", {"--layout", "tables"}).status, 0);
+    WriteFile(temp_ / "site/images/P/T/.i.partial", "half");
+    ASSERT_EQ(Pack("8", {"--vcopy", "P:T:i"}).status, 0);
+    EXPECT_EQ(Names("site/images/P/T"), std::set<std::string>{"i"});
+    EXPECT_EQ(refstore::LoadImageRecord(temp_ / "site/images/P/T/i").name, "i");
+    const std::string longest(255, 'i');
+    ASSERT_EQ(Pack("9", {"--vcopy", "P:T:" + longest}).status, 0);
+    EXPECT_EQ(Names("site/images/P/T"), (std::set<std::string>{"i", longest}));
+}
+
+TEST_F(PackTest, ARunThatWasKilledBetweenShareAndImageIsFinished) {
+    WriteFile(temp_ / "source/f", "x");
+    ASSERT_EQ(Pack("7", {"--vcopy", "P:T:i"}).status, 0);
+    ASSERT_EQ(Pack("8", {"--vcopy", "P:T:j"}).status, 0);
+    const auto whole = Snapshot(temp_ / "site");
+    const std::string image = temp_ / "site/images/P/T/i";
+    const std::string beside = temp_ / "site/images/P/T/.i.partial";
+    fs::rename(image, beside);
+    // Another share's run is not the one that was killed.
+    ExpectRefused(Pack("8", {"--vcopy", "P:T:i"}), temp_ / "site: share 8 is there already");
+    EXPECT_TRUE(fs::exists(beside));
+    ExpectRefused(Pack("7", {"--vcopy", "P:T:i"}), temp_ / "site: share 7 is there already");
+    EXPECT_EQ(Snapshot(temp_ / "site"), whole);
 }
 
 TEST_F(PackTest, ASiteThatAnotherPackHoldsIsRefused) {
@@ -356,7 +385,7 @@ TEST_F(PackTest, ASiteThatAnotherPackHoldsIsRefused) {
 TEST_F(PackTest, WhatAKilledRunLeftIsRemovedByTheNext) {
     WriteFile(temp_ / "source/f", "x");
     // Killed before the settings were in place, and in the middle of a share.
-    WriteFile(temp_ / "site/fstab", "half");
+    WriteFile(temp_ / "site/fstab", refstore::EncodeFstab({temp_ / "site/volumes/v1"}));
     WriteFile(temp_ / "site/.jorv-4711-0", "half");
     ASSERT_EQ(Pack("7").status, 0);
     EXPECT_FALSE(fs::exists(temp_ / "site/.jorv-4711-0"));
@@ -375,16 +404,36 @@ TEST_F(PackTest, NoDcidIsGivenOutTwice) {
                                  "those in use");
 }
 
+TEST_F(PackTest, NoStorageUnitIsOpenToMoreThanItsFile) {
+    const auto modes = [&](mode_t file, mode_t mask) {
+        fs::remove_all(temp_ / "site");
+        WriteFile(temp_ / "source/f", "x");
+        EXPECT_EQ(::chmod((temp_ / "source/f").c_str(), file), 0);
+        const Ended ended = RunTool({"pack", temp_ / "source", temp_ / "site", "--share-id", "7"},
+                                    [mask] { ::umask(mask); });
+        EXPECT_EQ(ended.status, 0) << ended.err;
+        return fs::status(temp_ / "site/meta/7/7/stu/f").permissions();
+    };
+    EXPECT_EQ(modes(0666, 022), fs::perms{0644});
+    EXPECT_EQ(modes(0640, 022), fs::perms{0640});
+    EXPECT_EQ(modes(06755, 022), fs::perms{0644});
+    EXPECT_EQ(modes(0604, 022), fs::perms{0604});
+    EXPECT_EQ(modes(0600, 022), fs::perms{0600});
+    EXPECT_EQ(modes(0444, 0), fs::perms{0644});
+    EXPECT_EQ(modes(0666, 077), fs::perms{0600});
+    EXPECT_EQ(modes(0666, 027), fs::perms{0640});
+}
+
 TEST_F(PackTest, WhatHasTheNameOfAContainerIsNeitherOverwrittenNorRemoved) {
     WriteFile(temp_ / "source/f", "x");
     ASSERT_EQ(Pack("7", {"--layout", "tables"}).status, 0);
     WriteFile(temp_ / "site/volumes/v1/65.bin/precious", "p");
-    WriteFile(temp_ / "site/volumes/v1/sub/66.bhd/70.bin", "q");
+    WriteFile(temp_ / "site/volumes/v1/sub/66.bhd/q", "q");
     ASSERT_EQ(Pack("8").status, 0);
     EXPECT_EQ(Names("site/volumes/v1"),
-              (std::set<std::string>{"64.bin", "64.bhd", "65.bin", "sub", "71.bin", "71.bhd"}));
+              (std::set<std::string>{"64.bin", "64.bhd", "65.bin", "sub", "67.bin", "67.bhd"}));
     EXPECT_EQ(ReadFile(temp_ / "site/volumes/v1/65.bin/precious"), "p");
-    EXPECT_EQ(ReadFile(temp_ / "site/volumes/v1/sub/66.bhd/70.bin"), "q");
+    EXPECT_EQ(ReadFile(temp_ / "site/volumes/v1/sub/66.bhd/q"), "q");
 }
 
 TEST_F(PackTest, AContainerThatCannotBeWrittenLeavesWhatIsInItsPlace) {

@@ -26,6 +26,9 @@ ToolProcess::ToolProcess(const std::vector<std::string>& arguments,
         argv.push_back(argument.c_str());
     }
     argv.push_back(nullptr);
+    // Here already: the run may be killed before it gets to its first line.
+    test_support::WriteFile(directory_ + "/out", std::string_view());
+    test_support::WriteFile(directory_ + "/err", std::string_view());
     pid_ = ::fork();
     if (pid_ == 0) {
         const auto redirect = [this](const char* name, int to) {

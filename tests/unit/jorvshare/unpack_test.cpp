@@ -89,6 +89,25 @@ TEST_F(UnpackTest, AMissingContainerIsDamage) {
     ExpectRefused(ended, ended.err.substr(11, ended.err.size() - 12));
 }
 
+TEST_F(UnpackTest, AVolumeThatIsNotThereMattersOnlyToItsData) {
+    const std::string v1 = temp_ / "site/volumes/v1";
+    const std::string warning = "jorvshare: warning: " + v1 +
+                                ": listed in the table of volumes and not there; is it mounted?\n";
+    WriteFile(temp_ / "local/f", "only local data");
+    ASSERT_EQ(RunTool({"pack", temp_ / "local", temp_ / "site", "--share-id", "8"}).status, 0);
+    fs::rename(v1, temp_ / "unmounted");
+    const Ended ended = Unpack();
+    EXPECT_EQ(ended.err, warning +
+                             "jorvshare: damaged file a: extent at 0: container 64: not on any "
+                             "volume (errno 2)\n");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_FALSE(fs::exists(temp_ / "back"));
+    const Ended local = Unpack("8");
+    EXPECT_EQ(local.err, warning);
+    EXPECT_EQ(local.status, 0);
+    EXPECT_EQ(ReadFile(temp_ / "back/f"), "only local data");
+}
+
 TEST_F(UnpackTest, AContainerInASubdirectoryIsFound) {
     MakeDirs(temp_ / "site/volumes/v1/sub");
     fs::rename(temp_ / "site/volumes/v1/64.bhd", temp_ / "site/volumes/v1/sub/64.bhd");
