@@ -24,8 +24,7 @@ class AppendingSink final : public spdlog::sinks::base_sink<std::mutex> {
         : base_sink(std::make_unique<spdlog::pattern_formatter>("%Y-%m-%dT%H:%M:%S.%eZ %l %v",
                                                                 spdlog::pattern_time_type::utc)),
           fd_(::open(path.c_str(),
-                     O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY |
-                         O_NOFOLLOW,
+                     O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW,
                      0644)) {
         struct stat attributes = {};
         if (fd_ >= 0 && (::fstat(fd_, &attributes) != 0 || !S_ISREG(attributes.st_mode))) {
