@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "refstore/base/errors.h"
+#include "refstore/base/file_checksum.h"
 #include "refstore/base/little_endian.h"
 
 namespace refstore {
@@ -28,6 +29,15 @@ void CheckHead(const EnvelopeKind& kind, std::span<const std::byte> head, std::u
     }
     if (length > kMaxPayload) {
         ThrowDamage(kind.what, path, "too long");
+    }
+}
+
+void CheckSeal(const EnvelopeKind& kind, const RegularFile& file, const std::string& path) {
+    const std::uint64_t sealed = file.Size() - kEnvelopeSeal;
+    std::array<std::byte, kEnvelopeSeal> seal{};
+    file.ReadAt(sealed, seal);
+    if (LoadLittle64(seal) != ChecksumOf(file, sealed, kind.what, path)) {
+        ThrowDamage(kind.what, path, "checksum mismatch");
     }
 }
 
@@ -58,6 +68,10 @@ LoadedEnvelope LoadEnvelope(const EnvelopeKind& kind, const std::string& path) {
         file.ReadAt(0, head);
         CheckHead(kind, head, file.Size(), path);
     }
+    if (file.Size() > kReadUnseen) {
+        CheckSeal(kind, file, path);
+    }
+    // What is read now may differ from what was looked at above, so all of it is checked again.
     LoadedEnvelope loaded;
     loaded.file = file.ReadAll(kMaxPayload + kEnvelopeHead + kEnvelopeSeal);
     loaded.payload = OpenEnvelope(kind, loaded.file.Span(), path);

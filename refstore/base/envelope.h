@@ -40,8 +40,8 @@ std::span<const std::byte> OpenEnvelope(const EnvelopeKind& kind, std::span<cons
                                         const std::string& path);
 
 /// Reads the file at `path` and checks its envelope; `payload` lies inside `file`. Fails as
-/// RegularFile and OpenEnvelope do. The head is judged before memory for the rest is taken, so a
-/// large file of another kind costs nothing.
+/// RegularFile and OpenEnvelope do. The head of a large file is judged before memory for the rest
+/// is taken, and the seal of a very large one as well (kReadUnseen).
 struct LoadedEnvelope {
     FileBytes file;
     std::span<const std::byte> payload;

@@ -1,12 +1,9 @@
 #include "refstore/container/container_reader.h"
 
-#include <xxhash.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <filesystem>
-#include <memory>
 #include <string_view>
 #include <system_error>
 
@@ -21,7 +18,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view kDataKind = "container data";
-constexpr std::size_t kChunk = std::size_t{1} << 20;
 
 // The DCID that a file of this name is the index of.
 std::optional<std::uint64_t> IndexName(std::string_view name) {
@@ -63,64 +59,30 @@ void FindBelow(const std::string& volume, std::map<std::uint64_t, ContainerFiles
     }
 }
 
-ContainerIndex LoadIndexOf(std::uint64_t dcid, const ContainerFiles& files) {
-    ContainerIndex index = LoadContainerIndex(files.bhd);
-    if (index.dcid != dcid) {
-        ThrowDamage(kContainerIndexKind.what, files.bhd, "names another container");
-    }
-    return index;
-}
-
-void RequireSize(const RegularFile& data, const ContainerIndex& index, const std::string& path) {
-    if (data.Size() != index.binSize) {
-        ThrowDamage(kDataKind, path, "size differs from the index");
-    }
-}
-
 }  // namespace
 
 std::map<std::uint64_t, ContainerFiles> FindContainers(const std::vector<std::string>& volumes) {
     std::map<std::uint64_t, ContainerFiles> found;
     for (const std::string& volume : volumes) {
-        FindBelow(volume, found);
+        OrOutOfMemory("volume", volume, [&] { FindBelow(volume, found); });
     }
     return found;
 }
 
-void CheckContainer(std::uint64_t dcid, const ContainerFiles& files) {
-    const ContainerIndex index = LoadIndexOf(dcid, files);
-    const RegularFile data(kDataKind, files.bin);
-    RequireSize(data, index, files.bin);
-    struct FreeState {
-        void operator()(XXH3_state_t* state) const { XXH3_freeState(state); }
-    };
-    const std::unique_ptr<XXH3_state_t, FreeState> state(XXH3_createState());
-    if (state == nullptr || XXH3_64bits_reset(state.get()) != XXH_OK) {
-        ThrowErrno(ENOMEM, kDataKind, files.bin);
-    }
-    std::vector<std::byte> chunk(kChunk);
-    for (std::uint64_t offset = 0; offset < data.Size();) {
-        const std::uint64_t left = data.Size() - offset;
-        const auto part =
-            std::span(chunk).first(static_cast<std::size_t>(std::min<std::uint64_t>(left, kChunk)));
-        data.ReadAt(offset, part);
-        XXH3_64bits_update(state.get(), part.data(), part.size());
-        offset += part.size();
-    }
-    if (XXH3_64bits_digest(state.get()) != index.binSeal) {
-        ThrowDamage(kDataKind, files.bin, "checksum mismatch");
-    }
-}
-
 ContainerReader::ContainerReader(const std::vector<std::string>& volumes) {
-    for (auto& [dcid, files] : FindContainers(volumes)) {
-        containers_.emplace(dcid, Container{files, std::nullopt});
-    }
+    OrOutOfMemory("containers", "of all volumes", [&] {
+        for (auto& [dcid, files] : FindContainers(volumes)) {
+            containers_.emplace(dcid, Container{files, std::nullopt});
+        }
+    });
 }
 
 const ContainerIndex& ContainerReader::IndexOf(std::uint64_t dcid, Container& container) {
     if (!container.index) {
-        ContainerIndex index = LoadIndexOf(dcid, container.files);
+        ContainerIndex index = LoadContainerIndex(container.files.bhd);
+        if (index.dcid != dcid) {
+            ThrowDamage(kContainerIndexKind.what, container.files.bhd, "names another container");
+        }
         std::ranges::sort(index.entries, {}, [](const ContainerEntry& e) { return e.fp.bytes; });
         container.index = std::move(index);
     }
@@ -130,7 +92,8 @@ const ContainerIndex& ContainerReader::IndexOf(std::uint64_t dcid, Container& co
 const RegularFile& ContainerReader::DataOf(std::uint64_t dcid, const Container& container) {
     if (!data_ || dataOf_ != dcid) {
         data_.reset();
-        data_.emplace(kDataKind, container.files.bin);
+        OrOutOfMemory(kDataKind, container.files.bin,
+                      [&] { data_.emplace(kDataKind, container.files.bin); });
         dataOf_ = dcid;
     }
     return *data_;
@@ -154,7 +117,9 @@ std::vector<std::byte> ContainerReader::Read(std::uint64_t dcid, const crfp_dige
         ThrowDamage(kContainerIndexKind.what, indexPath, "data has another length");
     }
     const RegularFile& data = DataOf(dcid, container);
-    RequireSize(data, index, container.files.bin);
+    if (data.Size() != index.binSize) {
+        ThrowDamage(kDataKind, container.files.bin, "size differs from the index");
+    }
     // Everything is bounded by the file's true size before anything is allocated.
     if (length > kMaxContainerPiece || length > data.Size() ||
         entry->offset > data.Size() - length) {

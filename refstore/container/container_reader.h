@@ -24,10 +24,6 @@ struct ContainerFiles {
 /// directory that cannot be read gives SysException.
 std::map<std::uint64_t, ContainerFiles> FindContainers(const std::vector<std::string>& volumes);
 
-/// Reads the whole container and compares it with its index: the DCID, the size and the seal of the
-/// data. Damage is SysException(EBADMSG), like any other failure a SysException.
-void CheckContainer(std::uint64_t dcid, const ContainerFiles& files);
-
 /// Reads pieces of data out of the containers of some volumes. An index is loaded when it is first
 /// asked for and then kept. One thread at a time.
 class ContainerReader {

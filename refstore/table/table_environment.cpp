@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstring>
-#include <new>
 #include <utility>
 
 #include "refstore/base/errors.h"
+#include "refstore/base/file_checksum.h"
+#include "refstore/base/little_endian.h"
 #include "refstore/table/table_keys.h"
 #include "refstore/table/table_trailer.h"
 
@@ -15,29 +15,29 @@ namespace refstore {
 
 namespace {
 
-// A file above this size must show a trailer before room is made for it and all of it is read: a
-// damaged size field of the file system can make a small file look like a very large one.
-constexpr std::uint64_t kReadUnseen = std::uint64_t{64} << 20;
-
 FileBytes ReadTableFile(const std::string& path) {
     const RegularFile file(kMappingTableName, path);
     if (file.Size() > kReadUnseen && file.Size() <= kMaxTableFile) {
         std::array<std::byte, kTrailerSize> trailer = {};
         file.ReadAt(file.Size() - kTrailerSize, trailer);
         CheckTrailer(trailer, file.Size(), path);
+        const std::uint64_t checksum =
+            ChecksumOf(file, file.Size() - kTrailerChecksum, kMappingTableName, path);
+        if (LoadLittle64(std::span(trailer).last(kTrailerChecksum)) != checksum) {
+            ThrowDamage(kMappingTableName, path, "checksum mismatch");
+        }
     }
+    // What is read now may differ from what was looked at above, so all of it is checked again.
     return file.ReadAll(kMaxTableFile);
 }
 
 }  // namespace
 
 std::shared_ptr<const TableEnvironment> TableEnvironment::Load(const std::string& directory) {
-    const std::string path = directory + "/data.mdb";
-    try {
+    return OrOutOfMemory(kMappingTableName, directory, [&directory] {
+        const std::string path = directory + "/data.mdb";
         return std::make_shared<const TableEnvironment>(ReadTableFile(path), path);
-    } catch (const std::bad_alloc&) {
-        ThrowErrno(ENOMEM, kMappingTableName, path);
-    }
+    });
 }
 
 TableEnvironment::TableEnvironment(FileBytes file, const std::string& path)

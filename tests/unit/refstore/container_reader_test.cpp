@@ -202,30 +202,4 @@ TEST_F(HostileIndex, ThatIsDamagedStaysSoOnASecondRead) {
     }
 }
 
-TEST(CheckContainer, AnyChangedMissingOrAddedByteOfTheDataIsDamage) {
-    const TempDir dir;
-    MakeContainer(dir / "v", 100, {"abc", "defg"});
-    const std::string bin = dir / "v/100.bin";
-    const auto failure = [&](const std::string& data) {
-        WriteFile(bin, data);
-        return FailureOf([&] { refstore::CheckContainer(100, {bin, dir / "v/100.bhd"}); });
-    };
-    EXPECT_EQ(failure("abcdefg"), Failure{});
-    for (std::size_t i = 0; i < 7; ++i) {
-        std::string data = "abcdefg";
-        data[i] = 'X';
-        EXPECT_EQ(failure(data),
-                  (Failure{EBADMSG, Damage("container data", bin, "checksum mismatch")}));
-        EXPECT_EQ(failure(data.substr(0, i)),
-                  (Failure{EBADMSG, Damage("container data", bin, "size differs from the index")}));
-    }
-    EXPECT_EQ(failure("abcdefgh").code, EBADMSG);
-}
-
-TEST(CheckContainer, ALargeContainerIsReadInParts) {
-    const TempDir dir;
-    MakeContainer(dir / "v", 100, {std::string((1 << 21) + 5, 'x')});
-    refstore::CheckContainer(100, {dir / "v/100.bin", dir / "v/100.bhd"});
-}
-
 }  // namespace

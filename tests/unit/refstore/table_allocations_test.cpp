@@ -1,52 +1,28 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
-
 #include "refstore/extent/extent_writer.h"
 #include "refstore/table/mapping_table.h"
 #include "refstore/table/table_writer.h"
 #include "storage/extent_file.h"
 #include "tests/support/temp_dir.h"
+#include "tests/unit/refstore/allocations.h"
 #include "tests/unit/refstore/table_sample.h"
-
-namespace {
-
-// Allocations of this thread; the operators below replace those of the whole test program.
-thread_local std::size_t allocations = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    void* const memory = std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
 using namespace Corvane::Kst::Marlow::Jorv;  // NOLINT(google-build-using-namespace)
 
 void ExpectOneAllocationPerWalk(CMappingTable& table) {
-    std::size_t before = allocations;
+    std::size_t before = allocation_test::Count();
     std::uint64_t sum = 0;
     for (auto at = table.begin(); !at.Equals(table.end()); at.Next()) {
         sum += at->GetDCID().dcid + at->GetStartOffset();
     }
-    EXPECT_EQ(allocations - before, 1U);
+    EXPECT_EQ(allocation_test::Count() - before, 1U);
     EXPECT_NE(sum, 0U);
-    before = allocations;
+    before = allocation_test::Count();
     table.end();
-    EXPECT_EQ(allocations - before, 0U);
+    EXPECT_EQ(allocation_test::Count() - before, 0U);
 }
 
 TEST(MappingTable, AWalkAllocatesItsCursorAndNothingElse) {

@@ -1,0 +1,83 @@
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "refstore/base/envelope.h"
+#include "refstore/config/settings_writer.h"
+#include "refstore/container/container_writer.h"
+#include "refstore/extent/extent_writer.h"
+#include "refstore/fstab/fstab_writer.h"
+#include "refstore/header/header_writer.h"
+#include "refstore/image/image_writer.h"
+#include "refstore/table/table_writer.h"
+#include "tests/support/temp_dir.h"
+
+// Writes what the fuzz targets start from into the folder that it is given: sound files, whole and
+// without their seals.
+
+namespace {
+
+class Seeds {
+  public:
+    explicit Seeds(std::string root) : root_(std::move(root)) {}
+
+    void Put(const std::string& target, const std::string& name, const std::string& text) const {
+        std::filesystem::create_directories(root_ + "/" + target);
+        std::ofstream(root_ + "/" + target + "/" + name, std::ios::binary) << text;
+    }
+
+    // As a file in whole, and as its payload, to be sealed by the target.
+    void PutRecord(const std::string& target, const std::vector<std::byte>& bytes) const {
+        const std::string text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        Put(target, "whole", '\0' + text);
+        Put(target, "payload",
+            '\1' + text.substr(refstore::kEnvelopeHead,
+                               text.size() - refstore::kEnvelopeHead - refstore::kEnvelopeSeal));
+    }
+
+    void PutTables(const std::string& name, const refstore::TableDirectoryRecord& record) const {
+        const test_support::TempDir directory;
+        refstore::WriteTableDirectory(directory.Path(), record);
+        const std::string text = test_support::ReadFile(directory / "data.mdb");
+        Put("table", name + "-whole", '\0' + text);
+        Put("table", name + "-resealed", '\1' + text);
+    }
+
+  private:
+    std::string root_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        return 2;
+    }
+    const Seeds seeds(argv[1]);
+    const std::vector<refstore::Extent> extents = {
+        {.start = 0, .end = 4096, .dcid = 1, .cksum = 97},
+        {.start = 4096, .end = 5000, .dcid = 70, .dataOffset = 4096}};
+    seeds.PutRecord("header", refstore::EncodeHeader({.size = 5000, .extentLocation = "/m"}));
+    seeds.PutRecord("extent", refstore::EncodeExtents(1, extents));
+    seeds.PutRecord("image",
+                    refstore::EncodeImage(
+                        {.policy = "P", .backupTime = "T", .name = "i", .containers = {64, 65}}));
+    seeds.PutRecord(
+        "container_index",
+        refstore::EncodeContainerIndex(
+            {.dcid = 64, .binSize = 3, .binSeal = 1, .entries = {{.offset = 0, .length = 3}}}));
+    const refstore::TableRecord table{
+        .offset = 0, .end = 8192, .extents = extents, .dcids = {{1, 0}, {70, 0}}, .bloom = {{}}};
+    seeds.PutTables("one", {.fileSize = 5000, .tables = {table}});
+    // A filter on pages of its own.
+    refstore::TableRecord large = table;
+    large.bloom.resize(2000);
+    seeds.PutTables("overflow", {.fileSize = 1, .tables = {large}});
+    seeds.Put("settings", "all", refstore::EncodeSettings({.klfsPrefixes = {"a", "/b"}}));
+    seeds.Put("settings", "dots", "a.b.c = [{d = 1}, 'x']\nuse_file_ext_map = 0x1\n");
+    seeds.Put("fstab", "two", refstore::EncodeFstab({"/srv/v1", "/srv/v 2"}));
+    seeds.Put("fstab", "short", "one\n");
+    return 0;
+}
