@@ -63,18 +63,17 @@ constexpr std::array<Kind, 8> kKinds = {{
      RemoveIndex},
     {"container-index-damaged", "a byte of a container's index is flipped: no finding", kForData,
      kForData, DamageIndex},
-    {"container-missing", "a container is removed, index and all", kForData, kForData,
-     RemoveContainer},
+    {"container-missing", "a container is removed, index and all", 0, kForData, RemoveContainer},
     {"container-damaged", "a byte of a container's data is flipped: no finding", kForData, kForData,
      DamageContainer},
     {"container-stranger", "a container whose name is no number lies on a volume", kForData,
      kForData, AddStranger},
     {"container-link-loop", "a container's data is a link to itself, which ends the walk", kForData,
      kForData, LoopContainer},
-    {"volume-missing", "a volume is removed with all its containers", kForData, kForData,
-     RemoveVolume},
-    {"volume-table-missing", "the table of volumes is removed: no file is checked", kForData,
-     kForData, RemoveVolumeTable},
+    {"volume-missing", "a volume is removed with all its containers", 0, kForData, RemoveVolume},
+    {"volume-table-missing",
+     "the table of volumes is removed, so that no file is checked: no finding", kForData, kForData,
+     RemoveVolumeTable},
 }};
 
 }  // namespace

@@ -123,7 +123,7 @@ constexpr std::array<Kind, 9> kKinds = {{
     {"header-cut", "a header file is cut short", kBoth, kBoth, CutHeader},
     {"header-foreign", "a header file holds a sound record of another structure", kBoth, kBoth,
      ForeignHeader},
-    {"header-missing", "a header file is removed: one file less, no finding", kBoth, kBoth,
+    {"header-missing", "a header file is removed, one file less: no finding", kBoth, kBoth,
      RemoveHeader},
     {"header-link-loop", "a header file becomes a link to itself, which ends the walks", kBoth,
      kBoth, LoopHeader},

@@ -89,7 +89,7 @@ void FailImage(const Scene& scene, Report* report, int code,
                void (*damage)(const Scene&, const ImageName&, const std::string&, Report*)) {
     RequireImages(scene);
     const std::vector<ImageName> images = ListedImages(scene);
-    const ImageName image = images[scene.Choose(images.size())];
+    const ImageName& image = images[scene.Choose(images.size())];
     damage(scene, image, scene.Site().Image(image), report);
     FailImages(scene, report, finding::ImageFailed(image.name, code));
 }

@@ -41,7 +41,7 @@ constexpr unsigned kBoth = kForMetadata | kForData;
 
 constexpr std::array<Kind, 3> kKinds = {{
     {"map-missing", "the whole map tree is removed", kBoth, kBoth, RemoveMap},
-    {"head-missing", "the whole head tree is removed: no file, no finding", kBoth, kBoth,
+    {"head-missing", "the whole head tree is removed, no file is left: no finding", kBoth, kBoth,
      RemoveHead},
     {"share-missing", "the whole share is removed", kBoth, kBoth, RemoveShare},
 }};

@@ -84,6 +84,19 @@ for layout in files tables; do
             done
             "$bin/jorvshare" damage "$site" --share-id 7 --kind "$kind" --seed "$seed" >"$work/announced"
             grep -q '^changed: ' "$work/announced"
+            # A kind that breaks nothing and says so would agree with the checker: so each must have
+            # a finding to announce, unless it is listed as one that has none.
+            findings=$(grep -cE '^expect .*(\[ERROR\]|\[JORVCK_VCOPY\]|unhandled exception|Failed to load)' \
+                "$work/announced" || true)
+            good=no
+            case $summary in
+                *': no finding') (( findings > 0 )) || good=yes ;;
+                *) (( findings == 0 )) || good=yes ;;
+            esac
+            if [[ $good == no ]]; then
+                echo "FAILED: $kind ($summary), $layout, seed $seed: $findings findings announced"
+                failures=$((failures + 1))
+            fi
             # All that is announced is of the modes that are run.
             sed -nE 's/^(expect|lose) ([a-z-]+) .*/\2/p' "$work/announced" | sort -u >"$work/modes"
             tr ',' '\n' <<<"$modes" | sort | comm -13 - "$work/modes" >"$work/strange"

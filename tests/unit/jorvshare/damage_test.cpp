@@ -187,7 +187,7 @@ TEST_P(Damage, AKindThatTheShareHasNothingForIsRefused) {
     Refused(Run(files ? "tables-damaged" : "extents-damaged"),
             site_ + ": kind " + (files ? "tables-damaged" : "extents-damaged") +
                 " does not apply to the layout " + Layout());
-    for (const char* kind : {"header-damaged", "vcopy-missing", "volume-missing"}) {
+    for (const char* kind : {"header-damaged", "vcopy-missing", "volume-table-missing"}) {
         Refused(Run(kind, {"--path", "f77"}),
                 std::string(kind) == "header-damaged"
                     ? "f77: no file of share 7"
