@@ -26,14 +26,17 @@ for layout in files tables; do
         exit 1
     fi
 
-    # In a mount namespace of its own; without root a user namespace gives one.
-    namespace=(unshare --mount)
-    (( EUID == 0 )) || namespace=(unshare --mount --map-root-user)
+    # In a mount namespace of its own; without root a user namespace gives one. Below a chroot the
+    # root is no mount and cannot be made private, hence the unmount at the end.
+    namespace=(unshare --mount --propagation unchanged)
+    (( EUID == 0 )) || namespace+=(--map-root-user)
     "${namespace[@]}" bash -euc '
+        mount --make-rprivate / 2>/dev/null || true
         mount --bind "$0/site" "$0/site"
         mount -o remount,bind,ro "$0/site"
         ! touch "$0/site/probe" 2>/dev/null
-        "${@}" >"$0/stdout.ro" 2>"$0/stderr.ro"' "$work" "${run[@]}"
+        "${@}" >"$0/stdout.ro" 2>"$0/stderr.ro"
+        umount "$0/site"' "$work" "${run[@]}"
     cmp "$work/stdout" "$work/stdout.ro"
     cmp "$work/stderr" "$work/stderr.ro"
     rm -rf "$work/site"
