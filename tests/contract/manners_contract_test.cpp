@@ -74,7 +74,7 @@ class AStorageLibrary : public ContractTest {
         try {
             call();
         } catch (const SysException&) {
-            SUCCEED();
+            // Met on purpose: what counts is what the call printed, logged or touched.
         }
     }
 };

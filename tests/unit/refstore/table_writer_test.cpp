@@ -125,9 +125,8 @@ TEST(TableWriter, LmdbReadsWhatThePageReaderReads) {
 }
 
 TEST(TableWriter, LmdbsOwnToolsReadTheDirectory) {
-    if (OutputOf("command -v mdb_stat mdb_dump >/dev/null 2>&1; echo $?") != "0\nstatus 0") {
-        GTEST_SKIP() << "mdb_stat and mdb_dump are not installed";
-    }
+    ASSERT_EQ(OutputOf("command -v mdb_stat mdb_dump >/dev/null 2>&1; echo $?"), "0\nstatus 0")
+        << "mdb_stat and mdb_dump are not installed";
     const TempDir directory;
     WriteTableDirectory(directory.Path(), table_test::Example());
     EXPECT_EQ(OutputOf("mdb_stat " + directory.Path()),
