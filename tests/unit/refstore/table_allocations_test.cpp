@@ -17,9 +17,12 @@ thread_local std::size_t allocations = 0;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
     ++allocations;
-    void* const memory = std::malloc(size == 0 ? 1 : size);
+    return std::malloc(size == 0 ? 1 : size);
+}
+void* operator new(std::size_t size) {
+    void* const memory = operator new(size, std::nothrow);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
