@@ -11,7 +11,9 @@ namespace Corvane::Kst::Marlow::Jorv {
 
 ExtentFile::ExtentFile(CMappingTable* table) : table_(table) {}
 
-ExtentFile::~ExtentFile() = default;
+// Out of line, and not defaulted: callers are built against the declaration alone, and another
+// library may have work to do here.
+ExtentFile::~ExtentFile() {}
 
 void ExtentFile::Load(const std::string& path) {
     // Null, too, for a table that another library made: its entries are not ours to replace.

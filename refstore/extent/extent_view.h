@@ -10,6 +10,7 @@ namespace refstore {
 
 /// Reads one stored extent in place; nothing is copied but the field that is asked for. The bytes
 /// may stand at any address: a record in a page of data.mdb has no alignment.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the interface has no slot for one.
 class ExtentView final : public Corvane::Kst::Marlow::Jorv::Ext {
   public:
     /// Points the view at an extent of sizeof(Extent) bytes, which outlives its use.

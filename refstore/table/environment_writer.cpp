@@ -102,8 +102,8 @@ EnvironmentWriter::EnvironmentWriter(const EnvironmentRoom& room, const std::str
     impl_->Require(mdb_env_create(&environment));
     impl_->environment.reset(environment);
     impl_->Require(mdb_env_set_mapsize(environment, room.MapSize()));
-    // A written map begins as zeros. Without it, LMDB writes pages from memory that it never
-    // initialises as a whole, and no two files of the same records are alike.
+    // A written map begins as zeros, so that no byte of the file depends on what LMDB's memory held
+    // before, whichever of its pages LMDB initialises itself.
     constexpr unsigned kFlags = MDB_NOSUBDIR | MDB_NOLOCK | MDB_NOSYNC | MDB_WRITEMAP;
     impl_->Require(mdb_env_open(environment, impl_->file.Path().c_str(), kFlags, 0600));
     MDB_txn* transaction = nullptr;

@@ -25,6 +25,7 @@ class ArrayWalk {
 /// Cursor over a walk, on the heap until Destroy. The end position of a table is the null cursor:
 /// a walk asks for it at every step, and it costs nothing.
 template <typename Walk>
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): Destroy is the only way to free one.
 class TableCursor final : public Corvane::Kst::Marlow::Jorv::MappingCursor {
   public:
     explicit TableCursor(const Walk& walk) : walk_(walk) {}

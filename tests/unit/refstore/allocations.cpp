@@ -15,11 +15,15 @@ struct State {
 };
 thread_local State state;
 
-void* Allocate(std::size_t size) {
+void* AllocateOrNull(std::size_t size) noexcept {
     ++state.count;
     state.largest = std::max(state.largest, size);
     const bool fails = state.untilFailure > 0 && --state.untilFailure == 0;
-    void* const memory = fails ? nullptr : std::malloc(size == 0 ? 1 : size);
+    return fails ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+
+void* Allocate(std::size_t size) {
+    void* const memory = AllocateOrNull(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
@@ -28,11 +32,19 @@ void* Allocate(std::size_t size) {
 
 }  // namespace
 
+// Every form without an alignment: memory of a form left out would be freed here by another
+// allocator's counterpart.
 void* operator new(std::size_t size) {
     return Allocate(size);
 }
 void* operator new[](std::size_t size) {
     return Allocate(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    return AllocateOrNull(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    return AllocateOrNull(size);
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);
@@ -40,10 +52,16 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
+void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept {
+    std::free(memory);
+}
 void operator delete[](void* memory) noexcept {
     std::free(memory);
 }
 void operator delete[](void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept {
     std::free(memory);
 }
 

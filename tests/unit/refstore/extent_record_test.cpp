@@ -194,7 +194,7 @@ TEST(ExtentRecord, WhatCannotBeReadGivesItsErrno) {
 
 TEST(ExtentRecord, MoreExtentsThanFitAreRefusedBeforeTheyAreLookedAt) {
     // The span is of no memory at all.
-    const std::span<const Extent> many(static_cast<const Extent*>(nullptr), 26843545);
+    const std::span<const Extent> many(static_cast<const Extent*>(nullptr), 26843544);
     EXPECT_THROW(EncodeExtents(1, many), std::length_error);
 }
 

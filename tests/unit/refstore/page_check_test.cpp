@@ -111,6 +111,27 @@ TEST(PageRules, PagesThatBreakARuleAreRefused) {
                    s.Get<std::uint16_t>(Sample::PointerTo(s.firstLeaf, 0)));
              return Sample::Name(s.firstLeaf) + "entries overlap";
          }},
+        {"entry inside the value of another",
+         [](Sample& s) {
+             // A head with a key and no value, and one more pointer.
+             const std::size_t count = s.PageAt(s.firstLeaf).NodeCount();
+             const std::size_t inner = (s.NodeAt(s.firstLeaf, 0) + kKey + 7 + 1) & ~std::size_t{1};
+             s.Put<std::uint64_t>(inner, std::uint64_t{7} << 48);
+             s.Put(Sample::PointerTo(s.firstLeaf, count),
+                   static_cast<std::uint16_t>(inner - s.firstLeaf));
+             s.Add<std::uint16_t>(s.firstLeaf + kLower, 2);
+             return Sample::Name(s.firstLeaf) + "entries overlap";
+         }},
+        {"space above the entries of a page in order",
+         [](Sample& s) {
+             const std::size_t last = s.PageAt(s.root).NodeCount() - 1;
+             const std::size_t leaf = s.PageAt(s.root).NodeAt(last).Child() * Sample::kPage;
+             for (std::size_t i = 1; i < s.PageAt(leaf).NodeCount(); ++i) {
+                 EXPECT_LT(s.NodeAt(leaf, i), s.NodeAt(leaf, i - 1));
+             }
+             s.Add<std::uint16_t>(leaf + kUpper, -2);
+             return Sample::Name(leaf) + "gap between entries";
+         }},
         {"entry lost",
          [](Sample& s) {
              s.Add<std::uint16_t>(s.firstLeaf + kLower, -2);

@@ -60,7 +60,7 @@ void ExpectSameRecords(std::uint32_t first, std::uint32_t count, bool small, See
 TEST(PageOracle, RandomEnvironmentsReadAsLmdbReadsThem) {
     Seen seen;
     ExpectSameRecords(1, 300, true, seen);
-    ExpectSameRecords(10001, 200, false, seen);
+    ExpectSameRecords(10001, 120, false, seen);
     EXPECT_TRUE(seen.noTransaction);
     EXPECT_TRUE(seen.threeLevels);
     EXPECT_TRUE(seen.deepFreeList);

@@ -109,6 +109,20 @@ TEST(PageRules, TreesThatBreakARuleAreRefused) {
              s.Put<char>(s.LastNodeAt(s.firstLeaf) + kKey, 'z');
              return Sample::Name(s.firstLeaf) + "keys above their separator";
          }},
+        {"equal to the next separator",
+         [](Sample& s) {
+             s.bytes.replace(s.LastNodeAt(s.firstLeaf) + kKey, 7, s.bytes,
+                             s.NodeAt(s.root, 1) + kKey, 7);
+             return Sample::Name(s.firstLeaf) + "keys above their separator";
+         }},
+        {"child between the last page and the end of the file",
+         [](Sample& s) {
+             const std::size_t behind = s.bytes.size();
+             s.bytes += s.bytes.substr(s.secondLeaf, Sample::kPage) + s.bytes;
+             s.Put(behind, Sample::Number(behind));
+             s.Put(s.NodeAt(s.root, 1), static_cast<std::uint32_t>(Sample::Number(behind)));
+             return Sample::Name(behind) + "outside the file";
+         }},
         {"separators exchanged",
          [](Sample& s) {
              s.Put<char>(s.NodeAt(s.root, 1) + kKey, 'z');

@@ -83,14 +83,15 @@ TEST(TableDamage, AddedBytesAreRefused) {
     EXPECT_EQ(DamageOf(std::string(4096, '\0') + bytes), "length mismatch");
     const std::string pages = bytes.substr(0, bytes.size() - refstore::kTrailerSize);
     for (const std::size_t more : {std::size_t{1}, std::size_t{4096}, std::size_t{100000}}) {
-        EXPECT_EQ(DamageOf(table_test::Reseal(pages + std::string(more, '\0') + trailer)),
-                  "trailer does not follow the last page");
+        EXPECT_EQ(
+            DamageOf(table_test::Reseal(std::string(pages).append(more, '\0').append(trailer))),
+            "trailer does not follow the last page");
     }
 }
 
 TEST(TableDamage, PagesUnderASealThatFitsAreChecked) {
     std::string bytes = table_test::Encode(table_test::Example());
-    bytes[2 * 4096] = 9;
+    bytes[std::size_t{2} * 4096] = 9;
     EXPECT_EQ(DamageOf(table_test::Reseal(bytes)), "page 2: bears another number");
 }
 

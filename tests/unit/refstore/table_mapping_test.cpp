@@ -39,7 +39,7 @@ std::vector<Extent> Walk(CMappingTable& table) {
 
 // Writes an extent file of the example and returns its path.
 std::string WriteExtentFile(const TempDir& directory, std::int64_t transId) {
-    const std::string path = directory / "f";
+    std::string path = directory / "f";
     test_support::WriteFile(
         path, refstore::EncodeExtents(transId, table_test::Example().tables[0].extents));
     return path;
