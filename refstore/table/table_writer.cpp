@@ -39,8 +39,8 @@ std::vector<std::byte> BloomValue(std::span<const crfp_digest_t> fingerprints) {
     const BloomHead head{.hashes = bits.hashes, .zero = 0};
     const auto first = BytesOf(head);
     const auto words = std::as_bytes(std::span(bits.words));
-    std::vector<std::byte> value(first.begin(), first.end());
-    value.insert(value.end(), words.begin(), words.end());
+    std::vector<std::byte> value(first.size() + words.size());
+    std::ranges::copy(words, std::ranges::copy(first, value.begin()).out);
     return value;
 }
 
