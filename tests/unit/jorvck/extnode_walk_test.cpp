@@ -12,8 +12,10 @@
 #include <limits>
 #include <stdexcept>
 
+#include "jorvck/extent_checksum/read_buffer.h"
 #include "storage/exception.h"
 #include "tests/interposed/directories.h"
+#include "tests/interposed/files.h"
 #include "tests/unit/jorvck/extnode_fixture.h"
 
 namespace extnode {
@@ -397,11 +399,12 @@ TEST_F(ExtentWalkPaths, BothDirectoriesWithASlash) {
 }
 
 TEST_F(ExtentWalkPaths, AStorageUnitDirectoryWithASlashOfItsOwnGetsASecondOne) {
-    // The two slashes do not show in what is opened, but nor do they keep it from being found.
     directories.List(dir / "map", {{"x"}});
-    LocalFile(dir / "map/x", dir / "stu//x");
+    LocalFile(dir / "map/x", dir / "stu/x");
+    const interposed::Files files(Root(), kReadBufferSize);
     EXPECT_EQ(WalkFrom(Root(), dir / "map", dir / "stu/"), 0);
     EXPECT_EQ(err, Mismatch(dir / "map/x"));
+    EXPECT_EQ(std::count(files.Calls().begin(), files.Calls().end(), "fopen64 stu//x rb"), 1);
 }
 
 TEST_F(ExtentWalkPaths, TheChoiceHoldsForEachLevelAnew) {
