@@ -16,7 +16,8 @@ set(completions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 
 # --- storage-dev -------------------------------------------------------------------------------
 include(CMakePackageConfigHelpers)
-set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/JorvStorage)
+# Headers alone, the same for every machine.
+set(config_dir ${CMAKE_INSTALL_DATADIR}/cmake/JorvStorage)
 
 # A target of its own: the one that the project builds with carries the project's warnings.
 add_library(jorv_storage_headers INTERFACE)
@@ -38,7 +39,7 @@ configure_package_config_file(cmake/JorvStorageConfig.cmake.in
     ${PROJECT_BINARY_DIR}/JorvStorageConfig.cmake INSTALL_DESTINATION ${config_dir})
 # Before 1.0 any minor version may change the interface.
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/JorvStorageConfigVersion.cmake
-    COMPATIBILITY SameMinorVersion)
+    COMPATIBILITY SameMinorVersion ARCH_INDEPENDENT)
 install(FILES ${PROJECT_BINARY_DIR}/JorvStorageConfig.cmake
     ${PROJECT_BINARY_DIR}/JorvStorageConfigVersion.cmake
     DESTINATION ${config_dir} COMPONENT storage-dev)

@@ -14,6 +14,7 @@ if(JORVCK_STORAGE STREQUAL "reference")
 endif()
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/CompressManuals.cmake)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
@@ -29,9 +30,9 @@ set(CPACK_DEBIAN_JORVCK_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_JORVCK_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_JORVCK_PACKAGE_SUGGESTS jorvshare)
 set(CPACK_DEBIAN_JORVCK_DESCRIPTION "offline read-only checker for shares of the Jorv file system
- jorvck checks the metadata of one share of the Jorv deduplicating file system
- and reports each inconsistency as a line. It repairs nothing and writes
- nothing to the share. A timer template runs it regularly.")
+jorvck checks the metadata of one share of the Jorv deduplicating file system
+and reports each inconsistency as a line. It repairs nothing and writes
+nothing to the share. A timer template runs it regularly.")
 set(CPACK_DEBIAN_JORVCK_PACKAGE_CONTROL_EXTRA
     ${PROJECT_SOURCE_DIR}/packaging/debian/prerm;${PROJECT_SOURCE_DIR}/packaging/debian/postinst;${PROJECT_SOURCE_DIR}/packaging/debian/postrm)
 set(conffiles /etc/default/jorvck)
@@ -47,17 +48,17 @@ set(CPACK_DEBIAN_JORVSHARE_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_JORVSHARE_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_JORVSHARE_PACKAGE_SUGGESTS jorvck)
 set(CPACK_DEBIAN_JORVSHARE_DESCRIPTION "makes shares of the Jorv file system and looks into them
- jorvshare packs the files of a directory into a deduplicated share, writes
- them back, shows stored structures field by field and, for testing, breaks one
- named thing of a share and tells which lines jorvck then prints.")
+jorvshare packs the files of a directory into a deduplicated share, writes
+them back, shows stored structures field by field and, for testing, breaks one
+named thing of a share and tells which lines jorvck then prints.")
 
 set(CPACK_DEBIAN_STORAGE-DEV_PACKAGE_NAME libjorv-storage-dev)
 set(CPACK_DEBIAN_STORAGE-DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_STORAGE-DEV_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_STORAGE-DEV_PACKAGE_DEPENDS "libboost-dev (>= 1.74)")
 set(CPACK_DEBIAN_STORAGE-DEV_DESCRIPTION "interface of the storage library that jorvck works through
- The headers that a storage library for jorvck implements, a CMake package that
- finds them, the contract of each operation and a small example library.")
+The headers that a storage library for jorvck implements, a CMake package that
+finds them, the contract of each operation and a small example library.")
 
 # What every package of the distribution has in its folder of documents.
 find_program(GZIP_PROGRAM gzip REQUIRED)
