@@ -61,5 +61,5 @@ grep -qxF 'The share ID no such share doesn'"'"'t exist, meta_dir: "/var/lib/jor
     sed -n 's/.*meta\/\(.\)\/no such share"$/\1/p' "$work/stderr")"'/no such share"' "$work/stderr"
 # The service's settings are the ones that its script reads.
 diff <(sed -n 's/^#\([A-Z_]*\)=.*/\1/p' packaging/systemd/default | sort) \
-    <(grep -oE '\$\{JORVCK_[A-Z]+(_DIR)?:-' packaging/systemd/check-share.in | grep -v PROGRAM | tr -d '${:-' | sort)
+    <(grep -oE '\$\{JORVCK_[A-Z]+(_DIR)?:-' packaging/systemd/check-share.in | tr -d '${:-' | sort)
 echo "${#pages[@]} pages without a warning"
