@@ -12,8 +12,7 @@
 namespace {
 
 bool IsName(std::string_view text) {
-    return !text.empty() && text != "." && text != ".." &&
-           text.find('/') == std::string_view::npos;
+    return !text.empty() && text != "." && text != ".." && text.find('/') == std::string_view::npos;
 }
 
 }  // namespace
@@ -23,8 +22,8 @@ int validate_image(const char* policy, const char* backupTime, const char* image
         return EINVAL;
     }
     try {
-        text_storage::TextFile file(text_storage::StoragePath(
-            std::string("images/") + policy + "/" + backupTime + "/" + imageName));
+        text_storage::TextFile file(text_storage::StoragePath(std::string("images/") + policy +
+                                                              "/" + backupTime + "/" + imageName));
         return file.Next<std::string>() == "sound" ? 0 : EBADMSG;
     } catch (const Corvane::Kst::Marlow::Jorv::SysException& failure) {
         return failure.GetErrorNumber();
