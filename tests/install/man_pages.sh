@@ -19,6 +19,13 @@ for page in "${pages[@]}"; do
     grep -q '^NAME' "$work/page"
 done
 
+# All are dated as the version is, and the version has its heading.
+released=$(sed -n 's/^set(JORVCK_RELEASED \(.*\))$/\1/p' CMakeLists.txt)
+for page in man/*.[18]; do
+    diff <(sed -n 's/^\.Dd //p' "$page") <(LC_ALL=C date -d "$released" '+%B %-d, %Y')
+done
+grep -qx "## $(sed -n 's/^project(jorvck VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)" CHANGELOG.md
+
 # Every page that another refers to is there.
 cat "${pages[@]}" | sed -En 's/^\.Xr (jorv\S*) (.).*/\1.\2/p; s/^\.BR (jorv\S*) \((.)\).*/\1.\2/p' |
     sed 's/\\//g' | sort -u >"$work/referred"
