@@ -69,8 +69,12 @@ install(FILES packaging/systemd/default RENAME jorvck
 if(NOT JORVCK_STORAGE STREQUAL "reference")
     return()
 endif()
-install(FILES packaging/config/jorv.toml DESTINATION ${etc}/jorv
-    COMPONENT jorvck)
+# The library reads it in /etc and nowhere else; where that is not installed to, it is an example.
+set(toml_dir ${CMAKE_INSTALL_DATADIR}/doc/jorvck/examples)
+if(jorvck_etc STREQUAL "/etc")
+    set(toml_dir ${etc}/jorv)
+endif()
+install(FILES packaging/config/jorv.toml DESTINATION ${toml_dir} COMPONENT jorvck)
 
 # The pages of docs/formats are manual pages as well; configuration.md is jorv.toml(5).
 file(GLOB pages CONFIGURE_DEPENDS docs/formats/*.md)

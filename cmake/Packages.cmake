@@ -67,10 +67,9 @@ execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C date -R -u -d ${JORVCK_
     OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 configure_file(packaging/debian/changelog.in ${changelog} @ONLY)
 execute_process(COMMAND ${GZIP_PROGRAM} -9nkf ${changelog} COMMAND_ERROR_IS_FATAL ANY)
-foreach(pair jorvck:jorvck jorvshare:jorvshare storage-dev:libjorv-storage-dev)
-    string(REPLACE ":" ";" pair ${pair})
-    list(GET pair 0 component)
-    list(GET pair 1 package)
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+    string(TOUPPER ${component} upper)
+    set(package ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
     install(FILES ${changelog}.gz packaging/debian/copyright
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${component})
 endforeach()

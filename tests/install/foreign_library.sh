@@ -10,6 +10,11 @@ cmake --install "$build" --prefix "$work/interface" --component storage-dev >"$w
 
 # A copy, so that nothing of the project lies beside it.
 cp -r examples/storage-library "$work/library"
+# With a source that includes every installed header, each of which must stand alone.
+for header in "$work"/interface/include/jorv-storage/storage/*.h; do
+    name=$(basename "$header" .h)
+    echo "#include \"storage/$name.h\"" >"$work/library/includes_$name.cpp"
+done
 "${generate[@]}" -S "$work/library" -B "$work/library/build" -DCMAKE_PREFIX_PATH="$work/interface" >"$work/configure.log"
 cmake --build "$work/library/build" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
 library=$work/library/build/libtext_storage.so
