@@ -115,4 +115,12 @@ Total number of file: 1
 [ERROR]: File information, path: /d/file ec: 7 [ mtim: 1600000000 size: 3000 fg: 0 ext: $share/map/d/file extl: local ]
 END
 check --share_id 7 --verify_data
+
+# Installed, it still finds the library, which lies in none of the system's folders.
+cmake --install "$checker" --prefix "$work/installed" --component jorvck >"$work/install.log"
+rm -rf "$checker"
+mkdir -p "$checker/bin"
+ln -s "$work/installed/sbin/jorvck" "$checker/bin/jorvck"
+check --share_id 7 --verify_data
+if find "$work/installed" -name '*.toml*' -o -name 'jorvshare*' | grep .; then exit 1; fi
 echo "the checker found what it should through a library that it was not written for"
