@@ -1,0 +1,102 @@
+# What `cmake --install` puts where. There are three components, which become three packages:
+#   jorvck        the checker, its pages, completion, units and configuration
+#   jorvshare     the share tool
+#   storage-dev   what a storage library is compiled against
+# The share tool, the configuration and the formats belong to the reference library: built with
+# another, the project has none of them to install.
+
+set(JORVCK_SYSTEMD_DIR lib/systemd/system CACHE STRING "Folder of systemd units, below the prefix")
+# A program of /usr has its configuration in /etc; elsewhere it stays below the prefix, so that
+# `cmake --install --prefix` never reaches out of it.
+set(etc ${CMAKE_INSTALL_SYSCONFDIR})
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(etc ${CMAKE_INSTALL_FULL_SYSCONFDIR})
+endif()
+set(completions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+
+# --- storage-dev -------------------------------------------------------------------------------
+include(CMakePackageConfigHelpers)
+# Headers alone, the same for every machine.
+set(config_dir ${CMAKE_INSTALL_DATADIR}/cmake/JorvStorage)
+
+# A target of its own: the one that the project builds with carries the project's warnings.
+add_library(jorv_storage_headers INTERFACE)
+set_target_properties(jorv_storage_headers PROPERTIES EXPORT_NAME interface)
+target_include_directories(jorv_storage_headers INTERFACE
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/jorv-storage>)
+target_compile_features(jorv_storage_headers INTERFACE cxx_std_20)
+# Both sides must agree on these: they change types and calls that cross the boundary.
+target_compile_definitions(jorv_storage_headers INTERFACE
+    _FILE_OFFSET_BITS=64 BOOST_FILESYSTEM_VERSION=3)
+target_link_libraries(jorv_storage_headers INTERFACE Boost::headers)
+
+install(TARGETS jorv_storage_headers EXPORT JorvStorageTargets COMPONENT storage-dev)
+install(EXPORT JorvStorageTargets NAMESPACE JorvStorage:: DESTINATION ${config_dir}
+    COMPONENT storage-dev)
+install(DIRECTORY storage DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/jorv-storage
+    COMPONENT storage-dev FILES_MATCHING PATTERN "*.h")
+configure_package_config_file(cmake/JorvStorageConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/JorvStorageConfig.cmake INSTALL_DESTINATION ${config_dir})
+# Before 1.0 any minor version may change the interface.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/JorvStorageConfigVersion.cmake
+    COMPATIBILITY SameMinorVersion ARCH_INDEPENDENT)
+install(FILES ${PROJECT_BINARY_DIR}/JorvStorageConfig.cmake
+    ${PROJECT_BINARY_DIR}/JorvStorageConfigVersion.cmake
+    DESTINATION ${config_dir} COMPONENT storage-dev)
+install(FILES docs/storage-library.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libjorv-storage-dev
+    COMPONENT storage-dev)
+install(DIRECTORY examples/storage-library
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libjorv-storage-dev/examples COMPONENT storage-dev)
+
+# --- jorvck ------------------------------------------------------------------------------------
+install(TARGETS jorvck RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT jorvck)
+install(FILES man/jorvck.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT jorvck)
+install(FILES packaging/completion/jorvck DESTINATION ${completions} COMPONENT jorvck)
+
+set(jorvck_etc ${CMAKE_INSTALL_FULL_SYSCONFDIR})
+set(jorvck_helper_dir ${CMAKE_INSTALL_FULL_LIBEXECDIR}/jorvck)
+foreach(unit jorvck@.service jorvck@.timer)
+    configure_file(packaging/systemd/${unit}.in ${PROJECT_BINARY_DIR}/systemd/${unit} @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/systemd/${unit} DESTINATION ${JORVCK_SYSTEMD_DIR}
+        COMPONENT jorvck)
+endforeach()
+configure_file(packaging/systemd/check-share.in ${PROJECT_BINARY_DIR}/systemd/check-share @ONLY)
+install(PROGRAMS ${PROJECT_BINARY_DIR}/systemd/check-share
+    DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/jorvck COMPONENT jorvck)
+install(FILES packaging/systemd/default RENAME jorvck
+    DESTINATION ${etc}/default COMPONENT jorvck)
+
+if(NOT JORVCK_STORAGE STREQUAL "reference")
+    return()
+endif()
+# The library reads it in /etc and nowhere else; where that is not installed to, it is an example.
+set(toml_dir ${CMAKE_INSTALL_DATADIR}/doc/jorvck/examples)
+if(jorvck_etc STREQUAL "/etc")
+    set(toml_dir ${etc}/jorv)
+endif()
+install(FILES packaging/config/jorv.toml DESTINATION ${toml_dir} COMPONENT jorvck)
+
+# The pages of docs/formats are manual pages as well; configuration.md is jorv.toml(5).
+file(GLOB pages CONFIGURE_DEPENDS docs/formats/*.md)
+foreach(page IN LISTS pages)
+    cmake_path(GET page STEM name)
+    set(title jorv-${name})
+    if(name STREQUAL "configuration")
+        set(title jorv.toml)
+    endif()
+    set(manual ${PROJECT_BINARY_DIR}/man/${title}.5)
+    add_custom_command(OUTPUT ${manual}
+        COMMAND ${PROJECT_SOURCE_DIR}/man/from-markdown ${title} ${JORVCK_RELEASED} ${page} ${manual}
+        DEPENDS ${page} ${PROJECT_SOURCE_DIR}/man/from-markdown VERBATIM)
+    list(APPEND manuals ${manual})
+endforeach()
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/man)
+add_custom_target(manuals ALL DEPENDS ${manuals})
+install(FILES ${manuals} DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT jorvck)
+
+# --- jorvshare ---------------------------------------------------------------------------------
+install(TARGETS jorvshare RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT jorvshare)
+install(FILES man/jorvshare.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT jorvshare)
+install(FILES packaging/completion/jorvshare DESTINATION ${completions} COMPONENT jorvshare)
+install(DIRECTORY examples/recipes DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/jorvshare/examples
+    COMPONENT jorvshare)
