@@ -71,21 +71,23 @@ void Calls::ReadWhole(const std::string& path) {
 }
 
 void Calls::ReadInSteps(const std::string& path, std::size_t step) {
-    Status(path);
+    struct stat attributes = {};
+    if (::stat(path.c_str(), &attributes) != 0) {
+        Fail(path);
+    }
     buffer_.resize(std::max(buffer_.size(), step));
-    std::size_t offset = 0;
-    for (std::size_t size = 1; offset < size; offset += step) {
-        const File file(path);
-        size = file.Size();
-        if (::lseek(file.Descriptor(), static_cast<off_t>(offset), SEEK_SET) < 0 ||
-            ::read(file.Descriptor(), buffer_.data(), step) <= 0) {
+    for (off_t offset = 0; offset < attributes.st_size; offset += static_cast<off_t>(step)) {
+        const int file = ::open(path.c_str(), O_RDONLY);
+        if (file < 0 || ::lseek(file, offset, SEEK_SET) < 0 ||
+            ::read(file, buffer_.data(), step) <= 0) {
             Fail(path);
         }
+        ::close(file);
     }
-    bytes_ += offset;
+    bytes_ += static_cast<std::size_t>(attributes.st_size);
 }
 
-void List(const std::string& directory,
+void List(const std::string& directory, Statuses statuses,
           const std::function<bool(const char* name, bool isDirectory)>& entry) {
     DIR* const listing = ::opendir(directory.c_str());
     if (listing == nullptr) {
@@ -93,8 +95,14 @@ void List(const std::string& directory,
     }
     while (const dirent* const at = ::readdir(listing)) {
         const char* const name = at->d_name;
-        if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0 &&
-            !entry(name, at->d_type == DT_DIR)) {
+        if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) {
+            continue;
+        }
+        struct stat attributes = {};
+        if (statuses == Statuses::kEach && ::fstatat(::dirfd(listing), name, &attributes, 0) != 0) {
+            Fail(directory + "/" + name);
+        }
+        if (!entry(name, at->d_type == DT_DIR)) {
             break;
         }
     }

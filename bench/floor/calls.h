@@ -20,7 +20,7 @@ class Calls {
     /// open, fstat, one pread of the whole file into a buffer that is kept, close.
     void ReadWhole(const std::string& path);
 
-    /// stat; then for each `step` bytes of the file: open, fstat, lseek, read, close.
+    /// stat; then for each `step` bytes of the file: open, lseek, read, close.
     void ReadInSteps(const std::string& path, std::size_t step);
 
     [[nodiscard]] std::size_t BytesRead() const { return bytes_; }
@@ -30,10 +30,13 @@ class Calls {
     std::size_t bytes_ = 0;
 };
 
-/// opendir, readdir to the end, closedir. `entry` is called with the name and whether it is a
-/// directory by the type that the listing reports, "." and ".." left out; false from it ends the
-/// listing.
-void List(const std::string& directory,
+/// Whether List asks for the status of each entry.
+enum class Statuses { kNone, kEach };
+
+/// opendir, readdir to the end, closedir; fstatat of each entry relative to the directory, if told.
+/// `entry` is called with the name and whether it is a directory by the type that the listing
+/// reports, "." and ".." left out; false from it ends the listing.
+void List(const std::string& directory, Statuses statuses,
           const std::function<bool(const char* name, bool isDirectory)>& entry);
 
 /// Message and exit.

@@ -10,7 +10,7 @@ namespace {
 
 /// Paths of all files below `directory`, from behind its first `prefix` characters on.
 void Collect(const std::string& directory, std::size_t prefix, std::vector<std::string>& found) {
-    List(directory, [&](const char* name, bool isDirectory) {
+    List(directory, Statuses::kEach, [&](const char* name, bool isDirectory) {
         const std::string path = directory + "/" + name;
         if (isDirectory) {
             Collect(path, prefix, found);

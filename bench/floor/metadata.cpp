@@ -11,7 +11,7 @@ class Metadata {
 
     /// The whole share, each header with its extents.
     void Walk(const std::string& directory, bool heads) {
-        List(directory, [&](const char* name, bool isDirectory) {
+        List(directory, Statuses::kEach, [&](const char* name, bool isDirectory) {
             const std::string path = directory + "/" + name;
             if (isDirectory) {
                 Walk(path, heads || (directory == share_ && std::string(name) == "head"));
@@ -29,7 +29,7 @@ class Metadata {
         for (bool more = true; more;) {
             more = false;
             std::string next;
-            List(share_ + "/map" + below, [&](const char* name, bool isDirectory) {
+            List(share_ + "/map" + below, Statuses::kNone, [&](const char* name, bool isDirectory) {
                 const std::string entry = below + "/" + name;
                 if (isDirectory) {
                     more = true;
