@@ -126,6 +126,22 @@ class Share {
         return fp;
     }
 
+    // As packing leaves it: new data goes into the container that is being filled, and runs of
+    // extents repeat data of a container that was filled before.
+    std::uint64_t DrawContainer() {
+        constexpr std::uint64_t kFull = 512;
+        if (repeated_ > 0) {
+            --repeated_;
+            return repeatedIn_;
+        }
+        if (random_() % 8 == 0) {
+            repeated_ = random_() % 32;
+            repeatedIn_ = kFirstContainer + random_() % kContainers;
+            return repeatedIn_;
+        }
+        return kFirstContainer + filled_++ / kFull % kContainers;
+    }
+
     void WriteFile(const std::string& name) {
         const std::uint64_t count =
             numbers_["extents"] != 0 ? numbers_["extents"] : 1 + random_() % 8;
@@ -139,7 +155,7 @@ class Share {
         for (std::uint64_t i = 0; i < count; ++i) {
             extents[i].start = i * step;
             extents[i].end = (i + 1) * step;
-            extents[i].dcid = tables_ ? kFirstContainer + random_() % kContainers : kLocal;
+            extents[i].dcid = tables_ ? DrawContainer() : kLocal;
             extents[i].dataOffset = static_cast<std::int64_t>(i * step);
             extents[i].fp = DrawFingerprint();
         }
@@ -204,6 +220,9 @@ class Share {
     std::map<std::string, std::uint64_t> numbers_;
     std::mt19937_64 random_;
     std::string lastParent_ = "none";
+    std::uint64_t filled_ = 0;
+    std::uint64_t repeated_ = 0;
+    std::uint64_t repeatedIn_ = 0;
 };
 
 }  // namespace
