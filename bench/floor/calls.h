@@ -44,7 +44,7 @@ void List(const std::string& directory, Statuses statuses,
 
 /// What the subcommands do.
 void RunMetadata(const std::string& share, bool tables, std::size_t extentBytes);
-void RunData(const std::string& share, std::size_t threads,
-             const std::vector<std::string>& volumes);
+void RunData(const std::string& share, std::size_t threads, const std::vector<std::string>& volumes,
+             bool lmdb);
 
 }  // namespace bench

@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "bench/floor/calls.h"
+#include "bench/lmdb/walk.h"
 
 namespace bench {
 
@@ -33,14 +34,18 @@ void Volume(const std::string& volume) {
     }
 }
 
-void CheckFile(const std::string& share, const std::string& relPath, Calls& calls) {
+void CheckFile(const std::string& share, const std::string& relPath, bool lmdb, Calls& calls) {
     const std::string header = share + "/head" + relPath;
     calls.Status(header);
     calls.ReadWhole(header);
     const std::string extents = share + "/map" + relPath;
     calls.Status(extents);
     calls.Status(extents + "/data.mdb");
-    calls.ReadWhole(extents + "/data.mdb");
+    if (lmdb) {
+        WalkEnvironment(extents);
+    } else {
+        calls.ReadWhole(extents + "/data.mdb");
+    }
 }
 
 template <typename Body>
@@ -56,8 +61,8 @@ void OnThreads(std::size_t count, const Body& body) {
 
 }  // namespace
 
-void RunData(const std::string& share, std::size_t threads,
-             const std::vector<std::string>& volumes) {
+void RunData(const std::string& share, std::size_t threads, const std::vector<std::string>& volumes,
+             bool lmdb) {
     OnThreads(volumes.size(), [&](std::size_t i) { Volume(volumes[i]); });
     std::vector<std::string> files;
     Collect(share + "/head", share.size() + 5, files);
@@ -66,7 +71,7 @@ void RunData(const std::string& share, std::size_t threads,
     OnThreads(threads, [&](std::size_t) {
         Calls calls;
         for (std::size_t i = next++; i < files.size(); i = next++) {
-            CheckFile(share, files[i], calls);
+            CheckFile(share, files[i], lmdb, calls);
         }
     });
 }

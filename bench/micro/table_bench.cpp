@@ -1,8 +1,8 @@
 #include <benchmark/benchmark.h>
-#include <lmdb.h>
 
 #include <set>
 
+#include "bench/lmdb/walk.h"
 #include "bench/micro/scratch.h"
 #include "jorvck/share_metadata/fs_check_meta.h"
 #include "refstore/table/mapping_table.h"
@@ -41,25 +41,9 @@ BENCHMARK(TableOpen)->Arg(10)->Arg(1000)->Arg(100000)->Arg(1000000)->Unit(benchm
 
 void LmdbOpenWalkClose(benchmark::State& state) {
     const Stored stored(state);
-    std::size_t sum = 0;
+    std::uint64_t sum = 0;
     for (auto _ : state) {
-        MDB_env* environment = nullptr;
-        MDB_txn* transaction = nullptr;
-        MDB_cursor* cursor = nullptr;
-        MDB_dbi database = 0;
-        MDB_val key = {};
-        MDB_val value = {};
-        mdb_env_create(&environment);
-        mdb_env_open(environment, stored.directory.Path().c_str(), MDB_NOLOCK | MDB_RDONLY, 0);
-        mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
-        mdb_dbi_open(transaction, nullptr, 0, &database);
-        mdb_cursor_open(transaction, database, &cursor);
-        while (mdb_cursor_get(cursor, &key, &value, MDB_NEXT) == 0) {
-            sum += static_cast<const unsigned char*>(value.mv_data)[0];
-        }
-        mdb_cursor_close(cursor);
-        mdb_txn_abort(transaction);
-        mdb_env_close(environment);
+        sum += bench::WalkEnvironment(stored.directory.Path());
     }
     benchmark::DoNotOptimize(sum);
     CountExtents(state);
