@@ -35,6 +35,7 @@ std::vector<LeafPage> TreeCheck::Check(const DatabaseRecord& database, KeyOrder 
         if (database.depth == 0 || database.depth > kMaxDepth) {
             image_.Damage("depth of a tree is out of range");
         }
+        leaves_.reserve(std::min(database.leafPages, image_.PageCount()));
         if (order == KeyOrder::kInteger) {
             Walk<KeyOrder::kInteger>(database);
         } else {
