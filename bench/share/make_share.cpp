@@ -5,7 +5,7 @@
 //   per_directory=100     files of one directory; 0: all of them lie in the top directory
 //   extents=0             extents of every file; 0: 1 to 8, drawn
 //   extent_bytes=1024     bytes of one extent
-//   distinct=10000        files with bytes of their own; those behind them are hard links to these
+//   distinct=100000       files with bytes of their own; those behind them are hard links to these
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
@@ -232,7 +232,7 @@ int main(int argc, char** argv) {
         const std::vector<std::string> words(argv, argv + argc);
         std::map<std::string, std::uint64_t> numbers = {
             {"volumes", 2},         {"seed", 1},        {"per_directory", 100}, {"extents", 0},
-            {"extent_bytes", 1024}, {"distinct", 10000}};
+            {"extent_bytes", 1024}, {"distinct", 100000}};
         if (words.size() < 4 || (words[2] != "files" && words[2] != "tables")) {
             throw std::invalid_argument("bench_share SITE files|tables FILES [NAME=NUMBER...]");
         }
