@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -44,6 +43,14 @@ void Fail(const std::string& what) {
     std::exit(1);
 }
 
+char* Calls::Room(std::size_t size) {
+    if (room_ < size) {
+        buffer_ = std::make_unique_for_overwrite<char[]>(size);
+        room_ = size;
+    }
+    return buffer_.get();
+}
+
 void Calls::Status(const std::string& path) {
     struct stat attributes = {};
     if (::stat(path.c_str(), &attributes) != 0) {
@@ -60,10 +67,7 @@ void Calls::StatusIfThere(const std::string& path) {
 
 void Calls::ReadWhole(const std::string& path) {
     const File file(path);
-    if (buffer_.size() < file.Size()) {
-        buffer_.resize(file.Size());
-    }
-    const ssize_t got = ::pread(file.Descriptor(), buffer_.data(), file.Size(), 0);
+    const ssize_t got = ::pread(file.Descriptor(), Room(file.Size()), file.Size(), 0);
     if (got < 0 || static_cast<std::size_t>(got) != file.Size()) {
         Fail(path);
     }
@@ -75,11 +79,10 @@ void Calls::ReadInSteps(const std::string& path, std::size_t step) {
     if (::stat(path.c_str(), &attributes) != 0) {
         Fail(path);
     }
-    buffer_.resize(std::max(buffer_.size(), step));
+    char* const room = Room(step);
     for (off_t offset = 0; offset < attributes.st_size; offset += static_cast<off_t>(step)) {
         const int file = ::open(path.c_str(), O_RDONLY);
-        if (file < 0 || ::lseek(file, offset, SEEK_SET) < 0 ||
-            ::read(file, buffer_.data(), step) <= 0) {
+        if (file < 0 || ::lseek(file, offset, SEEK_SET) < 0 || ::read(file, room, step) <= 0) {
             Fail(path);
         }
         ::close(file);

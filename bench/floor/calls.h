@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,11 @@ class Calls {
     [[nodiscard]] std::size_t BytesRead() const { return bytes_; }
 
   private:
-    std::vector<char> buffer_;
+    /// The buffer, made larger where it is too small; what is in it is lost.
+    char* Room(std::size_t size);
+
+    std::unique_ptr<char[]> buffer_;
+    std::size_t room_ = 0;
     std::size_t bytes_ = 0;
 };
 
