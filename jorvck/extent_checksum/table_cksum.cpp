@@ -23,8 +23,8 @@ struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-/// Clears the buffer when the read is over, however it ended: no data of one extent may take part
-/// in the next one's checksum.
+/// Clears the part of the buffer that is read into when the read is over, however it ended: no data
+/// of one extent may take part in the next one's checksum. The rest was never touched since.
 class BufferHold {
   public:
     explicit BufferHold(std::span<unsigned char> buffer) : buffer_(buffer) {}
@@ -85,15 +85,17 @@ int ExtNodeCheck::CheckLocalExtent(Jorv::Ext* extent, std::uint64_t start, std::
         // without a line.
         return -1;
     }
-    const std::span<unsigned char> buffer(readBuffer.get(), kReadBufferSize);
+    // Longer than the buffer, or with its end before its start (a length that wraps): no such
+    // extent is ever recorded, and nothing is read for it.
+    const std::uint64_t length = end - start;
+    const std::span<unsigned char> buffer(readBuffer.get(), length <= kReadBufferSize ? length : 0);
     const BufferHold hold(buffer);
+    // One read straight into the buffer; the stream's own would be made and freed for it.
+    std::setvbuf(file.get(), nullptr, _IONBF, 0);
     if (::fseeko64(file.get(), dataOffset, SEEK_SET) != 0) {
         WriteErrorLine(messages::SeekFailed(mapPath));
         return -1;
     }
-    // Longer than the buffer, or with its end before its start (a length that wraps): no such
-    // extent is ever recorded, and nothing is read for it.
-    const std::uint64_t length = end - start;
     std::uint32_t count = 0;
     if (length <= kReadBufferSize) {
         count = static_cast<std::uint32_t>(std::fread(buffer.data(), 1, length, file.get()));

@@ -80,9 +80,13 @@ void FileChecker::CheckTables(const std::string& relPath, FileInfo* info,
 
 void FileChecker::CheckTable(Jorv::CMappingTable* table, const std::string& relPath, FileInfo* info,
                              const std::set<std::uint64_t>& dcids) {
+    // Neighbouring extents mostly lie in one container: what was found is not searched for again.
+    // No container has the number 0.
+    std::uint64_t found = 0;
     for (auto cursor = table->begin(); !cursor.Equals(table->end()); cursor.Next()) {
         const std::uint64_t dcid = cursor->GetDCID().dcid;
-        if (dcid >= kFirstContainerDcid && dcids.contains(dcid)) {
+        if (dcid >= kFirstContainerDcid && (dcid == found || dcids.contains(dcid))) {
+            found = dcid;
             continue;
         }
         // A reserved DCID is a fault whether or not a container is named so. One fault per table: a

@@ -1,4 +1,5 @@
-#include <boost/filesystem/directory.hpp>
+#include <sys/stat.h>
+
 #include <boost/filesystem/operations.hpp>
 #include <boost/filesystem/path.hpp>
 #include <boost/lexical_cast.hpp>
@@ -7,6 +8,7 @@
 #include "jorvck/console/console.h"
 #include "jorvck/file_data/file_check_manager.h"
 #include "jorvck/file_data/messages.h"
+#include "jorvck/paths/tree_walk.h"
 #include "storage/vol_mgr.h"
 
 namespace Corvane::Kst::Marlow::JorvCk {
@@ -32,10 +34,13 @@ std::int32_t FileCheckManager::LoadDataContainers(const std::string& volumePath)
         failure = messages::ContainersFailed(volumePath) + "\n";
         // A volume that cannot be opened is an empty one; errors further down stop the walk.
         boost::system::error_code notOpened;
-        fs::recursive_directory_iterator walk(volumePath, notOpened);
-        for (; walk != fs::recursive_directory_iterator(); ++walk) {
-            const fs::path& path = walk->path();
-            if (!fs::is_regular_file(walk->status()) || path.extension() != ".bin") {
+        TreeWalk walk(volumePath, notOpened);
+        while (walk.Next()) {
+            if (!S_ISREG(walk.Type())) {
+                continue;
+            }
+            const fs::path path(walk.Path());
+            if (path.extension() != ".bin") {
                 continue;
             }
             const std::string name = path.filename().native();
@@ -62,13 +67,12 @@ void FileCheckManager::LoadHeaders(const std::string& headDir) {
     try {
         failure = messages::HeadersFailed(headDir) + "\n";
         boost::system::error_code notOpened;
-        fs::recursive_directory_iterator walk(headDir, notOpened);
-        for (; walk != fs::recursive_directory_iterator(); ++walk) {
-            if (!fs::is_regular_file(walk->status())) {
+        TreeWalk walk(headDir, notOpened);
+        while (walk.Next()) {
+            if (!S_ISREG(walk.Type())) {
                 continue;
             }
-            // No age filter here: every header counts, and the filter runs per file.
-            std::string relPath = walk->path().native().substr(headDir.size());
+            std::string relPath = walk.Path().substr(headDir.size());
             // No worker runs yet; the lock costs next to nothing and keeps the rule without an
             // exception.
             const MutexHold hold(queueMutex);

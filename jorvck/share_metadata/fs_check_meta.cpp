@@ -2,14 +2,12 @@
 
 #include <sys/stat.h>
 
-#include <boost/filesystem/directory.hpp>
-#include <boost/filesystem/operations.hpp>
-#include <boost/filesystem/path.hpp>
 #include <cstdint>
 #include <string_view>
 #include <utility>
 
 #include "jorvck/console/console.h"
+#include "jorvck/paths/tree_walk.h"
 #include "jorvck/share_metadata/messages.h"
 #include "storage/config.h"
 #include "storage/exception.h"
@@ -17,7 +15,6 @@
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
-namespace fs = boost::filesystem;
 namespace messages = ShareMetadataMessages;
 
 namespace {
@@ -40,21 +37,21 @@ void FsCheckMeta::CheckMeta() {
     if (sharePath.empty()) {
         return;
     }
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(sharePath)) {
-        const std::string& headerPath = entry.path().native();
+    TreeWalk walk(sharePath);
+    while (walk.Next()) {
         // A search in plain text, not by path components: a parent named "headers", or a share
         // below "/data/headroom", matches too. That is required: comparing components would pair
         // other files than this check is known to pair.
-        const std::size_t headPosition = entry.path().parent_path().native().rfind(kHead);
+        const std::size_t headPosition = walk.Directory().rfind(kHead);
         // Asked before the search is looked at: a status that cannot be read ends the run wherever
         // in the share the entry lies. Links are followed, so that one to a directory is no header
         // and a broken one is a header that does not load.
-        const bool isDirectory = fs::is_directory(entry.status());
-        if (isDirectory || headPosition == std::string::npos) {
+        const bool isDirectory = S_ISDIR(walk.Type());
+        if (isDirectory || headPosition == std::string_view::npos) {
             continue;
         }
         // The first inconsistency ends the walk, on purpose: no later header is looked at.
-        if (!CheckHeader(headerPath, headPosition)) {
+        if (!CheckHeader(walk.Path(), headPosition)) {
             return;
         }
     }

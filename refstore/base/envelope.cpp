@@ -1,13 +1,12 @@
 #include "refstore/base/envelope.h"
 
-#include <xxhash.h>
-
 #include <array>
 #include <cstring>
 
 #include "refstore/base/errors.h"
 #include "refstore/base/file_checksum.h"
 #include "refstore/base/little_endian.h"
+#include "refstore/base/xxh3.h"
 
 namespace refstore {
 

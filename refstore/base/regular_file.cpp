@@ -18,6 +18,8 @@ namespace {
 
 // A single pread is kept below the 2 GiB that Linux moves at most.
 constexpr std::size_t kMaxRead = std::size_t{1} << 30;
+// A piece of a large file, and what is done with it, stay within the processor's own memory.
+constexpr std::size_t kPiece = std::size_t{1} << 18;
 
 // Fresh memory comes a page at a time, which costs more than reading the file into it. Advice only:
 // a kernel without large pages ignores it.
@@ -44,20 +46,18 @@ RegularFile::RegularFile(std::string_view what, const std::string& path)
         const int code = errno == ENXIO ? EINVAL : errno;
         ThrowErrno(code, what, path);
     }
-    struct stat attributes = {};
     int code = 0;
-    if (::fstat(fd_, &attributes) != 0) {
+    if (::fstat(fd_, &attributes_) != 0) {
         code = errno;
-    } else if (S_ISDIR(attributes.st_mode)) {
+    } else if (S_ISDIR(attributes_.st_mode)) {
         code = EISDIR;
-    } else if (!S_ISREG(attributes.st_mode)) {
+    } else if (!S_ISREG(attributes_.st_mode)) {
         code = EINVAL;
     }
     if (code != 0) {
         ::close(std::exchange(fd_, -1));
         ThrowErrno(code, what, path);
     }
-    size_ = static_cast<std::uint64_t>(attributes.st_size);
 }
 
 RegularFile::~RegularFile() {
@@ -70,12 +70,12 @@ RegularFile::RegularFile(RegularFile&& other) noexcept
     : what_(other.what_),
       path_(std::move(other.path_)),
       fd_(std::exchange(other.fd_, -1)),
-      size_(other.size_) {}
+      attributes_(other.attributes_) {}
 
-void RegularFile::ReadAt(std::uint64_t offset, std::span<std::byte> out) const {
+void RegularFile::Read(std::uint64_t offset, std::span<std::byte> out, bool last) const {
     std::size_t done = 0;
-    while (done < out.size()) {
-        const std::size_t wanted = std::min(out.size() - done, kMaxRead);
+    do {
+        const std::size_t wanted = std::min(out.size() - done, kMaxRead) + (last ? 1 : 0);
         const ssize_t got =
             ::pread(fd_, out.data() + done, wanted, static_cast<off_t>(offset + done));
         if (got < 0 && errno == EINTR) {
@@ -84,31 +84,53 @@ void RegularFile::ReadAt(std::uint64_t offset, std::span<std::byte> out) const {
         if (got < 0) {
             ThrowErrno(errno, what_, path_);
         }
-        if (got == 0) {
+        if (got == 0 && done < out.size()) {
             ThrowDamage(what_, path_, "file ends too early");
         }
+        if (got == 0) {
+            return;
+        }
         done += static_cast<std::size_t>(got);
+    } while (done < out.size());
+    if (done > out.size()) {
+        ThrowDamage(what_, path_, "file grew while it was read");
     }
 }
 
-FileBytes RegularFile::ReadAll(std::uint64_t limit) const {
-    if (size_ > limit) {
+void RegularFile::ReadAt(std::uint64_t offset, std::span<std::byte> out) const {
+    if (!out.empty()) {
+        Read(offset, out, false);
+    }
+}
+
+FileBytes RegularFile::Room(std::uint64_t limit) const {
+    if (Size() > limit) {
         ThrowErrno(EFBIG, what_, path_);
     }
     FileBytes bytes;
     bytes.data = OrOutOfMemory(
-        what_, path_, [this] { return std::make_unique_for_overwrite<std::byte[]>(size_); });
-    bytes.size = size_;
+        what_, path_, [this] { return std::make_unique_for_overwrite<std::byte[]>(Size() + 1); });
+    bytes.size = Size();
     AskForLargePages({bytes.data.get(), bytes.size});
-    ReadAt(0, {bytes.data.get(), bytes.size});
-    std::byte extra{};
-    ssize_t more = 0;
+    return bytes;
+}
+
+FileBytes RegularFile::ReadAll(std::uint64_t limit) const {
+    FileBytes bytes = Room(limit);
+    Read(0, {bytes.data.get(), bytes.size}, true);
+    return bytes;
+}
+
+FileBytes RegularFile::ReadAll(std::uint64_t limit, const Seen& seen) const {
+    FileBytes bytes = Room(limit);
+    std::size_t offset = 0;
     do {
-        more = ::pread(fd_, &extra, 1, static_cast<off_t>(size_));
-    } while (more < 0 && errno == EINTR);
-    if (more > 0) {
-        ThrowDamage(what_, path_, "file grew while it was read");
-    }
+        const std::size_t length = std::min(bytes.size - offset, kPiece);
+        const std::span<std::byte> piece(bytes.data.get() + offset, length);
+        Read(offset, piece, offset + length == bytes.size);
+        seen(piece);
+        offset += length;
+    } while (offset < bytes.size);
     return bytes;
 }
 

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -31,7 +34,12 @@ class RegularFile {
     RegularFile& operator=(const RegularFile&) = delete;
 
     /// Size in bytes when the file was opened.
-    [[nodiscard]] std::uint64_t Size() const { return size_; }
+    [[nodiscard]] std::uint64_t Size() const {
+        return static_cast<std::uint64_t>(attributes_.st_size);
+    }
+
+    /// The file's attributes when it was opened.
+    [[nodiscard]] const struct stat& Attributes() const { return attributes_; }
 
     /// Fills `out` from `offset`. A file that ends before is damage (EBADMSG).
     void ReadAt(std::uint64_t offset, std::span<std::byte> out) const;
@@ -41,11 +49,22 @@ class RegularFile {
     /// is allocated.
     [[nodiscard]] FileBytes ReadAll(std::uint64_t limit) const;
 
+    /// The same, in pieces: each is shown to `seen`, in order, while the processor still has it at
+    /// hand.
+    using Seen = std::function<void(std::span<const std::byte> piece)>;
+    [[nodiscard]] FileBytes ReadAll(std::uint64_t limit, const Seen& seen) const;
+
   private:
+    /// Memory for the whole file and one byte more.
+    [[nodiscard]] FileBytes Room(std::uint64_t limit) const;
+    /// As ReadAt. `last` says that the file is to end with `out`, behind which is room for one byte
+    /// more: asking for it as well tells without another call.
+    void Read(std::uint64_t offset, std::span<std::byte> out, bool last) const;
+
     std::string_view what_;
     std::string path_;
     int fd_ = -1;
-    std::uint64_t size_ = 0;
+    struct stat attributes_ = {};
 };
 
 }  // namespace refstore

@@ -1,11 +1,12 @@
 #include "storage/file_ext_map_mgr.h"
 
 #include <cerrno>
-#include <deque>
 #include <new>
 #include <utility>
+#include <vector>
 
 #include "refstore/base/errors.h"
+#include "refstore/table/kept_environment.h"
 #include "refstore/table/mapping_table.h"
 
 namespace Corvane::Kst::Marlow::Jorv {
@@ -14,7 +15,7 @@ struct BaseFileExtMapMgr::Impl {
     std::string directory;
     std::shared_ptr<const refstore::TableEnvironment> environment;
     // Tables stay where they are: their addresses are handed out.
-    std::deque<refstore::MappingTable> tables;
+    std::vector<refstore::MappingTable> tables;
 };
 
 BaseFileExtMapMgr::BaseFileExtMapMgr(const std::string& path, const std::string& /*name*/,
@@ -30,19 +31,14 @@ void BaseFileExtMapMgr::LoadTables() {
     impl_->tables.clear();
     impl_->environment.reset();
     try {
-        std::shared_ptr<const refstore::TableEnvironment> loaded;
-        // Open on the manager's own table checked the same bytes, most likely a moment ago. That
-        // saves work and changes nothing: where they may have changed since, or Open failed, or was
-        // never called, the directory is loaded here.
-        if (const auto* opened = dynamic_cast<const refstore::MappingTable*>(table.get())) {
-            loaded = opened->Opened(impl_->directory);
-        }
+        // A check that opened the directory a moment ago has checked the same bytes.
+        auto loaded = refstore::KeptEnvironment(impl_->directory);
         if (loaded == nullptr) {
-            loaded = refstore::TableEnvironment::Load(impl_->directory);
+            loaded = refstore::LoadEnvironment(impl_->directory);
         }
-        std::deque<refstore::MappingTable> tables;
-        for (std::size_t number = 0; number < loaded->Tables().size(); ++number) {
-            tables.emplace_back(loaded, number);
+        std::vector<refstore::MappingTable> tables(loaded->Tables().size());
+        for (std::size_t number = 0; number < tables.size(); ++number) {
+            tables[number].Hold(loaded, number);
         }
         impl_->tables = std::move(tables);
         impl_->environment = std::move(loaded);

@@ -1,7 +1,5 @@
 #include "refstore/table/file_stamp.h"
 
-#include <sys/stat.h>
-
 #include <ctime>
 
 namespace refstore {
@@ -12,19 +10,21 @@ constexpr std::int64_t kSettledSeconds = 3;
 
 }  // namespace
 
+FileStamp::FileStamp(const struct stat& attributes, std::int64_t taken)
+    : device_(attributes.st_dev),
+      inode_(attributes.st_ino),
+      size_(attributes.st_size),
+      modified_{attributes.st_mtim.tv_sec, attributes.st_mtim.tv_nsec},
+      changed_{attributes.st_ctim.tv_sec, attributes.st_ctim.tv_nsec},
+      taken_(taken) {}
+
 std::optional<FileStamp> FileStamp::Of(const std::string& path) {
+    const std::int64_t taken = std::time(nullptr);
     struct stat attributes = {};
-    FileStamp stamp;
-    stamp.taken_ = std::time(nullptr);
     if (::stat(path.c_str(), &attributes) != 0) {
         return std::nullopt;
     }
-    stamp.device_ = attributes.st_dev;
-    stamp.inode_ = attributes.st_ino;
-    stamp.size_ = attributes.st_size;
-    stamp.modified_ = {attributes.st_mtim.tv_sec, attributes.st_mtim.tv_nsec};
-    stamp.changed_ = {attributes.st_ctim.tv_sec, attributes.st_ctim.tv_nsec};
-    return stamp;
+    return FileStamp(attributes, taken);
 }
 
 bool FileStamp::Settled() const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -13,6 +15,10 @@ class FileStamp {
     /// Stamp of the file that `path` names now, symbolic links followed; none when there is none.
     static std::optional<FileStamp> Of(const std::string& path);
 
+    /// Stamp of a file with these attributes, which were asked for at `taken` or later, in seconds
+    /// of the epoch.
+    FileStamp(const struct stat& attributes, std::int64_t taken);
+
     /// The file's last change lay long enough before the stamp was taken for a later one to bear
     /// another time, coarse clocks and file systems that keep whole seconds included.
     [[nodiscard]] bool Settled() const;
@@ -24,11 +30,9 @@ class FileStamp {
     }
 
   private:
-    FileStamp() = default;
-
-    std::uint64_t device_ = 0;
-    std::uint64_t inode_ = 0;
-    std::int64_t size_ = 0;
+    std::uint64_t device_;
+    std::uint64_t inode_;
+    std::int64_t size_;
     // Seconds and nanoseconds of the epoch; `taken_` does not take part in comparisons.
     struct Time {
         std::int64_t seconds = 0;
@@ -37,7 +41,7 @@ class FileStamp {
     };
     Time modified_;
     Time changed_;
-    std::int64_t taken_ = 0;
+    std::int64_t taken_;
 };
 
 }  // namespace refstore

@@ -47,11 +47,11 @@ class EntryCheck {
 
 }  // namespace
 
-void CheckFreeList(const PageImage& image, std::span<const std::uint64_t> leaves,
-                   const MetaRecord& meta, PageClaims& claims) {
-    for (const std::uint64_t leaf : leaves) {
-        const Page page = image.At(leaf);
-        EntryCheck entry(image, leaf, meta, claims);
+void CheckFreeList(const PageImage& image, std::span<const LeafPage> leaves, const MetaRecord& meta,
+                   PageClaims& claims) {
+    for (const LeafPage& leaf : leaves) {
+        const Page page = image.At(leaf.number);
+        EntryCheck entry(image, leaf.number, meta, claims);
         for (std::size_t i = 0; i < page.NodeCount(); ++i) {
             entry.Check(page.NodeAt(i));
         }

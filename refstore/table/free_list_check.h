@@ -5,6 +5,7 @@
 
 #include "refstore/table/page_claims.h"
 #include "refstore/table/page_image.h"
+#include "refstore/table/tree_check.h"
 
 namespace refstore {
 
@@ -13,7 +14,7 @@ namespace refstore {
 ///
 /// @param leaves the tree's leaf pages.
 /// @param meta   the environment's meta record.
-void CheckFreeList(const PageImage& image, std::span<const std::uint64_t> leaves,
-                   const MetaRecord& meta, PageClaims& claims);
+void CheckFreeList(const PageImage& image, std::span<const LeafPage> leaves, const MetaRecord& meta,
+                   PageClaims& claims);
 
 }  // namespace refstore

@@ -6,6 +6,7 @@
 
 #include "refstore/base/errors.h"
 #include "refstore/table/bloom_filter_impl.h"
+#include "refstore/table/kept_environment.h"
 #include "refstore/table/table_cursor.h"
 #include "storage/exception.h"
 
@@ -29,12 +30,7 @@ std::int32_t MappingTable::Open(const std::string& path, bool /*onKlfs*/,
                                 const std::string& /*name*/) {
     Clear();
     try {
-        // The stamp is taken first: a change during the load makes it stale.
-        std::optional<FileStamp> stamp = FileStamp::Of(path + "/data.mdb");
-        std::string directory = path;
-        environment_ = TableEnvironment::Load(path);
-        directory_ = std::move(directory);
-        stamp_ = stamp;
+        environment_ = LoadEnvironment(path);
         return 0;
     } catch (const Corvane::Kst::Marlow::Jorv::SysException& failure) {
         return failure.GetErrorNumber();
@@ -55,7 +51,8 @@ std::int32_t MappingTable::GetDcidList(std::vector<Corvane::Kst::Marlow::Jorv::D
         *filter = std::make_unique<BloomFilter>(std::move(bloom));
         *dcids = std::move(list);
     } catch (const std::bad_alloc&) {
-        ThrowErrno(ENOMEM, kMappingTableName, directory_);
+        ThrowErrno(ENOMEM, kMappingTableName,
+                   environment_ == nullptr ? std::string() : environment_->Path());
     }
     return 0;
 }
@@ -65,20 +62,17 @@ void MappingTable::Hold(ExtentRecord record) noexcept {
     record_ = std::move(record);
 }
 
-std::shared_ptr<const TableEnvironment> MappingTable::Opened(const std::string& directory) const {
-    if (environment_ == nullptr || !stamp_ || directory != directory_ || !stamp_->Settled() ||
-        FileStamp::Of(directory + "/data.mdb") != stamp_) {
-        return nullptr;
-    }
-    return environment_;
+void MappingTable::Hold(std::shared_ptr<const TableEnvironment> environment,
+                        std::size_t table) noexcept {
+    Clear();
+    environment_ = std::move(environment);
+    table_ = table;
 }
 
 void MappingTable::Clear() noexcept {
     record_ = {};
     environment_.reset();
     table_ = 0;
-    directory_.clear();
-    stamp_.reset();
 }
 
 }  // namespace refstore

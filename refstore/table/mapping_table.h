@@ -2,12 +2,10 @@
 
 #include <cstddef>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "refstore/extent/extent_record.h"
-#include "refstore/table/file_stamp.h"
 #include "refstore/table/table_environment.h"
 #include "storage/mapping_table.h"
 
@@ -19,10 +17,6 @@ class MappingTable final : public Corvane::Kst::Marlow::Jorv::CMappingTable {
   public:
     /// An empty table.
     MappingTable() = default;
-
-    /// Table number `table` of `environment`.
-    MappingTable(std::shared_ptr<const TableEnvironment> environment, std::size_t table)
-        : environment_(std::move(environment)), table_(table) {}
 
     iterator begin() override;
     iterator end() override;
@@ -39,10 +33,8 @@ class MappingTable final : public Corvane::Kst::Marlow::Jorv::CMappingTable {
     /// Holds the extents of an extent file from now on.
     void Hold(ExtentRecord record) noexcept;
 
-    /// What Open loaded from `directory`, when its data.mdb has certainly not changed since; else
-    /// null.
-    [[nodiscard]] std::shared_ptr<const TableEnvironment> Opened(
-        const std::string& directory) const;
+    /// Holds table number `table` of `environment` from now on.
+    void Hold(std::shared_ptr<const TableEnvironment> environment, std::size_t table) noexcept;
 
   private:
     void Clear() noexcept;
@@ -53,9 +45,6 @@ class MappingTable final : public Corvane::Kst::Marlow::Jorv::CMappingTable {
     ExtentRecord record_;
     std::shared_ptr<const TableEnvironment> environment_;
     std::size_t table_ = 0;
-    // Of Open alone.
-    std::string directory_;
-    std::optional<FileStamp> stamp_;
 };
 
 }  // namespace refstore

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "refstore/table/page_image.h"
+#include "refstore/table/tree_check.h"
 
 namespace refstore {
 
@@ -28,7 +29,22 @@ class PageReader {
 
     /// Number of leaf pages, and each of them, in key order.
     [[nodiscard]] std::size_t LeafCount() const { return leaves_.size(); }
-    [[nodiscard]] Page Leaf(std::size_t index) const { return pages_.At(leaves_[index]); }
+    [[nodiscard]] Page Leaf(std::size_t index) const { return pages_.At(leaves_[index].number); }
+
+    /// All entries of the leaf page are of the size of its first one, and their keys count up from
+    /// its key by one, the last eight bytes read as a big-endian number.
+    [[nodiscard]] bool IsUniform(std::size_t index) const { return leaves_[index].uniform; }
+
+    /// Has the processor fetch what a walk looks at first in a leaf page.
+    void Prefetch(std::size_t index) const {
+        const std::byte* const page = pages_.At(leaves_[index].number).Body() - kPageHead;
+        constexpr std::size_t kLine = 64;
+        __builtin_prefetch(page);
+        __builtin_prefetch(page + kLine);
+        for (std::size_t line = 1; line <= 4; ++line) {
+            __builtin_prefetch(page + pages_.PageSize() - line * kLine);
+        }
+    }
 
     /// Value of an entry of a leaf page, in place; valid as long as the bytes.
     [[nodiscard]] std::span<const std::byte> ValueOf(const Node& node) const {
@@ -38,7 +54,7 @@ class PageReader {
   private:
     MetaRecord meta_;
     PageBytes pages_;
-    std::vector<std::uint64_t> leaves_;
+    std::vector<LeafPage> leaves_;
 };
 
 /// Position of a record among all records of a reader, in key order.
@@ -64,9 +80,19 @@ class RecordWalk {
     /// Advances by one record; not called at the end.
     void Next() {
         if (++at_.node == nodes_) {
-            at_ = {.leaf = at_.leaf + 1, .node = 0};
-            EnterLeaf();
+            NextLeaf();
         }
+    }
+
+    /// At the first record of a uniform leaf page: the number of its records; else 0.
+    [[nodiscard]] std::size_t UniformAhead() const {
+        return at_.node == 0 && reader_->IsUniform(at_.leaf) ? nodes_ : 0;
+    }
+
+    /// Advances by all records of a leaf page; called at the first of them.
+    void NextLeaf() {
+        at_ = {.leaf = at_.leaf + 1, .node = 0};
+        EnterLeaf();
     }
 
   private:
@@ -74,6 +100,11 @@ class RecordWalk {
         if (!AtEnd()) {
             page_ = reader_->Leaf(at_.leaf);
             nodes_ = page_.NodeCount();
+            // The pages of a tree need not follow one another, nor its records in a page: left
+            // to itself the processor would wait at the beginning of every one.
+            if (at_.leaf + 1 < reader_->LeafCount()) {
+                reader_->Prefetch(at_.leaf + 1);
+            }
         }
     }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 #include "refstore/base/errors.h"
@@ -15,33 +16,80 @@ namespace refstore {
 
 namespace {
 
-FileBytes ReadTableFile(const std::string& path) {
-    const RegularFile file(kMappingTableName, path);
-    if (file.Size() > kReadUnseen && file.Size() <= kMaxTableFile) {
-        std::array<std::byte, kTrailerSize> trailer = {};
-        file.ReadAt(file.Size() - kTrailerSize, trailer);
-        CheckTrailer(trailer, file.Size(), path);
-        const std::uint64_t checksum =
-            ChecksumOf(file, file.Size() - kTrailerChecksum, kMappingTableName, path);
-        if (LoadLittle64(std::span(trailer).last(kTrailerChecksum)) != checksum) {
-            ThrowDamage(kMappingTableName, path, "checksum mismatch");
-        }
+// A file and the checksum of its bytes.
+struct SummedFile {
+    FileBytes bytes;
+    std::uint64_t checksum = 0;
+};
+
+// Bytes up to which a checksum is computed in one go, faster than in pieces.
+constexpr std::uint64_t kSmall = std::uint64_t{1} << 18;
+
+bool IsSparse(const RegularFile& file) {
+    constexpr std::uint64_t kBlock = 512;
+    return static_cast<std::uint64_t>(file.Attributes().st_blocks) * kBlock < file.Size();
+}
+
+void CheckSeal(const RegularFile& file, const std::string& path) {
+    std::array<std::byte, kTrailerSize> trailer = {};
+    file.ReadAt(file.Size() - kTrailerSize, trailer);
+    CheckTrailer(trailer, file.Size(), path);
+    const std::uint64_t checksum =
+        ChecksumOf(file, file.Size() - kTrailerChecksum, kMappingTableName, path);
+    if (LoadLittle64(std::span(trailer).last(kTrailerChecksum)) != checksum) {
+        ThrowDamage(kMappingTableName, path, "checksum mismatch");
+    }
+}
+
+SummedFile ReadTableFile(const RegularFile& file, const std::string& path) {
+    if (file.Size() > kReadUnseen && file.Size() <= kMaxTableFile && IsSparse(file)) {
+        CheckSeal(file, path);
     }
     // What is read now may differ from what was looked at above, so all of it is checked again.
-    return file.ReadAll(kMaxTableFile);
+    SummedFile read;
+    if (file.Size() <= kSmall) {
+        read.bytes = file.ReadAll(kMaxTableFile);
+        read.checksum = TableChecksum(read.bytes.Span());
+        return read;
+    }
+    RunningChecksum checksum(kMappingTableName, path);
+    std::uint64_t left = file.Size() - kTrailerChecksum;
+    read.bytes = file.ReadAll(kMaxTableFile, [&](std::span<const std::byte> piece) {
+        const std::uint64_t sealed = std::min<std::uint64_t>(piece.size(), left);
+        checksum.Add(piece.first(static_cast<std::size_t>(sealed)));
+        left -= sealed;
+    });
+    read.checksum = checksum.Value();
+    return read;
 }
 
 }  // namespace
 
-std::shared_ptr<const TableEnvironment> TableEnvironment::Load(const std::string& directory) {
-    return OrOutOfMemory(kMappingTableName, directory, [&directory] {
+std::shared_ptr<const TableEnvironment> TableEnvironment::Load(const std::string& directory,
+                                                               std::optional<FileStamp>* stamp) {
+    return OrOutOfMemory(kMappingTableName, directory, [&directory, stamp] {
         const std::string path = directory + "/data.mdb";
-        return std::make_shared<const TableEnvironment>(ReadTableFile(path), path);
+        const std::int64_t now = std::time(nullptr);
+        SummedFile read;
+        {
+            const RegularFile file(kMappingTableName, path);
+            if (stamp != nullptr) {
+                *stamp = FileStamp(file.Attributes(), now);
+            }
+            read = ReadTableFile(file, path);
+        }
+        return std::make_shared<const TableEnvironment>(std::move(read.bytes), read.checksum, path);
     });
 }
 
 TableEnvironment::TableEnvironment(FileBytes file, const std::string& path)
-    : file_(std::move(file)), pages_(OpenTableFile(file_.Span(), path), path) {
+    : TableEnvironment(std::move(file), TableChecksum(file.Span()), path) {}
+
+TableEnvironment::TableEnvironment(FileBytes&& file, std::uint64_t checksum,
+                                   const std::string& path)
+    : file_(std::move(file)),
+      path_(path),
+      pages_(OpenTableFile(file_.Span(), checksum, path), path) {
     const MetaRecord& meta = pages_.Meta();
     if ((meta.lastPage + 1) * meta.PageSize() != file_.size - kTrailerSize) {
         ThrowDamage(kMappingTableName, path, "trailer does not follow the last page");

@@ -10,6 +10,7 @@
 
 #include "refstore/base/regular_file.h"
 #include "refstore/table/bloom_bits.h"
+#include "refstore/table/file_stamp.h"
 #include "refstore/table/page_reader.h"
 #include "refstore/table/table_records.h"
 #include "storage/mapping_table.h"
@@ -46,10 +47,17 @@ class TableEnvironment {
     /// Reads and checks `directory`/data.mdb. Every failure is a SysException: EBADMSG for damage,
     /// EFBIG for more than kMaxTableFile bytes, ENOMEM when memory runs out, and as for
     /// RegularFile.
-    static std::shared_ptr<const TableEnvironment> Load(const std::string& directory);
+    ///
+    /// @param stamp where not null, receives the stamp of the file that was read, taken before it
+    ///              was, so that a change meanwhile makes it stale.
+    static std::shared_ptr<const TableEnvironment> Load(const std::string& directory,
+                                                        std::optional<FileStamp>* stamp = nullptr);
 
     /// Checks a whole data.mdb in memory. Damage is SysException(EBADMSG) that names `path`.
     TableEnvironment(FileBytes file, const std::string& path);
+
+    /// The same, for a file whose checksum was computed when it was read.
+    TableEnvironment(FileBytes&& file, std::uint64_t checksum, const std::string& path);
     TableEnvironment(const TableEnvironment&) = delete;
     TableEnvironment& operator=(const TableEnvironment&) = delete;
 
@@ -74,8 +82,12 @@ class TableEnvironment {
     [[nodiscard]] const PageReader& Pages() const { return pages_; }
     [[nodiscard]] std::span<const std::byte> File() const { return file_.Span(); }
 
+    /// Path of the file, for messages.
+    [[nodiscard]] const std::string& Path() const { return path_; }
+
   private:
     FileBytes file_;
+    std::string path_;
     PageReader pages_;
     TableRecords records_;
 };

@@ -38,6 +38,22 @@ class RecordSequence {
         return node.Payload();
     }
 
+    // As Take for records of `size` bytes, as many of `left` as stand in one leaf page and follow
+    // from the first of them; returns their number, at least one.
+    std::uint32_t TakeRun(RecordKind kind, std::uint32_t table, std::uint32_t sequence,
+                          std::size_t size, std::uint32_t left) {
+        const std::size_t ahead = walk_.AtEnd() ? 0 : walk_.UniformAhead();
+        if (ahead == 0 || ahead > left) {
+            Take(kind, table, sequence, size);
+            return 1;
+        }
+        const RecordWalk first = walk_;
+        Take(kind, table, sequence, size);
+        walk_ = first;
+        walk_.NextLeaf();
+        return static_cast<std::uint32_t>(ahead);
+    }
+
     void RequireEnd() const {
         if (!walk_.AtEnd()) {
             Damage("unknown record");
@@ -103,8 +119,9 @@ void TakeBloom(RecordSequence& records, std::uint32_t table, TableInfo& info) {
 
 void TakeExtents(RecordSequence& records, std::uint32_t table, TableInfo& info) {
     info.firstExtent = records.Position();
-    for (std::uint32_t sequence = 0; sequence < info.extents; ++sequence) {
-        records.Take(RecordKind::kExtents, table, sequence, sizeof(Extent));
+    for (std::uint32_t sequence = 0; sequence < info.extents;) {
+        sequence += records.TakeRun(RecordKind::kExtents, table, sequence, sizeof(Extent),
+                                    info.extents - sequence);
     }
 }
 

@@ -1,11 +1,11 @@
 #include "refstore/table/table_trailer.h"
 
-#include <xxhash.h>
-
+#include <algorithm>
 #include <cstring>
 
 #include "refstore/base/errors.h"
 #include "refstore/base/little_endian.h"
+#include "refstore/base/xxh3.h"
 #include "refstore/table/page_image.h"
 
 namespace refstore {
@@ -30,9 +30,14 @@ void CheckTrailer(std::span<const std::byte> tail, std::uint64_t size, const std
     }
 }
 
-std::span<const std::byte> OpenTableFile(std::span<const std::byte> file, const std::string& path) {
+std::uint64_t TableChecksum(std::span<const std::byte> file) {
+    // A file too short to hold one is refused when its trailer is checked.
+    return XXH3_64bits(file.data(), file.size() - std::min(file.size(), kTrailerChecksum));
+}
+
+std::span<const std::byte> OpenTableFile(std::span<const std::byte> file, std::uint64_t checksum,
+                                         const std::string& path) {
     CheckTrailer(file, file.size(), path);
-    const std::uint64_t checksum = XXH3_64bits(file.data(), file.size() - kTrailerChecksum);
     if (LoadLittle64(file.last(kTrailerChecksum)) != checksum) {
         ThrowDamage(kMappingTableName, path, "checksum mismatch");
     }

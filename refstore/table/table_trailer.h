@@ -28,8 +28,14 @@ inline constexpr std::uint64_t kMaxTableFile = std::uint64_t{1} << 34;
 /// most kTrailerSize of them. Damage is SysException(EBADMSG).
 void CheckTrailer(std::span<const std::byte> tail, std::uint64_t size, const std::string& path);
 
+/// XXH3-64 of a file up to its recorded checksum.
+std::uint64_t TableChecksum(std::span<const std::byte> file);
+
 /// Checks the trailer and returns the environment before it. Any changed, missing or added byte is
 /// damage.
-std::span<const std::byte> OpenTableFile(std::span<const std::byte> file, const std::string& path);
+///
+/// @param checksum TableChecksum of the file.
+std::span<const std::byte> OpenTableFile(std::span<const std::byte> file, std::uint64_t checksum,
+                                         const std::string& path);
 
 }  // namespace refstore

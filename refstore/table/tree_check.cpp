@@ -28,13 +28,14 @@ bool IsBelow(std::span<const std::byte> left, std::span<const std::byte> right) 
 
 }  // namespace
 
-std::vector<std::uint64_t> TreeCheck::Check(const DatabaseRecord& database, KeyOrder order) {
+std::vector<LeafPage> TreeCheck::Check(const DatabaseRecord& database, KeyOrder order) {
     found_ = {};
     leaves_.clear();
     if (database.root != kNoPage) {
         if (database.depth == 0 || database.depth > kMaxDepth) {
             image_.Damage("depth of a tree is out of range");
         }
+        leaves_.reserve(std::min(database.leafPages, image_.PageCount()));
         if (order == KeyOrder::kInteger) {
             Walk<KeyOrder::kInteger>(database);
         } else {
@@ -57,7 +58,7 @@ void TreeCheck::Walk(const DatabaseRecord& database) {
     const auto enter = [&](std::uint64_t number, const KeyRange& range) {
         ClaimUsed(number);
         if (path.size() + 1U == database.depth) {
-            CheckLeafEntries<kOrder>(number, range);
+            CheckLeafPage<kOrder>(number, range);
         } else {
             pages_.CheckBranch(number);
             CheckBranchKeys<kOrder>(number, range);
@@ -121,8 +122,29 @@ void TreeCheck::CheckBranchKeys(std::uint64_t number, const KeyRange& range) con
 }
 
 template <KeyOrder kOrder>
-void TreeCheck::CheckLeafEntries(std::uint64_t number, const KeyRange& range) {
-    pages_.CheckLeaf(number);
+void TreeCheck::CheckLeafPage(std::uint64_t number, const KeyRange& range) {
+    // Keys of the free list are not ordered as bytes.
+    const bool uniform = kOrder == KeyOrder::kBytes && pages_.IsUniformLeaf(number);
+    if (!uniform) {
+        pages_.CheckLeaf(number);
+        CheckLeafEntries<kOrder>(number);
+    }
+    const Page page = image_.At(number);
+    const std::size_t count = page.NodeCount();
+    if (range.first.data() != nullptr && IsBelow<kOrder>(page.NodeAt(0).Key(), range.first)) {
+        image_.Damage(number, "keys below their separator");
+    }
+    if (range.behind.data() != nullptr &&
+        !IsBelow<kOrder>(page.NodeAt(count - 1).Key(), range.behind)) {
+        image_.Damage(number, "keys above their separator");
+    }
+    ++found_.leafPages;
+    found_.entries += count;
+    leaves_.push_back({.number = number, .uniform = uniform});
+}
+
+template <KeyOrder kOrder>
+void TreeCheck::CheckLeafEntries(std::uint64_t number) {
     const Page page = image_.At(number);
     const std::size_t count = page.NodeCount();
     std::span<const std::byte> below;
@@ -140,15 +162,6 @@ void TreeCheck::CheckLeafEntries(std::uint64_t number, const KeyRange& range) {
             ClaimRun(number, node);
         }
     }
-    if (range.first.data() != nullptr && IsBelow<kOrder>(page.NodeAt(0).Key(), range.first)) {
-        image_.Damage(number, "keys below their separator");
-    }
-    if (range.behind.data() != nullptr && !IsBelow<kOrder>(below, range.behind)) {
-        image_.Damage(number, "keys above their separator");
-    }
-    ++found_.leafPages;
-    found_.entries += count;
-    leaves_.push_back(number);
 }
 
 void TreeCheck::ClaimRun(std::uint64_t leaf, const Node& node) {

@@ -15,6 +15,12 @@ enum class KeyOrder {
     kInteger,  ///< 8-byte integers; the free list
 };
 
+/// A leaf page of a tree.
+struct LeafPage {
+    std::uint64_t number = 0;
+    bool uniform = false;  ///< as PageCheck::IsUniformLeaf
+};
+
 /// Check of one database's tree: every page and every overflow run of it.
 ///
 /// Time is bounded by the number of pages, whatever the bytes, since a page that is reached twice
@@ -30,7 +36,7 @@ class TreeCheck {
     /// each page.
     ///
     /// @return the tree's leaf pages in key order. Damage is SysException(EBADMSG).
-    std::vector<std::uint64_t> Check(const DatabaseRecord& database, KeyOrder order);
+    std::vector<LeafPage> Check(const DatabaseRecord& database, KeyOrder order);
 
   private:
     // Keys from `first` on and below `behind`; no bound where data() is null.
@@ -51,7 +57,9 @@ class TreeCheck {
     template <KeyOrder kOrder>
     void CheckBranchKeys(std::uint64_t number, const KeyRange& range) const;
     template <KeyOrder kOrder>
-    void CheckLeafEntries(std::uint64_t number, const KeyRange& range);
+    void CheckLeafPage(std::uint64_t number, const KeyRange& range);
+    template <KeyOrder kOrder>
+    void CheckLeafEntries(std::uint64_t number);
     [[nodiscard]] static KeyRange RangeOfChild(const Page& page, std::size_t child,
                                                const KeyRange& range);
 
@@ -60,7 +68,7 @@ class TreeCheck {
     PageClaims& claims_;
     PageCheck pages_;
     DatabaseRecord found_;
-    std::vector<std::uint64_t> leaves_;
+    std::vector<LeafPage> leaves_;
 };
 
 }  // namespace refstore

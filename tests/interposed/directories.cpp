@@ -55,7 +55,11 @@ DIR* Directories::OpenDirectory(const char* path) {
     opened_.emplace_back(path);
     const auto listing = listings_.find(path);
     const bool replaced = listing != listings_.end();
-    DIR* const directory = g_opendir(replaced ? "/" : path);
+    // One that exists is opened all the same: statuses may be asked for relative to it.
+    DIR* directory = g_opendir(path);
+    if (directory == nullptr && replaced) {
+        directory = g_opendir("/");
+    }
     if (directory != nullptr) {
         Position position;
         position.listing = replaced ? &listing->second : nullptr;

@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "refstore/base/file_writer.h"
+#include "refstore/table/kept_environment.h"
 #include "refstore/table/mapping_table.h"
 #include "refstore/table/table_writer.h"
 #include "storage/exception.h"
@@ -167,12 +168,13 @@ TEST(FileExtMapMgr, WhatOpenCheckedIsNotCheckedAgainUnlessItChanged) {
     refstore::WriteTableDirectory(directory.Path(), ThreeTables());
     refstore::MappingTable table;
     ASSERT_EQ(table.Open(directory.Path(), false, ""), 0);
-    EXPECT_EQ(table.Opened(directory.Path()), nullptr) << "too young to be told from a later one";
+    EXPECT_EQ(refstore::KeptEnvironment(directory.Path()), nullptr)
+        << "too young to be told from a later one";
     // Longer than any file system's clock needs to tick.
     ::sleep(5);
     ASSERT_EQ(table.Open(directory.Path(), false, ""), 0);
-    EXPECT_NE(table.Opened(directory.Path()), nullptr);
-    EXPECT_EQ(table.Opened(directory / "."), nullptr);
+    EXPECT_NE(refstore::KeptEnvironment(directory.Path()), nullptr);
+    EXPECT_EQ(refstore::KeptEnvironment(directory / "."), nullptr);
     const std::unique_ptr<FileExtMapMgr> manager(
         FileExtMapMgr::newFileExtMapMgr(directory.Path(), "", nullptr));
     ASSERT_EQ(manager->table->Open(directory.Path(), false, ""), 0);
@@ -181,7 +183,7 @@ TEST(FileExtMapMgr, WhatOpenCheckedIsNotCheckedAgainUnlessItChanged) {
     std::string bytes = test_support::ReadFile(directory / "data.mdb");
     bytes[4097] = 'x';
     test_support::WriteFile(directory / "data.mdb", bytes);
-    EXPECT_EQ(table.Opened(directory.Path()), nullptr);
+    EXPECT_EQ(refstore::KeptEnvironment(directory.Path()), nullptr);
     EXPECT_NE(FailureOf(*manager), "");
 }
 

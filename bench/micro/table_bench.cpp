@@ -1,0 +1,127 @@
+#include <benchmark/benchmark.h>
+
+#include <set>
+
+#include "bench/lmdb/walk.h"
+#include "bench/micro/scratch.h"
+#include "jorvck/share_metadata/fs_check_meta.h"
+#include "refstore/table/mapping_table.h"
+#include "refstore/table/table_writer.h"
+#include "storage/exception.h"
+
+namespace {
+
+using namespace Corvane::Kst::Marlow;  // NOLINT(google-build-using-namespace)
+
+/// One table directory that stays for a benchmark.
+struct Stored {
+    explicit Stored(const benchmark::State& state)
+        : extents(static_cast<std::size_t>(state.range(0))) {
+        refstore::WriteTableDirectory(directory.Path(), bench::MakeTables(extents));
+    }
+    bench::Scratch directory;
+    std::size_t extents;
+};
+
+void CountExtents(benchmark::State& state) {
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+void TableOpen(benchmark::State& state) {
+    const Stored stored(state);
+    for (auto _ : state) {
+        refstore::MappingTable table;
+        if (table.Open(stored.directory.Path(), false, "") != 0) {
+            state.SkipWithError("not opened");
+        }
+    }
+    CountExtents(state);
+}
+BENCHMARK(TableOpen)->Arg(10)->Arg(1000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMicrosecond);
+
+void LmdbOpenWalkClose(benchmark::State& state) {
+    const Stored stored(state);
+    std::uint64_t sum = 0;
+    for (auto _ : state) {
+        sum += bench::WalkEnvironment(stored.directory.Path());
+    }
+    benchmark::DoNotOptimize(sum);
+    CountExtents(state);
+}
+BENCHMARK(LmdbOpenWalkClose)
+    ->Arg(10)
+    ->Arg(1000)
+    ->Arg(100000)
+    ->Arg(1000000)
+    ->Unit(benchmark::kMicrosecond);
+
+/// The walk of the file data check, each DCID looked up in the set of known containers.
+void TableWalkKnownSet(benchmark::State& state) {
+    const Stored stored(state);
+    refstore::MappingTable table;
+    table.Open(stored.directory.Path(), false, "");
+    std::set<std::uint64_t> dcids;
+    for (std::uint64_t i = 0; i < bench::kContainers; ++i) {
+        dcids.insert(bench::kFirstContainer + i);
+    }
+    std::size_t found = 0;
+    for (auto _ : state) {
+        for (auto at = table.begin(); !at.Equals(table.end()); at.Next()) {
+            found += dcids.count(at->GetDCID().dcid);
+        }
+    }
+    benchmark::DoNotOptimize(found);
+    CountExtents(state);
+}
+BENCHMARK(TableWalkKnownSet)->Arg(1000)->Arg(100000);
+
+void TableWalk(benchmark::State& state) {
+    const Stored stored(state);
+    refstore::MappingTable table;
+    table.Open(stored.directory.Path(), false, "");
+    std::uint64_t sum = 0;
+    for (auto _ : state) {
+        for (auto at = table.begin(); !at.Equals(table.end()); at.Next()) {
+            sum += at->GetDCID().dcid;
+        }
+    }
+    benchmark::DoNotOptimize(sum);
+    CountExtents(state);
+}
+BENCHMARK(TableWalk)->Arg(1000)->Arg(100000);
+
+/// The metadata check of one table: each DCID looked for in the list, linearly, and each
+/// fingerprint in the bloom filter.
+void DcidListAndBloom(benchmark::State& state) {
+    const Stored stored(state);
+    refstore::MappingTable table;
+    table.Open(stored.directory.Path(), false, "");
+    for (auto _ : state) {
+        if (JorvCk::FsCheckMeta::CheckDCIDAndBloom(stored.directory.Path(), &table) != 0) {
+            state.SkipWithError("a finding");
+        }
+    }
+    CountExtents(state);
+}
+BENCHMARK(DcidListAndBloom)->Arg(10)->Arg(1000)->Arg(100000);
+
+void BloomFilterMatches(benchmark::State& state) {
+    const auto extents = bench::MakeExtents(1000);
+    const Stored stored(state);
+    refstore::MappingTable table;
+    table.Open(stored.directory.Path(), false, "");
+    std::vector<Jorv::DcidEntry> dcids;
+    std::unique_ptr<BloomFilter> filter;
+    table.GetDcidList(&dcids, &filter);
+    std::size_t matched = 0;
+    for (auto _ : state) {
+        for (const refstore::Extent& extent : extents) {
+            matched += static_cast<std::size_t>(filter->Matches(extent.fp));
+        }
+    }
+    benchmark::DoNotOptimize(matched);
+    state.SetItemsProcessed(state.iterations() * 1000);
+}
+BENCHMARK(BloomFilterMatches)->Arg(1000);
+
+}  // namespace
