@@ -401,7 +401,7 @@ TEST_F(ExtentWalkPaths, BothDirectoriesWithASlash) {
 TEST_F(ExtentWalkPaths, AStorageUnitDirectoryWithASlashOfItsOwnGetsASecondOne) {
     directories.List(dir / "map", {{"x"}});
     LocalFile(dir / "map/x", dir / "stu/x");
-    const interposed::Files files(Root(), kReadBufferSize);
+    const interposed::Files files(Root(), Corvane::Kst::Marlow::JorvCk::kReadBufferSize);
     EXPECT_EQ(WalkFrom(Root(), dir / "map", dir / "stu/"), 0);
     EXPECT_EQ(err, Mismatch(dir / "map/x"));
     EXPECT_EQ(std::count(files.Calls().begin(), files.Calls().end(), "fopen64 stu//x rb"), 1);
