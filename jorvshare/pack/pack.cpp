@@ -25,9 +25,13 @@ namespace jorvshare {
 
 namespace {
 
-void WarnOfUncheckable(const SourceTree& tree, const ShareLayout& share) {
+void WarnOfUncheckable(const SourceTree& tree, const ShareLayout& share, MapLayout map) {
     if (tree.unpairable != 0) {
         PrintWarning(wording::Unpairable(tree.unpairable));
+    }
+    // There a file is a directory in the map tree, with its name.
+    if (map == MapLayout::kTables && tree.namedHead != 0) {
+        PrintWarning(wording::TablesTakenForHeaders(tree.namedHead));
     }
     if (share.root.find("/head") != std::string::npos) {
         PrintWarning(wording::HeadInSharePath(share.root));
@@ -134,7 +138,7 @@ wording::PackSummary Pack(const PackOptions& options) {
     site.Changes().RemoveTree(staging.root);
 
     const SourceTree tree = WalkSource(source);
-    WarnOfUncheckable(tree, share);
+    WarnOfUncheckable(tree, share, site.Map());
     const bool twoPasses = site.Map() == MapLayout::kFiles;
     Progress progress("packing", tree.dataBytes * (twoPasses ? 2 : 1));
     const SharedData shared = twoPasses ? FindShared(source, tree, &progress) : SharedData();

@@ -47,6 +47,8 @@ class Walker {
             } else if (entry.kind == EntryKind::kFile) {
                 tree_->files.push_back(relative);
                 tree_->unpairable += inHead ? 1 : 0;
+                const bool namedHead = !inHead && entry.name.starts_with("head");
+                tree_->namedHead += namedHead ? 1 : 0;
                 CountData(relative);
             } else {
                 PrintWarning(wording::Skipped(KindName(entry.kind), Join(root_, relative)));

@@ -15,6 +15,7 @@ struct SourceTree {
     std::uint64_t dataBytes = 0;   ///< of all files, holes not counted; for progress only
     std::uint64_t skipped = 0;     ///< symbolic links, FIFOs, sockets and devices
     std::uint64_t unpairable = 0;  ///< files below a directory whose name begins with "head"
+    std::uint64_t namedHead = 0;   ///< other files whose own name begins with "head"
 };
 
 /// Walks `root`, an absolute path. Symbolic links are never followed. What is skipped gets a

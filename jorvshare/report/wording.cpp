@@ -106,6 +106,14 @@ std::string Unpairable(std::uint64_t files) {
            (files == 1 ? "it" : "them") + " with extents";
 }
 
+std::string TablesTakenForHeaders(std::uint64_t files) {
+    return files == 1 ? "1 file has a name that begins with \"head\"; the metadata check will take "
+                        "its mapping tables for a header"
+                      : std::to_string(files) +
+                            " files have names that begin with \"head\"; the metadata check will "
+                            "take their mapping tables for headers";
+}
+
 std::string HeadInSharePath(const std::string& path) {
     return path +
            ": \"/head\" in the share's own path; the metadata check will take every file of the "

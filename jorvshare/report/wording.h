@@ -35,6 +35,7 @@ std::string NoFreeDcid(const std::string& volume);
 // Packing.
 std::string Skipped(std::string_view kind, const std::string& path);
 std::string Unpairable(std::uint64_t files);
+std::string TablesTakenForHeaders(std::uint64_t files);
 std::string HeadInSharePath(const std::string& path);
 std::string FileChanged(const std::string& path);
 std::string TooManyTables(const std::string& path, std::uint64_t tables);

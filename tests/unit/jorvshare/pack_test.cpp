@@ -291,6 +291,21 @@ TEST_F(PackTest, WhatIsNoFileIsSkippedWithALine) {
     EXPECT_EQ(Names("site/meta/7/7/head"), std::set<std::string>{"f"});
 }
 
+TEST_F(PackTest, TablesOfFilesThatAreNamedHeadAreTakenForHeaders) {
+    WriteFile(temp_ / "source/a/header.txt", "x");
+    WriteFile(temp_ / "source/ahead", "this is no trouble");
+    EXPECT_EQ(Pack("7", {"--layout", "tables"}).err,
+              "jorvshare: warning: 1 file has a name that begins with \"head\"; the metadata check "
+              "will take its mapping tables for a header\n");
+    WriteFile(temp_ / "source/head", "x");
+    WriteFile(temp_ / "source/headers/head", "told of once, for its directory");
+    EXPECT_EQ(Pack("8").err,
+              "jorvshare: warning: 1 file lies below a directory whose name begins with \"head\"; "
+              "the metadata check cannot pair it with extents\n"
+              "jorvshare: warning: 2 files have names that begin with \"head\"; the metadata check "
+              "will take their mapping tables for headers\n");
+}
+
 TEST_F(PackTest, FilesThatTheMetadataCheckCannotPairAreCounted) {
     WriteFile(temp_ / "source/a/header/b/f", "x");
     WriteFile(temp_ / "source/head", "a file with this name is no trouble");
