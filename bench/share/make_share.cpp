@@ -231,7 +231,7 @@ int main(int argc, char** argv) {
     try {
         const std::vector<std::string> words(argv, argv + argc);
         std::map<std::string, std::uint64_t> numbers = {
-            {"volumes", 2},         {"seed", 1},        {"per_directory", 100}, {"extents", 0},
+            {"volumes", 2},         {"seed", 1},         {"per_directory", 100}, {"extents", 0},
             {"extent_bytes", 1024}, {"distinct", 100000}};
         if (words.size() < 4 || (words[2] != "files" && words[2] != "tables")) {
             throw std::invalid_argument("bench_share SITE files|tables FILES [NAME=NUMBER...]");
