@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "refstore/base/errors.h"
+#include "refstore/table/coverage_check.h"
 #include "refstore/table/mapping_table.h"
 
 namespace Corvane::Kst::Marlow::Jorv {
@@ -39,6 +40,7 @@ void BaseFileExtMapMgr::LoadTables() {
         }
         if (loaded == nullptr) {
             loaded = refstore::TableEnvironment::Load(impl_->directory);
+            refstore::RequireSteppable(*loaded, impl_->directory);
         }
         std::deque<refstore::MappingTable> tables;
         for (std::size_t number = 0; number < loaded->Tables().size(); ++number) {

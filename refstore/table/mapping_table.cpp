@@ -6,6 +6,7 @@
 
 #include "refstore/base/errors.h"
 #include "refstore/table/bloom_filter_impl.h"
+#include "refstore/table/coverage_check.h"
 #include "refstore/table/table_cursor.h"
 #include "storage/exception.h"
 
@@ -32,7 +33,9 @@ std::int32_t MappingTable::Open(const std::string& path, bool /*onKlfs*/,
         // The stamp is taken first: a change during the load makes it stale.
         std::optional<FileStamp> stamp = FileStamp::Of(path + "/data.mdb");
         std::string directory = path;
-        environment_ = TableEnvironment::Load(path);
+        auto environment = TableEnvironment::Load(path);
+        RequireSteppable(*environment, path);
+        environment_ = std::move(environment);
         directory_ = std::move(directory);
         stamp_ = stamp;
         return 0;

@@ -5,8 +5,8 @@
 #include <lmdb.h>
 #include <poll.h>
 #include <sys/mman.h>
-#include <sys/syscall.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -58,7 +58,9 @@ class Sink {
 
 /// Waits for a child; ends it after the limit.
 int WaitFor(pid_t child, int seconds, bool& hung) {
-    pollfd ended = {.fd = static_cast<int>(::syscall(SYS_pidfd_open, child, 0)), .events = POLLIN, .revents = 0};
+    pollfd ended = {.fd = static_cast<int>(::syscall(SYS_pidfd_open, child, 0)),
+                    .events = POLLIN,
+                    .revents = 0};
     Require(ended.fd >= 0, "pidfd_open");
     hung = ::poll(&ended, 1, 1000 * seconds) == 0;
     if (hung) {
@@ -76,8 +78,9 @@ void NoCoreFile() {
 }
 
 void BecomeNobody() {
-    if (::geteuid() == 0 && (::setgroups(0, nullptr) != 0 || ::setresgid(kNobody, kNobody, kNobody) != 0 ||
-                             ::setresuid(kNobody, kNobody, kNobody) != 0)) {
+    if (::geteuid() == 0 &&
+        (::setgroups(0, nullptr) != 0 || ::setresgid(kNobody, kNobody, kNobody) != 0 ||
+         ::setresuid(kNobody, kNobody, kNobody) != 0)) {
         ::_exit(kNotStarted);
     }
 }

@@ -21,8 +21,8 @@ struct Ended {
 inline constexpr int kLimitSeconds = 10;
 
 struct HowToRun {
-    std::string program;     ///< executed where not empty; else the checks run in a forked child
-    bool asNobody = false;   ///< without root's rights
+    std::string program;    ///< executed where not empty; else the checks run in a forked child
+    bool asNobody = false;  ///< without root's rights
     const Victim* victim = nullptr;  ///< whose layer is asked for
 };
 

@@ -23,6 +23,18 @@ Expected OfHeader(Object object, bool fileData) {
 
 }  // namespace
 
+bool LosesLines(FileKind kind, Object object) {
+    switch (kind) {
+        case FileKind::kHeader:
+            return object == Object::kDirectory || object == Object::kLinkLoop;
+        case FileKind::kExtentFile:
+        case FileKind::kTables:
+            return object == Object::kDirectory || object == Object::kSocket;
+        default:
+            return false;
+    }
+}
+
 Expected ExpectedOf(FileKind kind, Object object, bool fileData) {
     const bool isMissing = object == Object::kNothing || object == Object::kDanglingLink;
     switch (kind) {
@@ -30,12 +42,17 @@ Expected ExpectedOf(FileKind kind, Object object, bool fileData) {
             return OfHeader(object, fileData);
         case FileKind::kExtentFile:
         case FileKind::kTables:
+            // A status that cannot be read ends the run, unless a finding has ended the walk
+            // before.
+            return object == Object::kLinkLoop && !fileData ? Expected::kNamedOrEnds
+                                                            : Expected::kNamed;
         case FileKind::kImage:
             return Expected::kNamed;
         case FileKind::kConfiguration:
             // A missing configuration means the defaults.
             return isMissing ? Expected::kAny : Expected::kEnds;
         case FileKind::kImageList:
+            return object == Object::kLinkLoop ? Expected::kEnds : Expected::kNamed;
         case FileKind::kVolumeTable:
         case FileKind::kContainerIndex:
             return Expected::kAny;

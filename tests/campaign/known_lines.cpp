@@ -110,7 +110,8 @@ bool Pattern::Matches(std::string_view text) const {
     for (std::size_t i = 0; i < gaps_.size(); ++i) {
         const bool isLast = i + 1 == gaps_.size();
         const std::size_t end = isLast ? text.size() : text.find(pieces_[i + 1]);
-        if (end == std::string_view::npos || (gaps_[i] == kNumberGap && !IsNumber(text.substr(0, end)))) {
+        if (end == std::string_view::npos ||
+            (gaps_[i] == kNumberGap && !IsNumber(text.substr(0, end)))) {
             return false;
         }
         text.remove_prefix(isLast ? end : end + pieces_[i + 1].size());
@@ -173,7 +174,8 @@ KnownLines::KnownLines(const std::string& configuration)
           data::CheckGotError(kText),
           std::string(data::kTaskGotError),
           data::HeaderMissing(kText),
-          data::HeaderLoadFailed("header file " + kText + ": " + kText + " (errno " + std::string(kNumberText) + ")"),
+          data::HeaderLoadFailed("header file " + kText + ": " + kText + " (errno " +
+                                 std::string(kNumberText) + ")"),
           data::ExtentMissing(kText, kNumber),
           data::MetaLoadFailed(kText),
           data::NoExtentPath(kText),
@@ -183,10 +185,9 @@ KnownLines::KnownLines(const std::string& configuration)
           data::UnknownDcid(kNumber, kText),
       })) {
     error_.emplace_back("");
-    for (const auto code :
-         {jorvck::CheckCode::none, jorvck::CheckCode::extentMissing, jorvck::CheckCode::sizeMismatch,
-          jorvck::CheckCode::reservedDcid, jorvck::CheckCode::unknownDcid,
-          jorvck::CheckCode::noExtentPath}) {
+    for (const auto code : {jorvck::CheckCode::none, jorvck::CheckCode::extentMissing,
+                            jorvck::CheckCode::sizeMismatch, jorvck::CheckCode::reservedDcid,
+                            jorvck::CheckCode::unknownDcid, jorvck::CheckCode::noExtentPath}) {
         for (const bool dev : {false, true}) {
             error_.push_back(Patterns({data::FileSummary(InfoOf(code, dev))}).front());
         }

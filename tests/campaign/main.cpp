@@ -25,7 +25,7 @@ struct Options {
     double minutes = 0;
     std::uint64_t trials = 0;
     std::uint64_t seed = 1;
-    std::uint64_t random = 10000;
+    std::uint64_t random = 4000;
     std::optional<std::uint64_t> only;
     std::string program;
 };
@@ -74,7 +74,7 @@ class Campaign {
 
     void RunAll() {
         const auto end = Clock::now() + std::chrono::duration<double>(60 * options_.minutes);
-        const std::vector<std::uint32_t> order = Shuffled(plan_.size(), options_.seed);
+        const std::vector<std::uint32_t> order = OrderOf(plan_, options_.seed);
         std::uint64_t done = 0;
         for (const std::uint32_t number : order) {
             if ((options_.trials != 0 && done == options_.trials) ||

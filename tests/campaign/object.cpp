@@ -25,15 +25,14 @@ void MakeSocket(const std::string& path) {
     // The name of a socket is short; a link to the directory makes the path so.
     const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
     const std::filesystem::path place(path);
-    const std::string link = std::filesystem::temp_directory_path() /
-                             ("jorv-s" + std::to_string(::getpid()));
+    const std::string link =
+        std::filesystem::temp_directory_path() / ("jorv-s" + std::to_string(::getpid()));
     std::filesystem::create_directory_symlink(place.parent_path(), link);
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     const std::string shorter = link + "/" + place.filename().native();
     shorter.copy(address.sun_path, sizeof address.sun_path - 1);
-    const int bound =
-        ::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    const int bound = ::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
     std::filesystem::remove(link);
     ::close(socket);
     Require(bound == 0, path);

@@ -55,11 +55,11 @@ bool Same(Texts expected, Texts actual) {
                         std::back_inserter(left));
     std::set_difference(expected.begin(), expected.end(), actual.begin(), actual.end(),
                         std::back_inserter(unmet));
-    return std::is_permutation(
-        left.begin(), left.end(), unmet.begin(), unmet.end(),
-        [](const std::string& line, const std::string& wanted) {
-            return Pattern(wanted).Matches(line) || Pattern(line).Matches(wanted);
-        });
+    return std::is_permutation(left.begin(), left.end(), unmet.begin(), unmet.end(),
+                               [](const std::string& line, const std::string& wanted) {
+                                   return Pattern(wanted).Matches(line) ||
+                                          Pattern(line).Matches(wanted);
+                               });
 }
 
 bool Names(const std::string& line, std::string_view name) {
@@ -157,11 +157,10 @@ std::string Oracle::OthersDiffer(const Victim& victim, const Mutation& mutation,
         }
         const Texts before = LinesAbout(sound_.err, name);
         const Texts after = LinesAbout(lines.err, name);
-        // A directory or socket in the map tree ends the walk of the checksums, which leads into
-        // it: what it had yet to say is not said.
-        const bool walkEnds = mutation.change == Change::kObject && victim.walked;
-        if (walkEnds ? !std::includes(before.begin(), before.end(), after.begin(), after.end())
-                     : before != after) {
+        const bool loses = mutation.change == Change::kObject &&
+                           LosesLines(victim.kind, static_cast<Object>(mutation.first));
+        if (loses ? !std::includes(before.begin(), before.end(), after.begin(), after.end())
+                  : before != after) {
             return "other lines about " + std::string(name);
         }
     }
@@ -181,14 +180,24 @@ Judgement Oracle::JudgeConfiguration(const Lines& lines, const Ended& ended) con
 Judgement Oracle::JudgeObject(const Victim& victim, const Mutation& mutation, const Lines& lines,
                               const Ended& ended) const {
     const bool same = lines.out == sound_.out && lines.err == sound_.err;
-    const bool named = !LinesAbout(lines.err, victim.name).empty() &&
-                       LinesAbout(lines.err, victim.name) != LinesAbout(sound_.err, victim.name);
+    // A list of images is told of by lines that may name no file.
+    const bool named =
+        victim.kind == FileKind::kImageList
+            ? lines.err != sound_.err
+            : !LinesAbout(lines.err, victim.name).empty() &&
+                  LinesAbout(lines.err, victim.name) != LinesAbout(sound_.err, victim.name);
     const Expected expected =
         ExpectedOf(victim.kind, static_cast<Object>(mutation.first), scene_.fileData);
     switch (expected) {
         case Expected::kNamed:
             return named && ended.status == 0 ? Judgement{Outcome::kFound, {}}
                                               : Unexplained("no finding names the file");
+        case Expected::kNamedOrEnds:
+            if (ended.status == 255) {
+                return {Outcome::kEnded, {}};
+            }
+            return named ? Judgement{Outcome::kFound, {}}
+                         : Unexplained("no finding names the file");
         case Expected::kEnds:
             return ended.status == 255 ? Judgement{Outcome::kEnded, {}}
                                        : Unexplained("the run did not end there");
@@ -217,7 +226,8 @@ Judgement Oracle::Judge(const Victim& victim, const Mutation& mutation, bool cha
     if (victim.kind == FileKind::kConfiguration && !isObject) {
         return JudgeConfiguration(lines, ended);
     }
-    if (std::string why = OthersDiffer(victim, mutation, lines); !why.empty() && ended.status == 0) {
+    if (std::string why = OthersDiffer(victim, mutation, lines);
+        !why.empty() && ended.status == 0) {
         return Unexplained(std::move(why));
     }
     if (isObject) {

@@ -98,13 +98,17 @@ std::vector<Trial> MakePlan(const std::vector<Scene>& scenes, std::uint64_t seed
     return trials;
 }
 
-std::vector<std::uint32_t> Shuffled(std::size_t count, std::uint64_t seed) {
-    std::vector<std::uint32_t> order(count);
+std::vector<std::uint32_t> OrderOf(const std::vector<Trial>& plan, std::uint64_t seed) {
+    std::vector<std::uint32_t> order(plan.size());
     std::iota(order.begin(), order.end(), 0U);
     std::mt19937_64 engine(seed);
-    for (std::size_t left = count; left > 1; --left) {
+    for (std::size_t left = order.size(); left > 1; --left) {
         std::swap(order[left - 1], order[engine() % left]);
     }
+    std::stable_partition(order.begin(), order.end(), [&plan](std::uint32_t number) {
+        const Change change = plan[number].mutation.change;
+        return change == Change::kObject || change == Change::kAdd || change == Change::kZeroPage;
+    });
     return order;
 }
 

@@ -20,7 +20,8 @@ struct Trial {
 std::vector<Trial> MakePlan(const std::vector<Scene>& scenes, std::uint64_t seed,
                             std::uint64_t randomPerFile);
 
-/// The numbers below `count` in a random order that `seed` decides.
-std::vector<std::uint32_t> Shuffled(std::size_t count, std::uint64_t seed);
+/// The trials' numbers in a random order that `seed` decides, but those of which there are few
+/// first: a part of the campaign tries each kind of change.
+std::vector<std::uint32_t> OrderOf(const std::vector<Trial>& plan, std::uint64_t seed);
 
 }  // namespace campaign

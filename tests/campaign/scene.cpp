@@ -86,8 +86,7 @@ class Builder {
         scene_.words = {"jorvck", "--share_path", share_};
         Add(FileKind::kConfiguration, scene_.Configuration(), "jorv.toml", "");
         for (const char* file : {"alpha", "delta"}) {
-            Add(FileKind::kHeader, share_ + "/head/d/" + file, file,
-                share_ + "/head/d/" + file);
+            Add(FileKind::kHeader, share_ + "/head/d/" + file, file, share_ + "/head/d/" + file);
         }
     }
     Builder& FileData() {
@@ -116,7 +115,7 @@ class Builder {
     // With links the walk of the extent checksums reaches the tables too.
     Builder& Tables(bool linked) {
         for (const std::string_view user : kUserFiles) {
-        const std::string file(user);
+            const std::string file(user);
             const std::string shown = share_ + "/map/d/" + file;
             std::string place = shown;
             if (linked) {
@@ -191,8 +190,7 @@ std::vector<Scene> MakeScenes(const std::string& directory) {
         Builder(directory, "extent-files", extents, false).Images().ExtentFiles().Take());
     scenes.push_back(Builder(directory, "tables", tables, true).Tables(false).Take());
     scenes.push_back(Builder(directory, "linked-tables", local, true).Tables(true).Take());
-    scenes.push_back(
-        Builder(directory, "file-data", tables, true).FileData().Tables(false).Take());
+    scenes.push_back(Builder(directory, "file-data", tables, true).FileData().Tables(false).Take());
     return scenes;
 }
 
