@@ -94,7 +94,14 @@ void BecomeNobody() {
         BecomeNobody();
     }
     ::setenv("JORV_CONFIG", scene.Configuration().c_str(), 1);
-    std::vector<std::string> words = scene.words;
+    if (how.prepare) {
+        how.prepare();
+    }
+    std::vector<std::string> words = how.wrapper;
+    if (!words.empty()) {
+        words.push_back(how.program);
+    }
+    words.insert(words.end(), scene.words.begin() + (words.empty() ? 0 : 1), scene.words.end());
     std::vector<char*> arguments;
     for (std::string& word : words) {
         arguments.push_back(word.data());
@@ -102,7 +109,7 @@ void BecomeNobody() {
     const int count = static_cast<int>(arguments.size());
     arguments.push_back(nullptr);
     if (!how.program.empty()) {
-        ::execv(how.program.c_str(), arguments.data());
+        ::execvp(how.wrapper.empty() ? how.program.c_str() : arguments[0], arguments.data());
         ::_exit(kNotStarted);
     }
     const int status = Corvane::Kst::Marlow::JorvCk::Run(count, arguments.data());
@@ -160,6 +167,9 @@ Ended RunChecker(const Scene& scene, const HowToRun& how) {
     Require(child >= 0, "fork");
     if (child == 0) {
         BeTheChecker(scene, how, out, err, layer);
+    }
+    if (how.meanwhile) {
+        how.meanwhile(child);
     }
     Ended ended;
     const int result = WaitFor(child, kLimitSeconds, ended.hung);

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "tests/campaign/scene.h"
 #include "tests/campaign/seal.h"
@@ -23,7 +27,10 @@ inline constexpr int kLimitSeconds = 10;
 struct HowToRun {
     std::string program;    ///< executed where not empty; else the checks run in a forked child
     bool asNobody = false;  ///< without root's rights
-    const Victim* victim = nullptr;  ///< whose layer is asked for
+    const Victim* victim = nullptr;        ///< whose layer is asked for
+    std::vector<std::string> wrapper;      ///< words in front of the program
+    std::function<void()> prepare;         ///< in the child, before all else: limits, other streams
+    std::function<void(pid_t)> meanwhile;  ///< in this process, while the child runs
 };
 
 /// Runs the checker over a scene.
