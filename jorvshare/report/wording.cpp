@@ -44,7 +44,7 @@ std::string NotASite(const std::string& path) {
 }
 
 std::string SiteInUse(const std::string& path) {
-    return path + ": another pack is at work in this site";
+    return path + ": another run is at work in this site";
 }
 
 std::string BadFstab(const std::string& path) {

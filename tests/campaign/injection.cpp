@@ -18,9 +18,9 @@ namespace {
 // Not brk: it never returns an error number, and what it is told to return would pass for a break.
 // Limits on memory make it fail as it does.
 constexpr std::array<std::string_view, 19> kCalls = {
-    "openat", "read",   "pread64",  "newfstatat", "statx",     "getdents64", "close",
-    "mmap",   "munmap", "mprotect", "madvise",    "brk",       "lseek",      "write",
-    "clone3", "access", "readlink", "fcntl",      "getrandom", "ioctl"};
+    "openat", "read",     "pread64",  "newfstatat", "statx", "getdents64", "close",
+    "mmap",   "munmap",   "mprotect", "madvise",    "lseek", "write",      "clone3",
+    "access", "readlink", "fcntl",    "getrandom",  "ioctl"};
 
 std::string TracePath() {
     return std::filesystem::temp_directory_path() / ("jorv-trace-" + std::to_string(::getpid()));
