@@ -3,6 +3,8 @@
 
 set(JORVCK_SANITIZE "" CACHE STRING "Sanitizers, as in -fsanitize=; empty for none")
 
+option(JORVCK_COVERAGE "Count which lines and branches are run (scripts/coverage)" OFF)
+
 add_library(jorvck_options INTERFACE)
 add_library(jorvck::options ALIAS jorvck_options)
 
@@ -22,6 +24,12 @@ target_compile_definitions(jorvck_options INTERFACE
     BOOST_FILESYSTEM_VERSION=3
     BOOST_FILESYSTEM_NO_DEPRECATED)
 target_include_directories(jorvck_options INTERFACE ${PROJECT_SOURCE_DIR})
+
+if(JORVCK_COVERAGE)
+    # Atomic, since the file data check counts from several threads.
+    target_compile_options(jorvck_options INTERFACE --coverage -fprofile-update=atomic)
+    target_link_options(jorvck_options INTERFACE --coverage)
+endif()
 
 if(JORVCK_SANITIZE)
     target_compile_options(jorvck_options INTERFACE
