@@ -31,6 +31,7 @@ constexpr std::array<const char*, 7> kErrors = {"EIO",    "EACCES", "EMFILE", "E
 
 struct Options {
     std::uint64_t part = 1;
+    std::string only;
     std::uint64_t seed = 1;
     bool list = false;
 };
@@ -55,11 +56,13 @@ class Faults {
                     static_cast<unsigned long long>(options_.seed),
                     static_cast<unsigned long long>(options_.part));
         for (const Scene& scene : scenes_) {
-            FailingCalls(scene);
+            if (options_.only.empty()) {
+                FailingCalls(scene);
+                Streams(scene);
+                Signals(scene);
+                ChangingFiles(scene);
+            }
             Limits(scene);
-            Streams(scene);
-            Signals(scene);
-            ChangingFiles(scene);
         }
         std::printf("\n%-52s %7s %7s %7s %7s %7s %7s\n", "", "tried", "0", "255", "signal",
                     "loader", "WRONG");
@@ -172,12 +175,22 @@ class Faults {
     }
 
     void Limits(const Scene& scene) {
-        // The memory that a run may take beyond what it starts with, down to nothing.
-        for (std::uint64_t kib = 0; kib <= 12288; kib += kib < 1024 ? 16 : 256) {
-            if (!Skipped()) {
-                Limited(scene, "memory", std::to_string(kib) + " KiB more",
-                        [kib] { Limit(RLIMIT_AS, CurrentMemory() + (kib << 10U)); });
+        // Address space from what the loader needs up to what a run needs; threads take much of it
+        // for their stacks.
+        for (std::uint64_t kib = 2048; kib <= 262144; kib += kib < 12288 ? 16 : 2048) {
+            if (Skipped()) {
+                continue;
             }
+            HowToRun how;
+            how.program = program_;
+            how.prepare = [kib] { Limit(RLIMIT_AS, kib << 10U); };
+            const Ended ended = RunChecker(scene, how);
+            const bool isOdd =
+                ended.hung || ended.signal != 0 || (ended.status != 0 && ended.status != 255);
+            Allowed allowed;
+            // A library that is loaded may throw while it is, with nothing to throw from.
+            allowed.loader = isOdd && !ReachesMain(scene, program_, kib << 10U);
+            Judge(scene, "limit: memory", std::to_string(kib) + " KiB", ended, allowed);
         }
         for (std::uint64_t files = 0; files <= 12; ++files) {
             if (!Skipped()) {
@@ -206,17 +219,6 @@ class Faults {
     static void Limit(int which, std::uint64_t value) {
         const rlimit limit = {.rlim_cur = value, .rlim_max = value};
         ::setrlimit(static_cast<__rlimit_resource>(which), &limit);
-    }
-
-    static std::uint64_t CurrentMemory() {
-        std::uint64_t pages = 0;
-        if (std::FILE* const file = std::fopen("/proc/self/statm", "r"); file != nullptr) {
-            if (std::fscanf(file, "%lu", &pages) != 1) {
-                pages = 0;
-            }
-            std::fclose(file);
-        }
-        return pages * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
     }
 
     void Streams(const Scene& scene) {
@@ -339,6 +341,7 @@ int main(int argc, char** argv) {
     CLI::App app("Lets the operating system fail under the checker.");
     app.add_option("--part", options.part, "try one of so many faults");
     app.add_option("--seed", options.seed, "of the moments at which signals and changes come");
+    app.add_option("--only", options.only, "limits: of memory, files and stack alone");
     app.add_flag("--list", options.list, "print every run");
     CLI11_PARSE(app, argc, argv);
     try {

@@ -51,6 +51,12 @@ Call Parse(std::string_view line) {
     return call;
 }
 
+// The program's first act is to look at the configuration or the share. The command line, which the
+// program is started with, names the share too.
+bool IsOfMain(const std::string& line, const Scene& scene) {
+    return line.find(scene.site) != std::string::npos && line.find("execve(") == std::string::npos;
+}
+
 }  // namespace
 
 std::map<std::string, std::uint64_t> CountCalls(const Scene& scene, const std::string& program) {
@@ -89,12 +95,9 @@ Injected RunWithFault(const Scene& scene, const std::string& program, const Faul
                           ":when=" + std::to_string(fault.when) + (fault.everAfter ? "+" : ""));
     Injected injected;
     injected.ended = RunChecker(scene, how);
-    // The program's first act is to look at the configuration or the share.
     bool inMain = false;
     for (const std::string& line : LinesOf(test_support::ReadFile(trace))) {
-        // The command line of the program names the share too.
-        inMain |=
-            line.find(scene.site) != std::string::npos && line.find("execve(") == std::string::npos;
+        inMain |= IsOfMain(line, scene);
         if (line.find("(INJECTED)") != std::string::npos) {
             injected.reached = true;
             injected.beforeMain = !inMain;
@@ -103,6 +106,18 @@ Injected RunWithFault(const Scene& scene, const std::string& program, const Faul
     }
     std::filesystem::remove(trace);
     return injected;
+}
+
+bool ReachesMain(const Scene& scene, const std::string& program, std::uint64_t addressSpace) {
+    const std::string trace = TracePath();
+    HowToRun how = Traced(program, trace);
+    how.wrapper.push_back("prlimit");
+    how.wrapper.push_back("--as=" + std::to_string(addressSpace));
+    RunChecker(scene, how);
+    const std::vector<std::string> lines = LinesOf(test_support::ReadFile(trace));
+    std::filesystem::remove(trace);
+    return std::any_of(lines.begin(), lines.end(),
+                       [&scene](const std::string& line) { return IsOfMain(line, scene); });
 }
 
 }  // namespace campaign

@@ -32,4 +32,7 @@ struct Injected {
 /// Runs the program under strace, which makes the call fail.
 Injected RunWithFault(const Scene& scene, const std::string& program, const Fault& fault);
 
+/// Whether a run with so much address space comes to the program's own code.
+bool ReachesMain(const Scene& scene, const std::string& program, std::uint64_t addressSpace);
+
 }  // namespace campaign
