@@ -3,6 +3,8 @@
 
 set(JORVCK_SANITIZE "" CACHE STRING "Sanitizers, as in -fsanitize=; empty for none")
 
+option(JORVCK_COVERAGE "Count which lines and branches are run (scripts/coverage)" OFF)
+
 add_library(jorvck_options INTERFACE)
 add_library(jorvck::options ALIAS jorvck_options)
 
@@ -28,6 +30,12 @@ target_include_directories(jorvck_options INTERFACE ${JORV_STORAGE_INCLUDE_DIR} 
 if(JORVCK_STORAGE STREQUAL "reference")
     # Not with another's headers: their warnings are not the project's to mend.
     target_compile_options(jorvck_options INTERFACE -Werror)
+endif()
+
+if(JORVCK_COVERAGE)
+    # Atomic, since the file data check counts from several threads.
+    target_compile_options(jorvck_options INTERFACE --coverage -fprofile-update=atomic)
+    target_link_options(jorvck_options INTERFACE --coverage)
 endif()
 
 if(JORVCK_SANITIZE)

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +10,7 @@
 #include "jorvck/extent_checksum/messages.h"
 #include "jorvck/extent_checksum/read_buffer.h"
 #include "jorvck/extent_checksum/sample_cksum.h"
+#include "jorvck/paths/endless_file.h"
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
@@ -36,12 +35,6 @@ class BufferHold {
     std::span<unsigned char> buffer_;
 };
 
-/// Opening a FIFO for reading would wait for a writer for ever.
-bool IsFifo(const std::string& path) {
-    struct stat attributes = {};
-    return ::stat(path.c_str(), &attributes) == 0 && S_ISFIFO(attributes.st_mode);
-}
-
 }  // namespace
 
 int ExtNodeCheck::ExtNodeCheck_Cksum_File_Table(Jorv::CMappingTable* table,
@@ -62,9 +55,9 @@ int ExtNodeCheck::ExtNodeCheck_Cksum_File_Table(Jorv::CMappingTable* table,
         if (dcid != kLocalDcid) {
             continue;
         }
-        // Once per table; a file that turns into a FIFO between two extents is not worth a call
+        // Once per table; a file that turns into one between two extents is not worth a call
         // per extent.
-        if (!stuLookedAt && IsFifo(stuPath)) {
+        if (!stuLookedAt && IsEndlessFile(stuPath)) {
             return -1;
         }
         stuLookedAt = true;

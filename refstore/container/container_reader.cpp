@@ -1,19 +1,21 @@
 #include "refstore/container/container_reader.h"
 
+#include <dirent.h>
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <filesystem>
+#include <memory>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "refstore/base/errors.h"
 #include "refstore/container/container_kind.h"
 #include "refstore/fingerprint/sha256.h"
 
 namespace refstore {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -34,28 +36,75 @@ std::optional<std::uint64_t> IndexName(std::string_view name) {
     return dcid;
 }
 
-void FindBelow(const std::string& volume, std::map<std::uint64_t, ContainerFiles>& found) {
-    std::map<std::uint64_t, std::string> least;
-    std::error_code code;
-    fs::recursive_directory_iterator entry(volume, code);
-    while (!code && entry != fs::recursive_directory_iterator()) {
-        const auto dcid = IndexName(entry->path().filename().native());
-        std::error_code unknown;
-        if (dcid && entry->is_regular_file(unknown)) {
-            const std::string& path = entry->path().native();
-            const auto [place, added] = least.try_emplace(*dcid, path);
-            if (!added && path < place->second) {
-                place->second = path;
+struct CloseDirectory {
+    void operator()(DIR* directory) const { ::closedir(directory); }
+};
+
+// Type of the entry as one of the file type bits, that of a link's target when `follow`; 0 when it
+// cannot be told.
+mode_t TypeOf(const std::string& path, bool follow) {
+    struct stat attributes = {};
+    const int code =
+        follow ? ::stat(path.c_str(), &attributes) : ::lstat(path.c_str(), &attributes);
+    return code == 0 ? attributes.st_mode & S_IFMT : 0;
+}
+
+// Calls `visit` with the path and name of whatever lies below `volume` and is no directory. Links
+// to directories are not followed. Not the C++ library's iterator: where memory runs out, that
+// ends the process.
+template <typename Visit>
+void WalkBelow(const std::string& volume, const Visit& visit) {
+    std::vector<std::string> left = {volume};
+    while (!left.empty()) {
+        std::string parent = std::move(left.back());
+        left.pop_back();
+        const std::unique_ptr<DIR, CloseDirectory> listing(::opendir(parent.c_str()));
+        if (listing == nullptr) {
+            ThrowErrno(errno, "volume", volume);
+        }
+        if (!parent.ends_with('/')) {
+            parent += '/';
+        }
+        for (;;) {
+            errno = 0;
+            const dirent64* const entry = ::readdir64(listing.get());
+            if (entry == nullptr) {
+                break;
+            }
+            const std::string_view name = entry->d_name;
+            if (name == "." || name == "..") {
+                continue;
+            }
+            std::string path = parent + entry->d_name;
+            const bool isDirectory = entry->d_type == DT_DIR || (entry->d_type == DT_UNKNOWN &&
+                                                                 TypeOf(path, false) == S_IFDIR);
+            if (isDirectory) {
+                left.push_back(std::move(path));
+            } else {
+                visit(path, name);
             }
         }
-        entry.increment(code);
+        if (errno != 0) {
+            ThrowErrno(errno, "volume", volume);
+        }
     }
-    if (code) {
-        ThrowErrno(code.value(), "volume", volume);
-    }
+}
+
+void FindBelow(const std::string& volume, std::map<std::uint64_t, ContainerFiles>& found) {
+    std::map<std::uint64_t, std::string> least;
+    WalkBelow(volume, [&least](const std::string& path, std::string_view name) {
+        const auto dcid = IndexName(name);
+        if (!dcid || TypeOf(path, true) != S_IFREG) {
+            return;
+        }
+        const auto [place, added] = least.try_emplace(*dcid, path);
+        if (!added && path < place->second) {
+            place->second = path;
+        }
+    });
     for (const auto& [dcid, path] : least) {
-        found.try_emplace(dcid,
-                          ContainerFiles{fs::path(path).replace_extension(".bin").native(), path});
+        const std::string stem = path.substr(0, path.rfind('.'));
+        found.try_emplace(dcid, ContainerFiles{stem + ".bin", path});
     }
 }
 

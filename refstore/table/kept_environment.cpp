@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "refstore/table/coverage_check.h"
 #include "refstore/table/file_stamp.h"
 
 namespace refstore {
@@ -24,6 +25,7 @@ std::shared_ptr<const TableEnvironment> LoadEnvironment(const std::string& direc
     kept.environment.reset();
     std::optional<FileStamp> stamp;
     auto environment = TableEnvironment::Load(directory, &stamp);
+    RequireSteppable(*environment, directory);
     kept.directory = directory;
     kept.stamp = stamp;
     kept.environment = environment;

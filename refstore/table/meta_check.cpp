@@ -15,9 +15,10 @@ constexpr std::uint32_t kLargestPage = 32768;
 constexpr std::uint16_t kIntegerKey = 0x0008;
 constexpr std::uint16_t kMadeAsFile = 0x4000;
 
+// Besides its root and depth, which agree.
 bool IsEmpty(const DatabaseRecord& database) {
-    return database.depth == 0 && database.branchPages == 0 && database.leafPages == 0 &&
-           database.overflowPages == 0 && database.entries == 0;
+    return database.branchPages == 0 && database.leafPages == 0 && database.overflowPages == 0 &&
+           database.entries == 0;
 }
 
 void CheckDatabase(const PageImage& image, std::uint64_t page, const DatabaseRecord& database) {

@@ -32,7 +32,8 @@ std::vector<LeafPage> TreeCheck::Check(const DatabaseRecord& database, KeyOrder 
     found_ = {};
     leaves_.clear();
     if (database.root != kNoPage) {
-        if (database.depth == 0 || database.depth > kMaxDepth) {
+        // Never 0: depth and root agree, as the check of the meta pages has seen.
+        if (database.depth > kMaxDepth) {
             image_.Damage("depth of a tree is out of range");
         }
         leaves_.reserve(std::min(database.leafPages, image_.PageCount()));

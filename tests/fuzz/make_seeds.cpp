@@ -79,5 +79,27 @@ int main(int argc, char** argv) {
     seeds.Put("settings", "dots", "a.b.c = [{d = 1}, 'x']\nuse_file_ext_map = 0x1\n");
     seeds.Put("fstab", "two", refstore::EncodeFstab({"/srv/v1", "/srv/v 2"}));
     seeds.Put("fstab", "short", "one\n");
+    const auto words = [&seeds](const std::string& name, const std::vector<std::string>& all) {
+        std::string text;
+        for (const std::string& word : all) {
+            text += word + '\0';
+        }
+        seeds.Put("command_line", name, text);
+    };
+    words("path", {"jorvck", "--share_path", "/m/7/7"});
+    words("data", {"jorvck", "--share_id", "7", "--verify_data", "--t", "24"});
+    words("help", {"jorvck", "--t", "-99999999999", "--help"});
+    seeds.Put("image_list", "two", "P\nT\ni1;i2;\nQ\nU\nj;\n");
+    seeds.Put("image_list", "short", "P\nT");
+    seeds.Put("recipe", "all", R"({"config": {"use_file_ext_map": 1, "dcid_bloom_enabled": true,
+"table_span_gib": 2, "klfs_aware": false}, "volumes": [{"name": "v1", "containers": [100],
+"files": {"sub/a.bin": "x"}}], "fstab": ["v1"], "shares": [{"id": "7", "files": [{"path": "a/f",
+"header": {"trans_id": 5, "size": "-1", "mtime": 16, "fg": 3, "is_dev": false, "extent_location":
+"/m"}, "extent_file": {"trans_id": 5, "extents": [{"start": 0, "end": 4096, "dcid": 1, "so_ref": 0,
+"cksum": "auto", "data_offset": 0}]}, "tables": {"file_size": 4096, "tables": [{"offset": 0, "end":
+1073741824, "extents": [], "dcids": [[70, 0]], "bloom": []}]}, "stu": {"repeat": ["41", 4096]}}],
+"vcopy": "P\nT\ni1;\n"}], "images": [{"policy": "P", "time": "T", "name": "i1", "damaged":
+true}]})");
+    seeds.Put("recipe", "empty", "{}");
     return 0;
 }

@@ -219,7 +219,7 @@ TEST_P(Damage, AnythingButAShareOfASiteIsRefused) {
             temp_.Path() + ": not a site: it holds other things and no jorv.toml");
     const int held = ::open(site_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_EQ(::flock(held, LOCK_EX), 0);
-    Refused(Run("header-cut"), site_ + ": another pack is at work in this site");
+    Refused(Run("header-cut"), site_ + ": another run is at work in this site");
     ::close(held);
 }
 

@@ -392,7 +392,7 @@ TEST_F(PackTest, ASiteThatAnotherPackHoldsIsRefused) {
     ASSERT_EQ(Pack("7").status, 0);
     const int held = ::open((temp_ / "site").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_EQ(::flock(held, LOCK_EX), 0);
-    ExpectRefused(Pack("8"), temp_ / "site: another pack is at work in this site");
+    ExpectRefused(Pack("8"), temp_ / "site: another run is at work in this site");
     ::close(held);
     EXPECT_EQ(Pack("8").status, 0);
 }

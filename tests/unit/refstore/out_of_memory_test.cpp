@@ -84,8 +84,7 @@ TEST(OutOfMemory, AnyAllocationOfReadingContainersThatFailsIsENOMEM) {
     const std::vector<std::string> volumes = {dir.Path()};
     const std::string index = dir / "64.bhd";
     ExpectEveryShortageReported([&] { refstore::LoadContainerIndex(index); });
-    // Finding the containers is left out: where the C++ library's directory iterator runs out of
-    // memory, it ends the process.
+    ExpectEveryShortageReported([&] { refstore::FindContainers(volumes); });
     std::optional<refstore::ContainerReader> reader;
     ExpectEveryShortageReported(
         [&] {

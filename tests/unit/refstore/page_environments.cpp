@@ -221,7 +221,7 @@ RandomEnvironment MakeRandomEnvironment(std::uint32_t seed, bool small) {
     RandomEnvironment made;
     const bool asFile = random.OneIn(2);
     const bool writeMap = random.OneIn(3);
-    const std::size_t mapSize = (small ? 64 : 8192 + random.Below(1000)) * kPage;
+    const std::size_t mapSize = (small ? 512 : 65536 + random.Below(1000)) * kPage;
     std::string file = directory / "data.mdb";
     {
         const unsigned flags = (asFile ? MDB_NOSUBDIR : 0U) | (writeMap ? MDB_WRITEMAP : 0U);

@@ -36,6 +36,17 @@ TEST(PageRules, FreeListsThatBreakARuleAreRefused) {
              s.Add<std::uint16_t>(s.freeLeaf + kUpper, 4);
              return Sample::Name(s.freeLeaf) + "bad size of a free list";
          }},
+        {"no count",
+         [](Sample& s) {
+             // All of the value goes, and the page closes up.
+             const std::size_t node = s.NodeAt(s.freeLeaf, 0);
+             const auto size = s.Get<std::uint32_t>(node);
+             s.bytes.replace(node + size, kKey + 8, s.bytes.substr(node, kKey + 8));
+             s.Put<std::uint32_t>(node + size, 0);
+             s.Add<std::uint16_t>(Sample::PointerTo(s.freeLeaf, 0), size);
+             s.Add<std::uint16_t>(s.freeLeaf + kUpper, size);
+             return Sample::Name(s.freeLeaf) + "bad size of a free list";
+         }},
         {"count",
          [](Sample& s) {
              s.Put<std::uint64_t>(s.NodeAt(s.freeLeaf, 0) + kCount, std::uint64_t{1} << 61);

@@ -28,6 +28,17 @@ TEST(PageRules, MetaPagesThatBreakARuleAreRefused) {
              s.Put<std::uint32_t>(s.meta + 4, 2);
              return "page 0: bad magic number or version";
          }},
+        {"one page",
+         [](Sample& s) {
+             s.bytes.resize(Sample::kPage);
+             return "too short for its meta pages";
+         }},
+        {"pages larger than the file",
+         [](Sample& s) {
+             s.bytes.resize(std::size_t{2} * 32768 - 1);
+             s.Put<std::uint32_t>(s.meta + kFreeList, 32768);
+             return "too short for its meta pages";
+         }},
         {"no page size",
          [](Sample& s) {
              s.Put<std::uint32_t>(s.meta + kFreeList, 0);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "storage/exception.h"
+#include "tests/support/temp_dir.h"
 #include "tests/unit/refstore/page_sample.h"
 
 namespace {
@@ -138,6 +140,20 @@ TEST(PageRules, TreesThatBreakARuleAreRefused) {
              s.Add<std::uint64_t>(s.run, 1);
              return Sample::Name(s.run) + "not the overflow page of an entry";
          }},
+        {"branch key without bytes",
+         [](Sample& s) {
+             // The last entry, which stands lowest, loses its key, and the page closes up.
+             const std::size_t last = s.PageAt(s.root).NodeCount() - 1;
+             const std::size_t node = s.NodeAt(s.root, last);
+             const auto room =
+                 static_cast<long>((s.Get<std::uint16_t>(node + kKeySize) + 1U) & ~1U);
+             s.Put<std::uint16_t>(node + kKeySize, 0);
+             s.bytes.replace(node + static_cast<std::size_t>(room), kKey,
+                             s.bytes.substr(node, kKey));
+             s.Add<std::uint16_t>(Sample::PointerTo(s.root, last), room);
+             s.Add<std::uint16_t>(s.root + kUpper, room);
+             return Sample::Name(s.root) + "bad key size";
+         }},
         {"run of no length",
          [](Sample& s) {
              s.Put<std::uint32_t>(s.run + kLower, 0);
@@ -165,6 +181,47 @@ TEST(PageRules, TreesThatBreakARuleAreRefused) {
              return Sample::Name(s.bytes.size()) + "outside the file";
          }},
     });
+}
+
+// In a tree of three levels and more the last key of an inner branch must stay below the next one
+// of the root.
+TEST(PageRules, ABranchThatReachesIntoTheNextIsRefused) {
+    const test_support::TempDir directory;
+    const std::string file = directory / "data.mdb";
+    {
+        const Environment environment =
+            OpenEnvironment(file, MDB_NOSUBDIR | MDB_NOLOCK, std::size_t{4096} * Sample::kPage);
+        MDB_txn* transaction = nullptr;
+        MDB_dbi database = 0;
+        Require(mdb_txn_begin(environment.get(), nullptr, 0, &transaction));
+        Require(mdb_dbi_open(transaction, nullptr, 0, &database));
+        for (int i = 0; i < 3000; ++i) {
+            std::string key = std::to_string(10000 + i) + std::string(200, 'k');
+            MDB_val name = {key.size(), key.data()};
+            Require(mdb_put(transaction, database, &name, &name, 0));
+        }
+        Require(mdb_txn_commit(transaction));
+    }
+    std::string bytes = test_support::ReadFile(file);
+    ASSERT_EQ(ReadWithPageReader(bytes).size(), 3000U);
+    const auto pageAt = [&bytes](std::uint64_t number) {
+        return refstore::Page(reinterpret_cast<const std::byte*>(bytes.data()) +
+                              number * Sample::kPage);
+    };
+    // The only transaction is described by meta page 1.
+    const auto meta = refstore::LoadAs<refstore::MetaRecord>(pageAt(1).Body());
+    ASSERT_GE(meta.main.depth, 3);
+    const std::uint64_t inner = pageAt(meta.main.root).NodeAt(0).Child();
+    const refstore::Page branch = pageAt(inner);
+    const std::size_t last = inner * Sample::kPage + branch.NodeOffset(branch.NodeCount() - 1);
+    bytes[last + kKey] = '\xff';
+    try {
+        ReadWithPageReader(bytes);
+        FAIL() << "accepted";
+    } catch (const Corvane::Kst::Marlow::Jorv::SysException& refused) {
+        EXPECT_EQ(refused.what(), "mapping table /x/data.mdb: page " + std::to_string(inner) +
+                                      ": keys out of order (errno 74)");
+    }
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "refstore/table/table_writer.h"
 #include "storage/exception.h"
 #include "storage/extent_file.h"
+#include "storage/file_ext_map_mgr.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/refstore/table_sample.h"
 
@@ -209,6 +210,31 @@ TEST(MappingTable, CursorsOfOneTableCompareByPosition) {
         EXPECT_TRUE(table->end().Equals(right));
         const auto moved = std::move(left);
         EXPECT_EQ(moved->GetEndOffset(), 4096U);
+    }
+}
+
+TEST(MappingTable, ATableThatCoversMoreSpansThanAnyoneStepsThroughIsDamage) {
+    const TempDir directory;
+    refstore::TableDirectoryRecord record = table_test::Example();
+    constexpr std::uint64_t kSpan = std::uint64_t{1} << 30;
+    const auto open = [&](const std::string& name, std::uint64_t offset, std::uint64_t end) {
+        record.tables[0].offset = offset;
+        record.tables[0].end = end;
+        test_support::MakeDirs(directory / name);
+        refstore::WriteTableDirectory(directory / name, record);
+        return NewTable()->Open(directory / name, false, {});
+    };
+    EXPECT_EQ(open("most", kSpan, 4097 * kSpan), 0);
+    EXPECT_EQ(open("more", kSpan, 4098 * kSpan), EBADMSG);
+    EXPECT_EQ(open("all", 0, ~std::uint64_t{0}), EBADMSG);
+    EXPECT_EQ(open("none", ~std::uint64_t{0}, 0), 0);
+    FileExtMapMgr manager(directory / "more", {}, nullptr, nullptr);
+    try {
+        manager.LoadTables();
+        FAIL() << "loaded";
+    } catch (const SysException& failure) {
+        EXPECT_EQ(std::string(failure.what()), "mapping table " + (directory / "more") +
+                                                   ": table covers too many spans (errno 74)");
     }
 }
 

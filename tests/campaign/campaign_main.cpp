@@ -1,0 +1,193 @@
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <optional>
+
+#include "tests/campaign/child.h"
+#include "tests/campaign/object.h"
+#include "tests/campaign/oracle.h"
+#include "tests/campaign/plan.h"
+#include "tests/campaign/tally.h"
+#include "tests/support/temp_dir.h"
+
+// Damages every metadata file of small shares in every way it knows, one at a time, and judges what
+// the checker makes of it.
+
+namespace {
+
+using namespace campaign;  // NOLINT(google-build-using-namespace): the program is its main
+
+using Clock = std::chrono::steady_clock;
+
+struct Options {
+    double minutes = 0;
+    std::uint64_t trials = 0;
+    std::uint64_t seed = 1;
+    std::uint64_t random = 4000;
+    std::optional<std::uint64_t> only;
+    std::string program;
+};
+
+class Campaign {
+  public:
+    explicit Campaign(Options options)
+        : options_(std::move(options)), scenes_(MakeScenes(directory_.Path())) {
+        std::filesystem::permissions(directory_.Path(), std::filesystem::perms(0755));
+        for (const Scene& scene : scenes_) {
+            const Ended sound = RunChecker(scene, {});
+            HowToRun executed;
+            executed.program = options_.program;
+            Require(sound.status == 0 && RunChecker(scene, executed).status == 0,
+                    "the sound scene " + scene.name + " does not run: " + sound.out + sound.err);
+            oracles_.emplace_back(scene, sound);
+            for (const Victim& victim : scene.victims) {
+                sound_[victim.path] = test_support::ReadFile(victim.path);
+            }
+        }
+        plan_ = MakePlan(scenes_, options_.seed, options_.random);
+    }
+
+    int Run() {
+        std::printf("seed %llu, %zu trials planned\n",
+                    static_cast<unsigned long long>(options_.seed), plan_.size());
+        if (options_.only) {
+            Try(static_cast<std::size_t>(*options_.only), true);
+        } else {
+            RunAll();
+        }
+        tally_.Print();
+        const bool bites = tally_.ControlBites();
+        if (!bites) {
+            std::printf("plain LMDB took every change: the changes are not worth their name\n");
+        }
+        return tally_.Unexplained() == 0 && bites ? 0 : 1;
+    }
+
+  private:
+    static void Require(bool holds, const std::string& what) {
+        if (!holds) {
+            throw std::runtime_error(what);
+        }
+    }
+
+    void RunAll() {
+        const auto end = Clock::now() + std::chrono::duration<double>(60 * options_.minutes);
+        const std::vector<std::uint32_t> order = OrderOf(plan_, options_.seed);
+        std::uint64_t done = 0;
+        for (const std::uint32_t number : order) {
+            if ((options_.trials != 0 && done == options_.trials) ||
+                (options_.minutes > 0 && Clock::now() >= end)) {
+                break;
+            }
+            Try(number, false);
+            ++done;
+        }
+    }
+
+    // Another whole file of the kind in the same scene, or the file itself.
+    const std::string& Other(const Scene& scene, const Victim& victim) const {
+        for (const Victim& other : scene.victims) {
+            if (other.kind == victim.kind && other.path != victim.path) {
+                return sound_.at(other.path);
+            }
+        }
+        return sound_.at(victim.path);
+    }
+
+    void Try(std::size_t number, bool show) {
+        const Trial& trial = plan_.at(number);
+        const Scene& scene = scenes_[trial.scene];
+        const Victim& victim = scene.victims[trial.victim];
+        const Mutation& mutation = trial.mutation;
+        const std::string& sound = sound_.at(victim.path);
+        // The program itself now and then: what is around the checks is part of the promise.
+        constexpr std::size_t kProgramEvery = 23;
+        HowToRun how;
+        how.victim = &victim;
+        if (number % kProgramEvery == 0) {
+            how.program = options_.program;
+            tally_.CountExecuted();
+        }
+        Ended ended;
+        bool changed = true;
+        std::string imageList = "i1;i2;";
+        if (mutation.change == Change::kObject) {
+            const auto object = static_cast<Object>(mutation.first);
+            const ReplacedFile replaced(victim.path, object);
+            how.asNobody = object == Object::kUnreadable;
+            how.program.clear();
+            ended = RunChecker(scene, how);
+        } else {
+            const std::string bytes = Apply(mutation, victim.kind, sound, Other(scene, victim));
+            changed = bytes != sound;
+            if (victim.kind == FileKind::kImageList) {
+                imageList = bytes;
+            }
+            const ChangedFile file(victim.path, sound, bytes);
+            ended = RunChecker(scene, how);
+            if (victim.kind == FileKind::kTables && !mutation.sealed && !scene.fileData &&
+                IsStructural(mutation.change)) {
+                tally_.CountControl(ReadWithLmdb(victim.path));
+            }
+        }
+        const Judgement judgement =
+            oracles_[trial.scene].Judge(victim, mutation, changed, imageList, ended);
+        tally_.Count(scene, victim, mutation, judgement.outcome, ended.layer);
+        if (show || judgement.outcome == Outcome::kUnexplained) {
+            Show(number, trial, judgement, ended);
+        }
+    }
+
+    static bool IsStructural(Change change) {
+        return change == Change::kZeroPage || change == Change::kSwapPages ||
+               change == Change::kForeignPage || change == Change::kFields;
+    }
+
+    void Show(std::size_t number, const Trial& trial, const Judgement& judgement,
+              const Ended& ended) const {
+        constexpr std::size_t kMostShown = 4000;
+        const Scene& scene = scenes_[trial.scene];
+        std::printf("\ntrial %zu, %s, %s: %s\n", number, scene.name.c_str(),
+                    scene.victims[trial.victim].path.c_str(), Describe(trial.mutation).c_str());
+        if (!judgement.why.empty()) {
+            std::printf("UNEXPLAINED: %s\n", judgement.why.c_str());
+        }
+        std::printf("status %d, signal %d\n--- standard output\n%s--- standard error\n%s---\n",
+                    ended.status, ended.signal, ended.out.substr(0, kMostShown).c_str(),
+                    ended.err.substr(0, kMostShown).c_str());
+        std::printf("repeat: tests/campaign/run --seed %llu --random %llu --only %zu\n",
+                    static_cast<unsigned long long>(options_.seed),
+                    static_cast<unsigned long long>(options_.random), number);
+        std::fflush(stdout);
+    }
+
+    Options options_;
+    test_support::TempDir directory_;
+    std::vector<Scene> scenes_;
+    std::vector<Oracle> oracles_;
+    std::map<std::string, std::string> sound_;
+    std::vector<Trial> plan_;
+    Tally tally_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    options.program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "jorvck";
+    CLI::App app("Damages small shares and judges what the checker makes of them.");
+    app.add_option("--minutes", options.minutes, "stop after so long; else the whole plan is run");
+    app.add_option("--trials", options.trials, "stop after so many");
+    app.add_option("--seed", options.seed, "of the order and of the random changes");
+    app.add_option("--random", options.random, "random changes per file");
+    app.add_option("--only", options.only, "run the trial of this number and show what it gives");
+    CLI11_PARSE(app, argc, argv);
+    try {
+        return Campaign(std::move(options)).Run();
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "campaign: %s\n", failure.what());
+        return 2;
+    }
+}

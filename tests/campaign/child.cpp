@@ -1,0 +1,214 @@
+#include "tests/campaign/child.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <lmdb.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include "jorvck/driver/run.h"
+
+namespace campaign {
+
+namespace {
+
+constexpr uid_t kNobody = 65534;
+constexpr int kNotStarted = 126;
+
+void Require(bool done, const char* what) {
+    if (!done) {
+        throw std::runtime_error(std::string(what) + " failed");
+    }
+}
+
+/// Takes what a child writes. Emptied for every run, made once.
+class Sink {
+  public:
+    Sink() : fd_(::memfd_create("output", MFD_CLOEXEC)) { Require(fd_ >= 0, "memfd_create"); }
+    ~Sink() { ::close(fd_); }
+    Sink(const Sink&) = delete;
+    Sink& operator=(const Sink&) = delete;
+
+    [[nodiscard]] int Descriptor() const { return fd_; }
+    void Clear() const {
+        Require(::ftruncate(fd_, 0) == 0 && ::lseek(fd_, 0, SEEK_SET) == 0, "ftruncate");
+    }
+    [[nodiscard]] std::string Take() const {
+        const off_t size = ::lseek(fd_, 0, SEEK_END);
+        std::string text(static_cast<std::size_t>(size), '\0');
+        Require(::pread(fd_, text.data(), text.size(), 0) == size, "pread");
+        return text;
+    }
+
+  private:
+    int fd_;
+};
+
+/// Waits for a child; ends it after the limit.
+int WaitFor(pid_t child, int seconds, bool& hung) {
+    pollfd ended = {.fd = static_cast<int>(::syscall(SYS_pidfd_open, child, 0)),
+                    .events = POLLIN,
+                    .revents = 0};
+    Require(ended.fd >= 0, "pidfd_open");
+    hung = ::poll(&ended, 1, 1000 * seconds) == 0;
+    if (hung) {
+        ::kill(child, SIGKILL);
+    }
+    ::close(ended.fd);
+    int how = 0;
+    Require(::waitpid(child, &how, 0) == child, "waitpid");
+    return how;
+}
+
+void NoCoreFile() {
+    const rlimit none = {.rlim_cur = 0, .rlim_max = 0};
+    ::setrlimit(RLIMIT_CORE, &none);
+}
+
+void BecomeNobody() {
+    if (::geteuid() == 0 &&
+        (::setgroups(0, nullptr) != 0 || ::setresgid(kNobody, kNobody, kNobody) != 0 ||
+         ::setresuid(kNobody, kNobody, kNobody) != 0)) {
+        ::_exit(kNotStarted);
+    }
+}
+
+[[noreturn]] void BeTheChecker(const Scene& scene, const HowToRun& how, const Sink& out,
+                               const Sink& err, const Sink& layer) {
+    ::dup2(out.Descriptor(), STDOUT_FILENO);
+    ::dup2(err.Descriptor(), STDERR_FILENO);
+    NoCoreFile();
+    if (how.asNobody) {
+        BecomeNobody();
+    }
+    ::setenv("JORV_CONFIG", scene.Configuration().c_str(), 1);
+    if (how.prepare) {
+        how.prepare();
+    }
+    std::vector<std::string> words = how.wrapper;
+    if (!words.empty()) {
+        words.push_back(how.program);
+    }
+    words.insert(words.end(), scene.words.begin() + (words.empty() ? 0 : 1), scene.words.end());
+    std::vector<char*> arguments;
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
+    const int count = static_cast<int>(arguments.size());
+    arguments.push_back(nullptr);
+    if (!how.program.empty()) {
+        ::execvp(how.wrapper.empty() ? how.program.c_str() : arguments[0], arguments.data());
+        ::_exit(kNotStarted);
+    }
+    const int status = Corvane::Kst::Marlow::JorvCk::Run(count, arguments.data());
+    if (how.victim != nullptr) {
+        const char reached = static_cast<char>(LayerOf(how.victim->kind, how.victim->path));
+        [[maybe_unused]] const ssize_t put = ::write(layer.Descriptor(), &reached, 1);
+    }
+    std::exit(status);
+}
+
+struct CloseEnvironment {
+    void operator()(MDB_env* environment) const { mdb_env_close(environment); }
+};
+
+bool WalkWithLmdb(const char* path) {
+    MDB_env* made = nullptr;
+    if (mdb_env_create(&made) != 0) {
+        return false;
+    }
+    const std::unique_ptr<MDB_env, CloseEnvironment> environment(made);
+    MDB_txn* transaction = nullptr;
+    MDB_dbi database = 0;
+    MDB_cursor* cursor = nullptr;
+    if (mdb_env_open(made, path, MDB_NOSUBDIR | MDB_RDONLY | MDB_NOLOCK, 0644) != 0 ||
+        mdb_txn_begin(made, nullptr, MDB_RDONLY, &transaction) != 0 ||
+        mdb_dbi_open(transaction, nullptr, 0, &database) != 0 ||
+        mdb_cursor_open(transaction, database, &cursor) != 0) {
+        return false;
+    }
+    MDB_val key = {};
+    MDB_val value = {};
+    volatile unsigned char sum = 0;
+    int code = 0;
+    while ((code = mdb_cursor_get(cursor, &key, &value, MDB_NEXT)) == 0) {
+        const auto* bytes = static_cast<const unsigned char*>(value.mv_data);
+        for (std::size_t i = 0; i < value.mv_size; ++i) {
+            sum = static_cast<unsigned char>(sum + bytes[i]);
+        }
+    }
+    return code == MDB_NOTFOUND;
+}
+
+}  // namespace
+
+Ended RunChecker(const Scene& scene, const HowToRun& how) {
+    static const Sink out;
+    static const Sink err;
+    static const Sink layer;
+    out.Clear();
+    err.Clear();
+    layer.Clear();
+    // What is buffered would be written by the child as well.
+    std::fflush(nullptr);
+    const pid_t child = ::fork();
+    Require(child >= 0, "fork");
+    if (child == 0) {
+        BeTheChecker(scene, how, out, err, layer);
+    }
+    if (how.meanwhile) {
+        how.meanwhile(child);
+    }
+    Ended ended;
+    const int result = WaitFor(child, kLimitSeconds, ended.hung);
+    if (WIFEXITED(result)) {
+        ended.status = WEXITSTATUS(result);
+    } else {
+        ended.signal = WTERMSIG(result);
+    }
+    ended.out = out.Take();
+    ended.err = err.Take();
+    const std::string reached = layer.Take();
+    if (!reached.empty()) {
+        ended.layer = static_cast<Layer>(reached.front());
+    }
+    return ended;
+}
+
+Taken ReadWithLmdb(const std::string& path) {
+    const pid_t child = ::fork();
+    Require(child >= 0, "fork");
+    if (child == 0) {
+        NoCoreFile();
+        // Whatever watches over this process: here a signal is what is waited for.
+        for (const int number : std::array{SIGSEGV, SIGBUS, SIGFPE, SIGABRT, SIGILL}) {
+            std::signal(number, SIG_DFL);
+        }
+        const int nothing = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        ::dup2(nothing, STDERR_FILENO);
+        ::_exit(WalkWithLmdb(path.c_str()) ? 0 : 1);
+    }
+    bool hung = false;
+    const int result = WaitFor(child, 2, hung);
+    if (hung) {
+        return Taken::kHung;
+    }
+    if (WIFSIGNALED(result)) {
+        return Taken::kKilled;
+    }
+    return WEXITSTATUS(result) == 0 ? Taken::kRead : Taken::kRefused;
+}
+
+}  // namespace campaign

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/campaign/scene.h"
+#include "tests/campaign/seal.h"
+
+namespace campaign {
+
+/// How a run of the checker ended.
+struct Ended {
+    int status = -1;  ///< exit status; -1 when a signal ended it
+    int signal = 0;
+    bool hung = false;  ///< it was ended by us after the limit
+    std::string out;
+    std::string err;
+    Layer layer = Layer::kNone;  ///< of a run in a child: which layer judged the file
+};
+
+inline constexpr int kLimitSeconds = 10;
+
+struct HowToRun {
+    std::string program;    ///< executed where not empty; else the checks run in a forked child
+    bool asNobody = false;  ///< without root's rights
+    const Victim* victim = nullptr;        ///< whose layer is asked for
+    std::vector<std::string> wrapper;      ///< words in front of the program
+    std::function<void()> prepare;         ///< in the child, before all else: limits, other streams
+    std::function<void(pid_t)> meanwhile;  ///< in this process, while the child runs
+};
+
+/// Runs the checker over a scene.
+Ended RunChecker(const Scene& scene, const HowToRun& how);
+
+/// How plain LMDB took a file.
+enum class Taken : std::uint8_t { kRead, kRefused, kKilled, kHung };
+inline constexpr std::size_t kTakens = 4;
+
+/// Opens the file with LMDB, walks every record of it and reads every value, in a child.
+Taken ReadWithLmdb(const std::string& path);
+
+}  // namespace campaign

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/campaign/child.h"
+
+namespace campaign {
+
+/// How often a run makes each system call that can be told to fail, in the thread that makes it
+/// most often.
+std::map<std::string, std::uint64_t> CountCalls(const Scene& scene, const std::string& program);
+
+/// A system call that fails.
+struct Fault {
+    std::string call;
+    std::string error;
+    std::uint64_t when = 1;  ///< the which of its kind in a thread
+    bool everAfter = false;  ///< and all behind it
+};
+
+std::string Describe(const Fault& fault);
+
+struct Injected {
+    Ended ended;
+    bool reached = false;     ///< the call was made at all
+    bool beforeMain = false;  ///< while the program was being loaded
+};
+
+/// Runs the program under strace, which makes the call fail.
+Injected RunWithFault(const Scene& scene, const std::string& program, const Fault& fault);
+
+/// Whether a run with so much address space comes to the program's own code.
+bool ReachesMain(const Scene& scene, const std::string& program, std::uint64_t addressSpace);
+
+}  // namespace campaign

@@ -1,0 +1,173 @@
+#include "tests/campaign/mutation.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <random>
+
+#include "tests/campaign/object.h"
+#include "tests/campaign/seal.h"
+
+namespace campaign {
+
+namespace {
+
+constexpr std::array<unsigned char, kByteValues> kMasks = {0x01, 0x80, 0xff};
+constexpr std::array<std::size_t, kAddedLengths / 2> kAdded = {1, 8, 24, 32, 4064, 4096, 8192};
+
+class FieldMutator {
+  public:
+    FieldMutator(std::uint64_t seed, std::size_t page) : engine_(seed), page_(page) {}
+
+    void Mutate(std::string& bytes) {
+        for (std::size_t changes = 1 + Below(3); changes > 0 && bytes.size() >= 8; --changes) {
+            ChangeOne(bytes);
+        }
+    }
+
+  private:
+    std::size_t Below(std::size_t count) { return engine_() % count; }
+
+    template <typename T>
+    void Put(std::string& bytes, std::size_t at) {
+        constexpr std::array<std::uint64_t, 14> kTelling = {
+            0, 1, 2, 3, 7, 15, 16, 18, 4080, 4094, 4096, 0x7fff, 0xffff, ~std::uint64_t{0}};
+        T value = 0;
+        std::memcpy(&value, bytes.data() + at, sizeof value);
+        switch (Below(4)) {
+            case 0:
+                value = static_cast<T>(kTelling.at(Below(kTelling.size())));
+                break;
+            case 1:
+                value = static_cast<T>(value + Below(9) - 4);
+                break;
+            case 2:
+                value = static_cast<T>(value ^ std::uint64_t{1} << Below(8 * sizeof value));
+                break;
+            default:
+                value = static_cast<T>(Below(bytes.size() / page_ + 2));
+        }
+        std::memcpy(bytes.data() + at, &value, sizeof value);
+    }
+
+    void ChangeOne(std::string& bytes) {
+        const std::size_t pages = std::max<std::size_t>(bytes.size() / page_, 1);
+        const std::size_t page = Below(pages) * page_;
+        // Heads, meta records, pointers and the entries at a page's end are where it counts.
+        const std::array<std::size_t, 4> spans = {16, 200, 96, page_};
+        const std::size_t span = std::min(spans.at(Below(spans.size())), page_);
+        const std::size_t within = Below(2) == 0 ? Below(span) : page_ - 1 - Below(span);
+        const std::size_t at = std::min(page + within, bytes.size() - 8);
+        switch (Below(4)) {
+            case 0:
+                return Put<std::uint8_t>(bytes, at);
+            case 1:
+                return Put<std::uint32_t>(bytes, at & ~std::size_t{1});
+            case 2:
+                return Put<std::uint64_t>(bytes, at & ~std::size_t{1});
+            default:
+                return Put<std::uint16_t>(bytes, at & ~std::size_t{1});
+        }
+    }
+
+    std::mt19937_64 engine_;
+    std::size_t page_;
+};
+
+std::string Added(std::uint64_t which, const std::string& bytes) {
+    const std::size_t more = kAdded.at(which / 2);
+    return which % 2 == 0 ? std::string(more, '\0') : bytes.substr(0, more);
+}
+
+void SwapPages(std::string& bytes, std::size_t page, std::size_t first, std::size_t second) {
+    const std::string one = bytes.substr(first * page, page);
+    const std::string two = bytes.substr(second * page, page);
+    // The shorter last one moves as far as it goes.
+    const std::size_t common = std::min(one.size(), two.size());
+    bytes.replace(first * page, common, two, 0, common);
+    bytes.replace(second * page, common, one, 0, common);
+}
+
+}  // namespace
+
+std::string_view NameOf(Change change) {
+    switch (change) {
+        case Change::kByte:
+            return "byte changed";
+        case Change::kCut:
+            return "cut short";
+        case Change::kAdd:
+            return "bytes added";
+        case Change::kZeroPage:
+            return "page zeroed";
+        case Change::kSwapPages:
+            return "pages swapped";
+        case Change::kForeignPage:
+            return "page of another file";
+        case Change::kFields:
+            return "fields changed";
+        case Change::kObject:
+            return "replaced";
+    }
+    return "?";
+}
+
+std::uint64_t PageSizeOf(FileKind kind) {
+    return kind == FileKind::kTables ? 4096 : 64;
+}
+
+std::uint64_t PagesOf(FileKind kind, std::uint64_t size) {
+    return (size + PageSizeOf(kind) - 1) / PageSizeOf(kind);
+}
+
+std::string Apply(const Mutation& mutation, FileKind kind, std::string bytes,
+                  const std::string& other) {
+    const std::size_t page = PageSizeOf(kind);
+    switch (mutation.change) {
+        case Change::kByte: {
+            char& byte = bytes[mutation.first];
+            byte = static_cast<char>(static_cast<unsigned char>(byte) ^ kMasks.at(mutation.second));
+            break;
+        }
+        case Change::kCut:
+            bytes.resize(mutation.first);
+            break;
+        case Change::kAdd:
+            bytes += Added(mutation.first, bytes);
+            break;
+        case Change::kZeroPage: {
+            const std::size_t count = std::min(page, bytes.size() - mutation.first * page);
+            bytes.replace(mutation.first * page, count, count, '\0');
+            break;
+        }
+        case Change::kSwapPages:
+            SwapPages(bytes, page, mutation.first, mutation.second);
+            break;
+        case Change::kForeignPage: {
+            const std::string foreign =
+                other.substr(std::min(mutation.second * page, other.size()), page);
+            bytes.replace(mutation.first * page,
+                          std::min(foreign.size(), bytes.size() - mutation.first * page), foreign);
+            break;
+        }
+        case Change::kFields:
+            FieldMutator(mutation.first, page).Mutate(bytes);
+            break;
+        case Change::kObject:
+            break;
+    }
+    if (mutation.sealed) {
+        Seal(kind, bytes);
+    }
+    return bytes;
+}
+
+std::string Describe(const Mutation& mutation) {
+    std::string text(NameOf(mutation.change));
+    text += mutation.change == Change::kObject
+                ? ": " + std::string(NameOf(static_cast<Object>(mutation.first)))
+                : " " + std::to_string(mutation.first) + ", " + std::to_string(mutation.second);
+    return text + (mutation.sealed ? ", sealed again" : "");
+}
+
+}  // namespace campaign

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "tests/campaign/scene.h"
+
+namespace campaign {
+
+enum class Change : std::uint8_t {
+    kByte,         ///< one byte gets another value
+    kCut,          ///< the file is cut short
+    kAdd,          ///< bytes are added
+    kZeroPage,     ///< a page is zeroed
+    kSwapPages,    ///< two pages change places
+    kForeignPage,  ///< a page is taken from another file of the kind
+    kFields,       ///< 1 to 3 integers of the structure get telling values
+    kObject,       ///< something else stands in the file's place
+};
+
+std::string_view NameOf(Change change);
+
+/// Values that a byte is changed to, lengths that are added, pages that a file of `size` has.
+inline constexpr std::uint64_t kByteValues = 3;
+inline constexpr std::uint64_t kAddedLengths = 14;
+std::uint64_t PageSizeOf(FileKind kind);
+std::uint64_t PagesOf(FileKind kind, std::uint64_t size);
+
+/// What is done to one file; the two numbers say which byte, length, page or random seed.
+struct Mutation {
+    Change change = Change::kByte;
+    bool sealed = false;  ///< the seal is made to fit again
+    std::uint64_t first = 0;
+    std::uint64_t second = 0;
+};
+
+/// The bytes of a file after the mutation; `other` is another whole file of the same kind. Not for
+/// kObject.
+std::string Apply(const Mutation& mutation, FileKind kind, std::string bytes,
+                  const std::string& other);
+
+/// One line for whoever repeats the trial.
+std::string Describe(const Mutation& mutation);
+
+}  // namespace campaign

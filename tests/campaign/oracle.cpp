@@ -1,0 +1,251 @@
+#include "tests/campaign/oracle.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+
+#include "jorvck/driver/messages.h"
+#include "jorvck/extent_checksum/messages.h"
+#include "jorvck/file_data/messages.h"
+#include "jorvck/share_metadata/messages.h"
+#include "jorvck/virtual_copy/messages.h"
+#include "refstore/image/image_check.h"
+#include "tests/campaign/expectation.h"
+
+namespace campaign {
+
+namespace {
+
+namespace jorvck = Corvane::Kst::Marlow::JorvCk;
+namespace share = jorvck::ShareMetadataMessages;
+namespace extent = jorvck::ExtentChecksumMessages;
+namespace vcopy = jorvck::VirtualCopyMessages;
+namespace data = jorvck::FileDataMessages;
+
+using Texts = std::vector<std::string>;
+
+// Listings come in the file system's order, threads in any: what counts is which lines there are.
+Texts Sorted(std::string_view text) {
+    Texts lines = LinesOf(text);
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
+void Add(Texts& lines, std::string_view text) {
+    for (std::string& line : LinesOf(text)) {
+        lines.push_back(std::move(line));
+    }
+}
+
+void Remove(Texts& lines, std::string_view line, std::size_t count = 1) {
+    for (; count > 0; --count) {
+        const auto at = std::find(lines.begin(), lines.end(), line);
+        if (at != lines.end()) {
+            lines.erase(at);
+        }
+    }
+}
+
+// The texts are equal but for gaps in what is expected.
+bool Same(Texts expected, Texts actual) {
+    std::sort(expected.begin(), expected.end());
+    Texts left;
+    Texts unmet;
+    std::set_difference(actual.begin(), actual.end(), expected.begin(), expected.end(),
+                        std::back_inserter(left));
+    std::set_difference(expected.begin(), expected.end(), actual.begin(), actual.end(),
+                        std::back_inserter(unmet));
+    return std::is_permutation(left.begin(), left.end(), unmet.begin(), unmet.end(),
+                               [](const std::string& line, const std::string& wanted) {
+                                   return Pattern(wanted).Matches(line) ||
+                                          Pattern(line).Matches(wanted);
+                               });
+}
+
+bool Names(const std::string& line, std::string_view name) {
+    return line.find(name) != std::string::npos;
+}
+
+Texts LinesAbout(const Texts& lines, std::string_view name) {
+    Texts about;
+    std::copy_if(lines.begin(), lines.end(), std::back_inserter(about),
+                 [name](const std::string& line) { return Names(line, name); });
+    return about;
+}
+
+bool IsGlobal(FileKind kind) {
+    return kind == FileKind::kConfiguration || kind == FileKind::kVolumeTable ||
+           kind == FileKind::kContainerIndex;
+}
+
+Judgement Unexplained(std::string why) {
+    return {Outcome::kUnexplained, std::move(why)};
+}
+
+}  // namespace
+
+Oracle::Oracle(const Scene& scene, const Ended& sound)
+    : scene_(scene), known_(scene.Configuration()), sound_{Sorted(sound.out), Sorted(sound.err)} {}
+
+std::string Oracle::Upright(const std::string& imageList, const Ended& ended) const {
+    if (ended.hung) {
+        return "did not end";
+    }
+    if (ended.signal != 0) {
+        return "ended by signal " + std::to_string(ended.signal);
+    }
+    if (ended.status != 0 && ended.status != 255) {
+        return "status " + std::to_string(ended.status);
+    }
+    if (const std::string line = known_.UnknownOnOutput(ended.out, imageList); !line.empty()) {
+        return "unknown on standard output: " + line;
+    }
+    if (const std::string line = known_.UnknownOnError(ended.err); !line.empty()) {
+        return "unknown on standard error: " + line;
+    }
+    if ((ended.status == 255) != ended.out.ends_with(jorvck::kUnhandledException)) {
+        return "status and last line do not agree";
+    }
+    return {};
+}
+
+// Exactly what the checker says of a file that does not load: no line more, none less.
+bool Oracle::IsRefusal(const Victim& victim, const Lines& lines) const {
+    Lines wanted = sound_;
+    const std::string file = "/d/" + victim.name;
+    switch (victim.kind) {
+        case FileKind::kHeader:
+            if (scene_.fileData) {
+                Add(wanted.err, data::HeaderLoadFailed(std::string(1, Pattern::kGap)));
+                Add(wanted.err, data::MetaLoadFailed("/mnt/jorv/7/7" + file));
+            } else {
+                Add(wanted.err, share::kHeaderLoadFailed);
+                Add(wanted.err, share::CorruptHeader(victim.shown));
+            }
+            break;
+        case FileKind::kExtentFile:
+        case FileKind::kTables:
+            if (scene_.fileData) {
+                Add(wanted.err, data::CheckFailed(file));
+                break;
+            }
+            Add(wanted.err, share::kExtentLoadFailed);
+            Add(wanted.err, share::CorruptExtent(victim.shown));
+            if (victim.walked) {
+                Remove(wanted.err, extent::kStorageObject, victim.announced);
+                Add(wanted.err, extent::ProcessFailed(EBADMSG));
+            }
+            if (victim.verified) {
+                Remove(wanted.err, extent::VerifyFile(victim.shown));
+            }
+            break;
+        case FileKind::kImage:
+            Add(wanted.err, vcopy::ImageFailed(victim.name, refstore::kImageDamaged));
+            Remove(wanted.out, vcopy::Validated(scene_.words.back()));
+            break;
+        default:
+            break;
+    }
+    return Same(wanted.out, lines.out) && Same(wanted.err, lines.err);
+}
+
+std::string Oracle::OthersDiffer(const Victim& victim, const Mutation& mutation,
+                                 const Lines& lines) const {
+    for (const std::string_view name : kUserFiles) {
+        if (name == victim.name || IsGlobal(victim.kind)) {
+            continue;
+        }
+        const Texts before = LinesAbout(sound_.err, name);
+        const Texts after = LinesAbout(lines.err, name);
+        const bool loses = mutation.change == Change::kObject &&
+                           LosesLines(victim.kind, static_cast<Object>(mutation.first));
+        if (loses ? !std::includes(before.begin(), before.end(), after.begin(), after.end())
+                  : before != after) {
+            return "other lines about " + std::string(name);
+        }
+    }
+    return {};
+}
+
+Judgement Oracle::JudgeConfiguration(const Lines& lines, const Ended& ended) const {
+    if (ended.status == 255) {
+        // Refused by the library's one line, before the first check.
+        return ended.out == jorvck::kUnhandledException && lines.err.size() == 1
+                   ? Judgement{Outcome::kEnded, {}}
+                   : Unexplained("a refused configuration says more than that");
+    }
+    return {lines.err == sound_.err ? Outcome::kSame : Outcome::kFound, {}};
+}
+
+Judgement Oracle::JudgeObject(const Victim& victim, const Mutation& mutation, const Lines& lines,
+                              const Ended& ended) const {
+    const bool same = lines.out == sound_.out && lines.err == sound_.err;
+    // A list of images is told of by lines that may name no file.
+    const bool named =
+        victim.kind == FileKind::kImageList
+            ? lines.err != sound_.err
+            : !LinesAbout(lines.err, victim.name).empty() &&
+                  LinesAbout(lines.err, victim.name) != LinesAbout(sound_.err, victim.name);
+    const Expected expected =
+        ExpectedOf(victim.kind, static_cast<Object>(mutation.first), scene_.fileData);
+    switch (expected) {
+        case Expected::kNamed:
+            return named && ended.status == 0 ? Judgement{Outcome::kFound, {}}
+                                              : Unexplained("no finding names the file");
+        case Expected::kNamedOrEnds:
+            if (ended.status == 255) {
+                return {Outcome::kEnded, {}};
+            }
+            return named ? Judgement{Outcome::kFound, {}}
+                         : Unexplained("no finding names the file");
+        case Expected::kEnds:
+            return ended.status == 255 ? Judgement{Outcome::kEnded, {}}
+                                       : Unexplained("the run did not end there");
+        case Expected::kSilent:
+            if (ended.status != 0 || named) {
+                return Unexplained("not passed over");
+            }
+            return {same ? Outcome::kSame : Outcome::kFound, {}};
+        case Expected::kAny:
+            if (ended.status != 0) {
+                return Unexplained("the run ended early");
+            }
+            return {same ? Outcome::kSame : Outcome::kFound, {}};
+    }
+    return Unexplained("no expectation");
+}
+
+Judgement Oracle::Judge(const Victim& victim, const Mutation& mutation, bool changed,
+                        const std::string& imageList, const Ended& ended) const {
+    if (std::string why = Upright(imageList, ended); !why.empty()) {
+        return Unexplained(std::move(why));
+    }
+    const Lines lines = {Sorted(ended.out), Sorted(ended.err)};
+    const bool same = lines.out == sound_.out && lines.err == sound_.err;
+    const bool isObject = mutation.change == Change::kObject;
+    if (victim.kind == FileKind::kConfiguration && !isObject) {
+        return JudgeConfiguration(lines, ended);
+    }
+    if (std::string why = OthersDiffer(victim, mutation, lines);
+        !why.empty() && ended.status == 0) {
+        return Unexplained(std::move(why));
+    }
+    if (isObject) {
+        return JudgeObject(victim, mutation, lines, ended);
+    }
+    if (ended.status != 0) {
+        return Unexplained("the run ended early");
+    }
+    if (!changed || victim.kind == FileKind::kContainerIndex) {
+        // The checker asks for an index's presence alone.
+        return same ? Judgement{Outcome::kSame, {}} : Unexplained("a finding without damage");
+    }
+    const bool loaded = ended.layer == Layer::kLoaded;
+    if (IsSealed(victim.kind) && (!mutation.sealed || (ended.layer != Layer::kNone && !loaded))) {
+        return IsRefusal(victim, lines) ? Judgement{Outcome::kFound, {}}
+                                        : Unexplained("damage not found, or not told as such");
+    }
+    return {same ? Outcome::kSame : Outcome::kFound, {}};
+}
+
+}  // namespace campaign

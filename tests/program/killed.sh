@@ -1,0 +1,93 @@
+# jorvshare killed outright at any moment: make and unpack leave the whole or nothing under the name
+# that was asked for, and damage the share as it was or as it should be, byte for byte. pack has
+# tests of its own.
+bin=$(realpath "$1")
+work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+
+mkdir source
+for i in $(seq 300); do
+    printf 'file %s %01000d' "$i" "$i" >"source/f$i"
+done
+{
+    printf '{"shares": [{"id": "7", "files": ['
+    for i in $(seq 300); do
+        (( i == 1 )) || printf ','
+        printf '{"path": "d/f%d", "header": {}, "extent_file": {"extents": [{"start": 0, "end": 4096}]}}' "$i"
+    done
+    printf ']}]}'
+} >recipe.json
+"$bin/jorvshare" pack source site --share-id 7 >/dev/null
+
+contents() { (cd "$1" && find . -type f ! -name '.jorv-*' -print0 | sort -z | xargs -0 sha256sum); }
+RANDOM=7
+echo "seed 7"
+
+# Milliseconds that a command takes.
+duration() {
+    local begin=${EPOCHREALTIME/./}
+    "$@" >/dev/null 2>&1
+    echo $(((${EPOCHREALTIME/./} - begin) / 1000))
+}
+
+# round MILLISECONDS COMMAND...: runs it and kills it within that time and a quarter; true when it
+# was not faster.
+round() {
+    local most=$(($1 * 5 / 4 + 1))
+    shift
+    "$@" >/dev/null 2>&1 &
+    local child=$! status=0
+    sleep "$(printf '%d.%03d' $((RANDOM % most / 1000)) $((RANDOM % most % 1000)))"
+    kill -KILL "$child" 2>/dev/null || true
+    wait "$child" 2>/dev/null || status=$?
+    [[ $status == 137 ]]
+}
+
+most=$(duration "$bin/jorvshare" make recipe.json made)
+count=$(find made -type f | wc -l)
+killed=0
+for i in $(seq 25); do
+    if round "$most" "$bin/jorvshare" make recipe.json "made$i"; then
+        killed=$((killed + 1))
+    fi
+    # Headers and the table of volumes hold the site's own path, so names and their number count.
+    if [[ -e made$i ]]; then
+        [[ $(find "made$i" -type f | wc -l) == "$count" ]]
+    fi
+    rm -rf "made$i" "made$i.partial"
+done
+(( killed > 3 ))
+echo "make: killed $killed times of 25, whole or nothing"
+
+most=$(duration "$bin/jorvshare" unpack site --share-id 7 back)
+killed=0
+for i in $(seq 25); do
+    if round "$most" "$bin/jorvshare" unpack site --share-id 7 "back$i"; then
+        killed=$((killed + 1))
+    fi
+    if [[ -e back$i ]]; then
+        diff -r source "back$i"
+    fi
+    rm -rf "back$i" "back$i.partial"
+done
+(( killed > 3 ))
+echo "unpack: killed $killed times of 25, whole or nothing"
+
+cp -a site/meta sound
+before=$(contents site/meta)
+most=$(duration "$bin/jorvshare" damage site --share-id 7 --kind header-damaged --seed 3)
+after=$(contents site/meta)
+[[ $before != "$after" ]]
+killed=0
+for i in $(seq 25); do
+    rm -rf site/meta
+    cp -a sound site/meta
+    if round "$most" "$bin/jorvshare" damage site --share-id 7 --kind header-damaged --seed 3; then
+        killed=$((killed + 1))
+    fi
+    now=$(contents site/meta)
+    [[ $now == "$before" || $now == "$after" ]]
+done
+(( killed > 3 ))
+echo "damage: killed $killed times of 25, the share as before or as told"
