@@ -124,7 +124,7 @@ class Script {
     void ExpectNothingLeft() const;
 
     /// The record given to KovfsMountV1, as it was then, and the text that its name pointed to.
-    std::optional<kovfs_data_vc> mountRecord;
+    std::optional<KovfsMountRecord> mountRecord;
     std::string mountName;
     /// Where that record lies; stays after the call.
     const void* mountAddress = nullptr;
