@@ -182,6 +182,13 @@ TEST_F(AShare, TakesABrokenLinkForAHeaderThatDoesNotLoad) {
     EXPECT_EQ(Check(), HeaderLines(share.Path() + "/head/broken"));
 }
 
+TEST_F(AShare, TakesALinkThatLeadsThroughAFileForAHeaderThatDoesNotLoad) {
+    test_support::WriteFile(share / "file", "");
+    test_support::MakeDirs(share / "head");
+    fs::create_symlink(share / "file/x", share / "head/l");
+    EXPECT_EQ(Check(), HeaderLines(share.Path() + "/head/l"));
+}
+
 TEST_F(AShare, TakesALinkToAFileAndAPipeForHeaders) {
     Add("link", 5, 6);
     fs::remove(share / "head/link");
