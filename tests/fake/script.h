@@ -83,6 +83,8 @@ class Script {
     bool noTable = false;
     /// Makes tables hand out empty handles for their end.
     bool nullEnd = false;
+    /// Makes tables without extents hand out empty handles for their begin.
+    bool nullBegin = false;
 
     void UseFileExtMap(std::int32_t value);
     void DcidBloomEnabled(bool value);
