@@ -63,6 +63,10 @@ struct Stream {
     void (*line)(std::string_view);
 };
 
+void PrintTo(const Stream& stream, std::ostream* out) {
+    *out << stream.name;
+}
+
 class OnEachStream : public testing::TestWithParam<Stream> {
   protected:
     Recorded recorded{GetParam().stream};
