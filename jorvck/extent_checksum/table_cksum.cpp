@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +10,7 @@
 #include "jorvck/extent_checksum/messages.h"
 #include "jorvck/extent_checksum/read_buffer.h"
 #include "jorvck/extent_checksum/sample_cksum.h"
+#include "jorvck/paths/is_fifo.h"
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
@@ -35,12 +34,6 @@ class BufferHold {
   private:
     std::span<unsigned char> buffer_;
 };
-
-/// Opening a FIFO for reading would wait for a writer for ever.
-bool IsFifo(const std::string& path) {
-    struct stat attributes = {};
-    return ::stat(path.c_str(), &attributes) == 0 && S_ISFIFO(attributes.st_mode);
-}
 
 }  // namespace
 

@@ -1,10 +1,9 @@
 #include "jorvck/virtual_copy/image_list.h"
 
-#include <sys/stat.h>
-
 #include <fstream>
 
 #include "jorvck/console/console.h"
+#include "jorvck/paths/is_fifo.h"
 #include "jorvck/paths/join_text.h"
 #include "jorvck/virtual_copy/messages.h"
 
@@ -16,12 +15,7 @@ namespace {
 
 /// Opens the list; the stream is not open when that fails.
 std::ifstream OpenList(const std::string& fileName) {
-    struct stat attributes = {};
-    // Opening a FIFO for reading would wait for a writer for ever.
-    if (::stat(fileName.c_str(), &attributes) == 0 && S_ISFIFO(attributes.st_mode)) {
-        return {};
-    }
-    return std::ifstream(fileName);
+    return IsFifo(fileName) ? std::ifstream() : std::ifstream(fileName);
 }
 
 /// Appends one record per text that ends in a ";". What stands behind the last ";" is no image, on
