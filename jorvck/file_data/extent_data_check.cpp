@@ -77,7 +77,7 @@ void FileChecker::CheckTables(const std::string& relPath, FileInfo* info,
 void FileChecker::CheckTable(Jorv::CMappingTable* table, const std::string& relPath, FileInfo* info,
                              const std::set<std::uint64_t>& dcids) {
     // Neighbouring extents mostly lie in one container: what was found is not searched for again.
-    // No container has the number 0.
+    // Beginning with 0 is safe: reserved DCIDs never reach the comparison.
     std::uint64_t found = 0;
     for (auto cursor = table->begin(); !cursor.Equals(table->end()); cursor.Next()) {
         const std::uint64_t dcid = cursor->GetDCID().dcid;

@@ -358,7 +358,7 @@ TEST_F(ExtentWalk, AChainOf500DirectoriesNeedsNoMoreDescriptorsThanOne) {
 /// Where the paths of an entry end up shows in the storage unit that is opened.
 class ExtentWalkPaths : public ExtentWalk {
   protected:
-    /// The line for a local extent's unit says nothing; the path is that of a unit that is there.
+    /// Walks from directories that are given as text; keeps what was written.
     int WalkFrom(const std::string& root, const std::string& mapDir, const std::string& stuDir) {
         ExtNodeCheck check(root);
         int result = 77;
