@@ -34,8 +34,8 @@ std::int64_t LoadHeaderTransId(const std::string& headerPath) {
 FsCheckMeta::FsCheckMeta(std::string path) : sharePath(std::move(path)) {}
 
 void FsCheckMeta::CheckMeta() {
-    // A path object that is empty names nothing, and without --share_path there is no share to
-    // walk: the run goes on to the checks that say so, where the walk would end it by an exception.
+    // A run without --share_path comes here with an empty path, and is to come to its end like any
+    // other: the walk would end it by an exception, as no directory has that name.
     if (sharePath.empty()) {
         return;
     }
