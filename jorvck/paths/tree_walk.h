@@ -16,8 +16,9 @@ namespace Corvane::Kst::Marlow::JorvCk {
 ///
 /// It yields the entries and the paths of the path library's recursive iterator, with a third of
 /// its calls: that one asks for the status of every entry twice, by its whole path, and the listing
-/// tells most of it. So an entry that goes away during the walk is passed over here, and so is one
-/// whose status cannot be read but by Type(); that one raises at both.
+/// tells most of it. So where that one raises when it goes on from an entry that went away, or
+/// whose status cannot be read, this one goes on, unless the listing tells no type; Type() raises
+/// in the second case.
 class TreeWalk {
   public:
     /// Stands in front of the first entry. A directory that cannot be listed raises
