@@ -5,7 +5,7 @@
 
 /// Mount record of the container file system, exchanged by address with its client library. The
 /// layout is fixed; what is named "reserved" stays zero.
-struct kovfs_data_vc {
+struct KovfsMountRecord {
     std::int32_t flags;
     std::uint8_t reserved4[12];
     std::int32_t initValue;
@@ -21,14 +21,14 @@ struct kovfs_data_vc {
     std::uint8_t reserved4216[1128];
 };
 
-static_assert(sizeof(kovfs_data_vc) == 5344);
-static_assert(offsetof(kovfs_data_vc, flags) == 0);
-static_assert(offsetof(kovfs_data_vc, initValue) == 16);
-static_assert(offsetof(kovfs_data_vc, initPointer) == 24);
-static_assert(offsetof(kovfs_data_vc, name) == 32);
-static_assert(offsetof(kovfs_data_vc, directory) == 96);
-static_assert(offsetof(kovfs_data_vc, value4200) == 4200);
-static_assert(offsetof(kovfs_data_vc, value4212) == 4212);
+static_assert(sizeof(KovfsMountRecord) == 5344);
+static_assert(offsetof(KovfsMountRecord, flags) == 0);
+static_assert(offsetof(KovfsMountRecord, initValue) == 16);
+static_assert(offsetof(KovfsMountRecord, initPointer) == 24);
+static_assert(offsetof(KovfsMountRecord, name) == 32);
+static_assert(offsetof(KovfsMountRecord, directory) == 96);
+static_assert(offsetof(KovfsMountRecord, value4200) == 4200);
+static_assert(offsetof(KovfsMountRecord, value4212) == 4212);
 
 extern "C" {
 
@@ -43,7 +43,7 @@ int KovfsInit(int value, void* pointer, int flags);
 /// Mounts the container file system.
 ///
 /// @param version version text, "6.0.0.0".
-/// @param data    a kovfs_data_vc, the caller's; it stays valid until the unmount.
+/// @param data    a KovfsMountRecord, the caller's; it stays valid until the unmount.
 /// @param size    size of the record in bytes, 5344.
 /// @return negative on failure. Main thread only, after KovfsInit.
 int KovfsMountV1(const char* version, void* data, std::size_t size);

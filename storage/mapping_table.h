@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -112,6 +113,9 @@ class CMappingTable {
     virtual std::int32_t GetDcidList(std::vector<DcidEntry>* dcids,
                                      std::unique_ptr<BloomFilter>* filter) = 0;
 };
+
+// A check that an exception leaves destroys its handles on the way.
+static_assert(std::is_nothrow_destructible_v<CMappingTable::iterator>);
 
 /// Makes a new, empty table.
 ///

@@ -12,7 +12,7 @@ void Write(std::ostream& stream, std::string_view text) {
     stream.write(text.data(), static_cast<std::streamsize>(text.size()));
     stream.flush();
     if (stream.fail()) {
-        // Else one full disk or absent reader would silence the stream for good.
+        // Else one moment of a full disk would silence the stream for good.
         stream.clear();
     }
 }

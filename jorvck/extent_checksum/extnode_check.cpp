@@ -61,7 +61,8 @@ std::optional<ExtNodeCheck::DirectoryPair> ExtNodeCheck::CheckDirectory(
         return std::nullopt;
     }
     // Only the map directory is asked for its final "/"; the storage-unit directory follows suit
-    // whatever it ends in. The asymmetry is deliberate: both come from one rule of the caller's.
+    // whatever it ends in. Not to be asked as well: where the two differ, another storage unit
+    // would be read than before, and the lines about it would change.
     const std::string_view separator = directory.mapDir.ends_with('/') ? "" : "/";
     // An error part-way through a listing counts as its end.
     while (const dirent64* const entry = ::readdir64(listing.get())) {
@@ -70,8 +71,8 @@ std::optional<ExtNodeCheck::DirectoryPair> ExtNodeCheck::CheckDirectory(
         paths.mapDir.append(separator).append(name);
         paths.stuDir.append(separator).append(name);
         // The walk follows the first directory that it meets and never comes back for the entries
-        // that the listing had yet to yield. That is required behaviour: a walk that came back
-        // would print lines for files that this check has never reported on.
+        // that the listing had yet to yield. Kept: scripts read these lines, and a walk that came
+        // back would print some for files that this check has never reported on.
         if (HasDirectoryBit(*entry)) {
             if (name == "." || name == "..") {
                 continue;

@@ -9,13 +9,14 @@
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
-/// Extent node checksum check: reads the data of every extent that is kept in a storage-unit file
-/// and compares its sampled checksum with the recorded one. Reports on standard error. One thread
-/// at a time: all reads go through the one buffer.
+/// Extent node checksum check: reads the data of extents that are kept in storage-unit files and
+/// compares its sampled checksum with the recorded one. It sees the files of one chain of
+/// directories, from the map tree's root down, and of a table the extents up to the first failure.
+/// Reports on standard error. One thread at a time: all reads go through the one buffer.
 class ExtNodeCheck {
   public:
-    /// @param shareRoot the share's path, ending in "/".
-    explicit ExtNodeCheck(std::string shareRoot);
+    /// @param root the share's path, ending in "/".
+    explicit ExtNodeCheck(std::string root);
 
     /// Walks the map tree from `mapDir`; `stuDir` is the storage-unit directory at the same place.
     ///

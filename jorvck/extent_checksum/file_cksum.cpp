@@ -1,11 +1,11 @@
 #include <boost/filesystem/operations.hpp>
-#include <cstdint>
 #include <memory>
 
 #include "jorvck/console/console.h"
 #include "jorvck/extent_checksum/extnode_check.h"
 #include "jorvck/extent_checksum/messages.h"
 #include "jorvck/storage_settings/storage_settings.h"
+#include "jorvck/tables/table_walk.h"
 #include "storage/config.h"
 #include "storage/extent_file.h"
 #include "storage/file_ext_map_mgr.h"
@@ -45,18 +45,9 @@ void ExtNodeCheck::CheckExtentMap(const std::string& mapPath, const std::string&
         return;
     }
     manager.LoadTables();
-    std::uint64_t offset = 0;
-    for (;;) {
-        Jorv::ExtMapEntry entry = {};
-        if (manager.GetTableForRead(static_cast<long>(offset), &entry) != 0) {
-            return;
-        }
-        // Read afresh for every table, before the table is looked at.
-        offset += ReadTableSpanBytes();
-        if (ExtNodeCheck_Cksum_File_Table(entry.table, mapPath, stuPath) != 0) {
-            return;
-        }
-    }
+    WalkTables(&manager, ReadTableSpanBytes, [&](Jorv::CMappingTable* table) {
+        return ExtNodeCheck_Cksum_File_Table(table, mapPath, stuPath);
+    });
 }
 
 }  // namespace Corvane::Kst::Marlow::JorvCk

@@ -23,7 +23,8 @@ struct CloseFile {
 };
 
 /// Clears the part of the buffer that is read into when the read is over, however it ended: no data
-/// of one extent may take part in the next one's checksum. The rest was never touched since.
+/// of one extent may take part in the next one's checksum. The rest of the buffer is clear already:
+/// nothing was read into it since it was cleared last.
 class BufferHold {
   public:
     explicit BufferHold(std::span<unsigned char> buffer) : buffer_(buffer) {}
@@ -74,12 +75,12 @@ int ExtNodeCheck::CheckLocalExtent(Jorv::Ext* extent, std::uint64_t start, std::
     // Opened anew for every extent, so that no handle outlives one.
     const std::unique_ptr<std::FILE, CloseFile> file(::fopen64(stuPath.c_str(), "rb"));
     if (file == nullptr) {
-        // Silent on purpose: a storage unit that cannot be opened is required to end the table
-        // without a line.
+        // Silent on purpose: a storage unit that cannot be opened ends the table without a line.
+        // Scripts read these lines, and one more would be a finding that they do not know.
         return -1;
     }
-    // Longer than the buffer, or with its end before its start (a length that wraps): no such
-    // extent is ever recorded, and nothing is read for it.
+    // Longer than the buffer, or with its end before its start (a length that wraps): a sound share
+    // has no such extent. One that is there is told as unreadable, and nothing is read for it.
     const std::uint64_t length = end - start;
     const std::span<unsigned char> buffer(readBuffer.get(), length <= kReadBufferSize ? length : 0);
     const BufferHold hold(buffer);

@@ -6,6 +6,7 @@
 #include "jorvck/file_data/file_checker.h"
 #include "jorvck/file_data/messages.h"
 #include "jorvck/storage_settings/storage_settings.h"
+#include "jorvck/tables/table_walk.h"
 #include "storage/config.h"
 #include "storage/klfs.h"
 
@@ -65,23 +66,18 @@ int FileChecker::OpenExtentMap(const std::string& relPath, FileInfo* info) {
 
 void FileChecker::CheckTables(const std::string& relPath, FileInfo* info,
                               const std::set<std::uint64_t>& dcids) {
-    const std::uint64_t span = ReadTableSpanBytes();
-    std::uint64_t offset = 0;
-    // Ends when no table covers the offset; the file's size does not bound the walk.
-    for (;;) {
-        Jorv::ExtMapEntry entry = {};
-        if (extMapMgr->GetTableForRead(static_cast<long>(offset), &entry) != 0) {
-            return;
-        }
-        offset += span;
-        CheckTable(entry.table, relPath, info, dcids);
-    }
+    const auto checkTable = [&](Jorv::CMappingTable* table) {
+        CheckTable(table, relPath, info, dcids);
+        // A fault ends its own table alone.
+        return 0;
+    };
+    WalkTables(extMapMgr.get(), FixedSpan(ReadTableSpanBytes()), checkTable);
 }
 
 void FileChecker::CheckTable(Jorv::CMappingTable* table, const std::string& relPath, FileInfo* info,
                              const std::set<std::uint64_t>& dcids) {
     // Neighbouring extents mostly lie in one container: what was found is not searched for again.
-    // No container has the number 0.
+    // Beginning with 0 is safe: reserved DCIDs never reach the comparison.
     std::uint64_t found = 0;
     for (auto cursor = table->begin(); !cursor.Equals(table->end()); cursor.Next()) {
         const std::uint64_t dcid = cursor->GetDCID().dcid;

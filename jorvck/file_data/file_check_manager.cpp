@@ -4,6 +4,7 @@
 #include <boost/filesystem/path.hpp>
 #include <sstream>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "jorvck/console/console.h"
@@ -69,25 +70,25 @@ void FileCheckManager::CheckShare(const std::string& id, long hours) {
     LoadVolumeList();
 
     WriteOutputLine(messages::LoadingContainers(shareId));
-    StartLoaders();
+    RunLoaders();
 
     WriteOutputLine(messages::LoadingHeaders(shareId));
     LoadHeaders((metaDir / "head").native());
 
     WriteOutputLine(messages::CheckingFiles(shareId));
-    StartWorkers();
+    RunWorkers();
 
     WriteOutputLine(messages::Done(shareId));
 }
 
-void FileCheckManager::StartLoaders() {
+void FileCheckManager::RunLoaders() {
     JoinedThreads loaders(volumes.size());
     for (const std::string& volume : volumes) {
         loaders.Start([this, volume] { LoadDataContainers(volume); });
     }
 }
 
-void FileCheckManager::StartWorkers() {
+void FileCheckManager::RunWorkers() {
     // One worker per volume: without a volume no file is checked.
     JoinedThreads workers(volumes.size());
     for (std::size_t i = 0; i < volumes.size(); ++i) {

@@ -45,8 +45,9 @@ class FileCheckManager {
     void CheckTask() JORVCK_EXCLUDES(queueMutex);
 
   private:
-    void StartLoaders();
-    void StartWorkers();
+    /// Start the threads of a phase and join them all.
+    void RunLoaders();
+    void RunWorkers();
 
     /// Takes the smallest path off the queue, which is not empty, and prints progress. False when
     /// that failed and has been told.
@@ -56,7 +57,8 @@ class FileCheckManager {
     /// goes wrong keeps the worker from the next file.
     void CheckFile(const std::string& relPath) JORVCK_EXCLUDES(queueMutex);
 
-    // Set before any thread starts, constant afterwards.
+    // What has no guard is set before any thread starts that reads it, and constant afterwards.
+
     std::string shareMetaDir;
     std::string shareId;
     std::set<std::string> volumes;

@@ -3,7 +3,6 @@
 #include <boost/filesystem/operations.hpp>
 #include <boost/filesystem/path.hpp>
 #include <ctime>
-#include <utility>
 
 #include "jorvck/console/console.h"
 #include "jorvck/file_data/file_checker.h"
@@ -19,8 +18,6 @@ namespace messages = FileDataMessages;
 
 namespace {
 
-constexpr const char* kMountRoot = "/mnt/jorv";
-
 /// Whether `mtim` lies less than `limit` seconds back; what lies in the future does. Written
 /// without a difference of the two times, which could overflow for a recorded time of any value.
 bool IsYoungerThan(std::int64_t mtim, std::int64_t limit) {
@@ -28,11 +25,6 @@ bool IsYoungerThan(std::int64_t mtim, std::int64_t limit) {
 }
 
 }  // namespace
-
-FileChecker::FileChecker(std::string metaDir, std::string id, std::int64_t seconds)
-    : shareMetaDir(std::move(metaDir)), shareId(std::move(id)), ageLimitSeconds(seconds) {}
-
-FileChecker::~FileChecker() = default;
 
 std::int32_t FileChecker::GetFileMetaInfo(const std::string& relPath, FileInfo* info) {
     try {
@@ -83,14 +75,6 @@ std::int32_t FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo*
 
 void FileChecker::PrintFileMeta(const FileInfo* info) {
     WriteErrorLine(messages::FileSummary(*info));
-}
-
-std::string FileChecker::GetSharePath(const std::string& relPath) const {
-    fs::path path(kMountRoot);
-    path /= Jorv::JorvUtils::GetShareDir(shareId);
-    path /= shareId;
-    path /= relPath;
-    return path.native();
 }
 
 }  // namespace Corvane::Kst::Marlow::JorvCk

@@ -3,6 +3,7 @@
 #include <boost/filesystem/operations.hpp>
 #include <boost/filesystem/path.hpp>
 #include <boost/lexical_cast.hpp>
+#include <utility>
 #include <vector>
 
 #include "jorvck/console/console.h"
@@ -72,6 +73,7 @@ void FileCheckManager::LoadHeaders(const std::string& headDir) {
             if (!S_ISREG(walk.Type())) {
                 continue;
             }
+            // No age filter here: every header counts, and the filter runs per file.
             std::string relPath = walk.Path().substr(headDir.size());
             // No worker runs yet; the lock costs next to nothing and keeps the rule without an
             // exception.

@@ -3,11 +3,33 @@
 #include <fcntl.h>
 
 #include <boost/filesystem/exception.hpp>
+#include <boost/filesystem/path.hpp>
 #include <cerrno>
 #include <climits>
 #include <utility>
 
 namespace Corvane::Kst::Marlow::JorvCk {
+
+namespace {
+
+/// What the entries of the directory are put behind: its path without the slashes that it ends in,
+/// and one "/".
+///
+/// By the path library's own rule, which has one odd case: "//" and a name are a network root to
+/// it, so that nothing is left of the root "//" and its entries are looked up from the working
+/// directory. Kept: a walk of other files than the library walks would report other files.
+std::string Prefix(std::string directory) {
+    if (directory.ends_with('/')) {
+        directory = (boost::filesystem::path(directory) / ".").remove_filename().native();
+        if (directory.empty() || directory.ends_with('/')) {
+            return directory;
+        }
+    }
+    directory += '/';
+    return directory;
+}
+
+}  // namespace
 
 TreeWalk::TreeWalk(const std::string& root) : path_(root) {
     const int error = Open();
@@ -25,7 +47,8 @@ TreeWalk::TreeWalk(const std::string& root, boost::system::error_code& failure) 
 }
 
 bool TreeWalk::Next() {
-    if (std::exchange(below_, false)) {
+    const bool stands = !levels_.empty() && path_.size() > levels_.back().length;
+    if (stands && IsDirectory()) {
         const int error = Open();
         if (error != 0) {
             Raise(error);
@@ -48,23 +71,22 @@ bool TreeWalk::Next() {
 }
 
 std::string_view TreeWalk::Directory() const {
-    return std::string_view(path_).substr(0, levels_.back().length - 1);
+    const std::size_t length = levels_.back().length;
+    return std::string_view(path_).substr(0, length == 0 ? 0 : length - 1);
 }
 
 mode_t TreeWalk::Type() const {
-    const Level& level = levels_.back();
-    struct stat attributes = {};
-    // From the directory that is open: the way there is long, and was gone already. A path that
-    // is too long to be opened has no status either.
+    // A path that is too long to be opened has no status either.
     if (path_.size() >= PATH_MAX) {
         Raise(ENAMETOOLONG);
     }
-    if (::fstatat(::dirfd(level.listing.get()), path_.c_str() + level.length, &attributes, 0) ==
-        0) {
+    struct stat attributes = {};
+    const int error = Status(0, &attributes);
+    if (error == 0) {
         return attributes.st_mode & static_cast<mode_t>(S_IFMT);
     }
-    if (errno != ENOENT && errno != ENOTDIR) {
-        Raise(errno);
+    if (error != ENOENT && error != ENOTDIR) {
+        Raise(error);
     }
     return 0;
 }
@@ -74,9 +96,7 @@ int TreeWalk::Open() {
     if (listing == nullptr) {
         return errno;
     }
-    if (!path_.ends_with('/')) {
-        path_ += '/';
-    }
+    path_ = Prefix(std::move(path_));
     levels_.push_back({std::move(listing), path_.size()});
     int error = 0;
     first_ = Read(&error);
@@ -101,22 +121,33 @@ const dirent64* TreeWalk::Read(int* error) {
 void TreeWalk::Enter(const dirent64& entry) {
     path_.resize(levels_.back().length);
     path_.append(entry.d_name);
-    below_ = IsDirectory(entry);
+    listedType_ = entry.d_type;
 }
 
-bool TreeWalk::IsDirectory(const dirent64& entry) const {
-    if (entry.d_type != DT_UNKNOWN) {
-        return entry.d_type == DT_DIR;
+bool TreeWalk::IsDirectory() const {
+    const bool isRootless = levels_.back().length == 0;
+    if (listedType_ != DT_UNKNOWN && !isRootless) {
+        return listedType_ == DT_DIR;
     }
     struct stat attributes = {};
-    if (::fstatat(::dirfd(levels_.back().listing.get()), entry.d_name, &attributes,
-                  AT_SYMLINK_NOFOLLOW) != 0) {
-        if (errno != ENOENT && errno != ENOTDIR) {
-            Raise(errno);
+    const int error = Status(AT_SYMLINK_NOFOLLOW, &attributes);
+    if (error != 0) {
+        // An entry that went away is passed over; one that was never at its path raises.
+        if (isRootless || (error != ENOENT && error != ENOTDIR)) {
+            Raise(error);
         }
         return false;
     }
     return S_ISDIR(attributes.st_mode);
+}
+
+int TreeWalk::Status(int flags, struct stat* attributes) const {
+    const Level& level = levels_.back();
+    // From the directory that is open, not by the whole path, which the system would have to go
+    // down from its root once more; it leads to the same entry but where nothing is left of the
+    // root.
+    const int from = level.length == 0 ? AT_FDCWD : ::dirfd(level.listing.get());
+    return ::fstatat(from, path_.c_str() + level.length, attributes, flags) == 0 ? 0 : errno;
 }
 
 void TreeWalk::Raise(int error) const {

@@ -5,7 +5,6 @@
 
 #include <boost/system/error_code.hpp>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,8 +14,11 @@ namespace Corvane::Kst::Marlow::JorvCk {
 /// Walk over everything below a directory: depth first, each directory's entries in the order of
 /// its listing, an entry before what is below it. Symbolic links are not gone down into.
 ///
-/// It does what the path library's recursive iterator does, with a third of its calls: that one
-/// asks for the status of every entry twice, by its whole path, and the listing tells most of it.
+/// It yields the entries and the paths of the path library's recursive iterator, with a third of
+/// its calls: that one asks for the status of every entry twice, by its whole path, and the listing
+/// tells most of it. So where that one raises when it goes on from an entry that went away, or
+/// whose status cannot be read, this one goes on, unless the listing tells no type; Type() raises
+/// in the second case.
 class TreeWalk {
   public:
     /// Stands in front of the first entry. A directory that cannot be listed raises
@@ -29,7 +31,7 @@ class TreeWalk {
     /// Goes to the next entry; false at the end. What cannot be listed raises filesystem_error.
     bool Next();
 
-    /// The current entry's path: the root as it was given, "/" unless it ends in one, and the rest.
+    /// The current entry's path: the root without the slashes that it ends in, "/", and the rest.
     [[nodiscard]] const std::string& Path() const { return path_; }
     /// The directory of the current entry: the beginning of Path() up to the last "/".
     [[nodiscard]] std::string_view Directory() const;
@@ -45,23 +47,28 @@ class TreeWalk {
     /// A directory that is being listed.
     struct Level {
         std::unique_ptr<DIR, CloseListing> listing;
-        std::size_t length;  ///< of its path, with the "/" that entries are put behind
+        std::size_t length;  ///< of its path, with the "/" that entries are put behind; see Prefix
     };
 
-    /// Opens the directory that path_ names; an error number, or 0.
+    /// Opens the directory that path_ names and makes path_ what its entries are put behind; an
+    /// error number, or 0.
     int Open();
     /// Reads the next entry but "." and ".." of the innermost directory; null at its end, and with
     /// an error number when it cannot be read.
     const dirent64* Read(int* error);
     void Enter(const dirent64& entry);
-    [[nodiscard]] bool IsDirectory(const dirent64& entry) const;
+    /// Whether the walk goes down into the current entry.
+    [[nodiscard]] bool IsDirectory() const;
+    /// Status of the current entry, links followed or not; an error number, or 0.
+    int Status(int flags, struct stat* attributes) const;
     [[noreturn]] void Raise(int error) const;
 
     std::string path_;
     std::vector<Level> levels_;
     /// Of the root, read ahead so that the constructor tells whether it can be listed.
     const dirent64* first_ = nullptr;
-    bool below_ = false;  ///< the current entry is a directory, to be opened next
+    /// Type of the current entry as the listing tells it; before the first entry none to go into.
+    unsigned char listedType_ = DT_REG;
 };
 
 }  // namespace Corvane::Kst::Marlow::JorvCk

@@ -10,6 +10,7 @@
 #include "jorvck/share_metadata/fs_check_meta.h"
 #include "jorvck/share_metadata/messages.h"
 #include "jorvck/storage_settings/storage_settings.h"
+#include "jorvck/tables/table_walk.h"
 #include "storage/config.h"
 #include "storage/file_ext_map_mgr.h"
 #include "storage/fingerprint.h"
@@ -53,19 +54,9 @@ int FsCheckMeta::CheckDCIDAndBloom(const std::string& extentPath) {
     jorv::NullDataCacheManagement nullCache;
     Jorv::FileExtMapMgr manager(extentPath, "", nullptr, &nullCache);
     manager.LoadTables();
-    const std::uint64_t span = ReadTableSpanBytes();
-    std::uint64_t offset = 0;
-    for (;;) {
-        Jorv::ExtMapEntry entry = {};
-        if (manager.GetTableForRead(static_cast<long>(offset), &entry) != 0) {
-            return 0;
-        }
-        offset += span;
-        const int result = CheckDCIDAndBloom(extentPath, entry.table);
-        if (result != 0) {
-            return result;
-        }
-    }
+    return WalkTables(&manager, FixedSpan(ReadTableSpanBytes()), [&](Jorv::CMappingTable* table) {
+        return CheckDCIDAndBloom(extentPath, table);
+    });
 }
 
 int FsCheckMeta::CheckDCIDAndBloom(const std::string& /*extentPath*/, Jorv::CMappingTable* table) {

@@ -34,14 +34,16 @@ std::int64_t LoadHeaderTransId(const std::string& headerPath) {
 FsCheckMeta::FsCheckMeta(std::string path) : sharePath(std::move(path)) {}
 
 void FsCheckMeta::CheckMeta() {
+    // A run without --share_path comes here with an empty path, and is to come to its end like any
+    // other: the walk would end it by an exception, as no directory has that name.
     if (sharePath.empty()) {
         return;
     }
     TreeWalk walk(sharePath);
     while (walk.Next()) {
         // A search in plain text, not by path components: a parent named "headers", or a share
-        // below "/data/headroom", matches too. That is required: comparing components would pair
-        // other files than this check is known to pair.
+        // below "/data/headroom", matches too. Kept: scripts read the lines of this check, and
+        // comparing components would take other files for headers than they know of.
         const std::size_t headPosition = walk.Directory().rfind(kHead);
         // Asked before the search is looked at: a status that cannot be read ends the run wherever
         // in the share the entry lies. Links are followed, so that one to a directory is no header

@@ -9,12 +9,13 @@ namespace Corvane::Kst::Marlow::JorvCk {
 /// Share metadata check: pairs every header file of a share with its extent metadata and compares
 /// the two. Reports on standard error and stops at the first inconsistency. Main thread only.
 ///
-/// Results are 0 for consistent and -1 for a finding that has been printed. Nothing is caught here
-/// but SysException where a load is told to; everything else passes to the caller.
+/// Results are 0 for consistent and -1 for a finding that has been printed. A SysException out of
+/// the load of a header or of an extent file is such a finding; every other exception passes to the
+/// caller.
 class FsCheckMeta {
   public:
-    /// @param sharePath the share's directory, exactly as given on the command line.
-    explicit FsCheckMeta(std::string sharePath);
+    /// @param path the share's directory, exactly as given on the command line.
+    explicit FsCheckMeta(std::string path);
 
     /// Walks the share. An empty share path names no directory and walks nothing; any other that
     /// cannot be listed raises the path library's exception.
@@ -26,7 +27,7 @@ class FsCheckMeta {
 
     /// Checks one table: every extent's DCID must be in the table's DCID list (-1 at the first that
     /// is not), and its fingerprint should pass the table's bloom filter (printed only). The table
-    /// stays the caller's.
+    /// stays the caller's. `extentPath` is not looked at: the messages name no file.
     static int CheckDCIDAndBloom(const std::string& extentPath, Jorv::CMappingTable* table);
 
     /// Loads the extent metadata at `extentPath`. In the layout of one extent file per user file

@@ -22,20 +22,20 @@ constexpr std::int32_t kMountFlag = 0x10;
 
 /// The client library is handed this record's address and may keep it, so it lives for the whole
 /// run.
-kovfs_data_vc mountData;
+KovfsMountRecord kovfs_data_vc;
 
 bool Mount() {
-    mountData = {};
-    mountData.flags = kInitFlags;
-    if (KovfsInit(mountData.initValue, mountData.initPointer, kInitFlags) < 0) {
+    kovfs_data_vc = {};
+    kovfs_data_vc.flags = kInitFlags;
+    if (KovfsInit(kovfs_data_vc.initValue, kovfs_data_vc.initPointer, kInitFlags) < 0) {
         return false;
     }
-    mountData.name = kFileSystemName;
-    mountData.value4212 = 5;
-    mountData.value4200 = 1000;
-    std::snprintf(mountData.directory, sizeof mountData.directory, "%s", "/tmp");
-    mountData.flags |= kMountFlag;
-    return KovfsMountV1(kVersion, &mountData, sizeof mountData) >= 0;
+    kovfs_data_vc.name = kFileSystemName;
+    kovfs_data_vc.value4212 = 5;
+    kovfs_data_vc.value4200 = 1000;
+    std::snprintf(kovfs_data_vc.directory, sizeof kovfs_data_vc.directory, "%s", "/tmp");
+    kovfs_data_vc.flags |= kMountFlag;
+    return KovfsMountV1(kVersion, &kovfs_data_vc, sizeof kovfs_data_vc) >= 0;
 }
 
 /// False at the first image that is not valid; those behind it are deliberately not tried.

@@ -40,7 +40,7 @@ bool IsZero(const std::uint8_t (&bytes)[size]) {
                        [](std::uint8_t byte) { return byte == 0; });
 }
 
-bool IsDirectoryText(const kovfs_data_vc& data) {
+bool IsDirectoryText(const KovfsMountRecord& data) {
     const char* const end = std::find(std::begin(data.directory), std::end(data.directory), '\0');
     return end != std::end(data.directory) &&
            std::string_view(std::begin(data.directory),
@@ -48,7 +48,7 @@ bool IsDirectoryText(const kovfs_data_vc& data) {
                kDirectory;
 }
 
-bool IsMountRecord(const kovfs_data_vc& data) {
+bool IsMountRecord(const KovfsMountRecord& data) {
     const bool reserved = IsZero(data.reserved4) && IsZero(data.reserved20) &&
                           IsZero(data.reserved40) && IsZero(data.reserved4193) &&
                           IsZero(data.reserved4204) && IsZero(data.reserved4216);
@@ -70,7 +70,8 @@ int KovfsInit(int value, void* pointer, int flags) {
 int KovfsMountV1(const char* version, void* data, std::size_t size) {
     Client& client = TheClient();
     if (!client.initialised || !IsText(version, kVersion) || data == nullptr ||
-        size != sizeof(kovfs_data_vc) || !IsMountRecord(*static_cast<const kovfs_data_vc*>(data))) {
+        size != sizeof(KovfsMountRecord) ||
+        !IsMountRecord(*static_cast<const KovfsMountRecord*>(data))) {
         return -EINVAL;
     }
     if (client.mounted) {

@@ -21,7 +21,7 @@ class TheContainerFileSystem : public ContractTest {
         EXPECT_GE(KovfsMountV1("6.0.0.0", &data, sizeof data), 0);
     }
 
-    kovfs_data_vc data;
+    KovfsMountRecord data;
 };
 
 TEST_F(TheContainerFileSystem, MountsAndUnmountsMoreThanOnce) {

@@ -16,7 +16,7 @@ int KovfsInit(int value, void* pointer, int flags) {
 int KovfsMountV1(const char* version, void* data, std::size_t size) {
     Script& script = Script::Current();
     script.mountAddress = data;
-    if (size == sizeof(kovfs_data_vc)) {
+    if (size == sizeof(KovfsMountRecord)) {
         script.mountRecord.emplace();
         std::memcpy(&*script.mountRecord, data, size);
         const char* const name = script.mountRecord->name;

@@ -42,6 +42,9 @@ FakeTable::iterator FakeTable::CursorAt(std::size_t index) {
 
 FakeTable::iterator FakeTable::begin() {
     Script::Current().Enter("CMappingTable::begin " + label_);
+    if (Script::Current().nullBegin && stored_.extents.empty()) {
+        return iterator(nullptr);
+    }
     return CursorAt(0);
 }
 

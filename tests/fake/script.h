@@ -83,6 +83,8 @@ class Script {
     bool noTable = false;
     /// Makes tables hand out empty handles for their end.
     bool nullEnd = false;
+    /// Makes tables without extents hand out empty handles for their begin.
+    bool nullBegin = false;
 
     void UseFileExtMap(std::int32_t value);
     void DcidBloomEnabled(bool value);
@@ -124,7 +126,7 @@ class Script {
     void ExpectNothingLeft() const;
 
     /// The record given to KovfsMountV1, as it was then, and the text that its name pointed to.
-    std::optional<kovfs_data_vc> mountRecord;
+    std::optional<KovfsMountRecord> mountRecord;
     std::string mountName;
     /// Where that record lies; stays after the call.
     const void* mountAddress = nullptr;

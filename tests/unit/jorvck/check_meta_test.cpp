@@ -1,5 +1,4 @@
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/operations.hpp>
@@ -12,6 +11,7 @@
 #include "tests/fake/fake_storage_test.h"
 #include "tests/support/captured_streams.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/unprivileged.h"
 
 namespace {
 
@@ -19,23 +19,6 @@ namespace fs = boost::filesystem;
 using Corvane::Kst::Marlow::Jorv::Exception;
 using Corvane::Kst::Marlow::JorvCk::FsCheckMeta;
 using Strings = std::vector<std::string>;
-
-/// The effective user of the process becomes one without privileges, where it has any.
-class Unprivileged {
-  public:
-    Unprivileged() {
-        if (::geteuid() == 0) {
-            EXPECT_EQ(::seteuid(65534), 0);
-        }
-    }
-    ~Unprivileged() {
-        if (::getuid() == 0) {
-            EXPECT_EQ(::seteuid(0), 0);
-        }
-    }
-    Unprivileged(const Unprivileged&) = delete;
-    Unprivileged& operator=(const Unprivileged&) = delete;
-};
 
 class AShare : public storage_fake::FakeStorageTest {
   protected:
@@ -178,9 +161,10 @@ TEST_F(AShare, BelowADirectoryThatBeginsWithHeadTakesEveryFileForAHeader) {
                        "ExtentFile::Load " + share.Path() + "/maproom/s1/map/f"}));
 }
 
-TEST_F(AShare, NamesFilesByTheSharePathAsGiven) {
+TEST_F(AShare, NamesFilesByTheSharePathWithoutTheSlashesAtItsEnd) {
     test_support::WriteFile(share / "head/f", "");
     EXPECT_EQ(Check(share.Path() + "/"), HeaderLines(share.Path() + "/head/f"));
+    EXPECT_EQ(Check(share.Path() + "//"), HeaderLines(share.Path() + "/head/f"));
     EXPECT_EQ(Check(share.Path() + "/."), HeaderLines(share.Path() + "/./head/f"));
 }
 
@@ -196,6 +180,13 @@ TEST_F(AShare, TakesABrokenLinkForAHeaderThatDoesNotLoad) {
     test_support::MakeDirs(share / "head");
     fs::create_symlink(share / "nothing", share / "head/broken");
     EXPECT_EQ(Check(), HeaderLines(share.Path() + "/head/broken"));
+}
+
+TEST_F(AShare, TakesALinkThatLeadsThroughAFileForAHeaderThatDoesNotLoad) {
+    test_support::WriteFile(share / "file", "");
+    test_support::MakeDirs(share / "head");
+    fs::create_symlink(share / "file/x", share / "head/l");
+    EXPECT_EQ(Check(), HeaderLines(share.Path() + "/head/l"));
 }
 
 TEST_F(AShare, TakesALinkToAFileAndAPipeForHeaders) {
@@ -350,7 +341,7 @@ TEST_F(AShare, WithAnUnreadableSubdirectoryRaises) {
     ASSERT_EQ(::chmod(share.Path().c_str(), 0755), 0);
     ASSERT_EQ(::chmod((share / "head/closed").c_str(), 0), 0);
     {
-        const Unprivileged user;
+        const test_support::Unprivileged user;
         EXPECT_THROW(Check(), fs::filesystem_error);
     }
     ASSERT_EQ(::chmod((share / "head/closed").c_str(), 0700), 0);

@@ -88,6 +88,15 @@ TEST_F(OneTable, WhoseEndIsAnEmptyHandleIsWalkedToItsEnd) {
     EXPECT_EQ(err, Unlisted("71"));
 }
 
+TEST_F(OneTable, WhoseBeginAloneIsAnEmptyHandleIsEmpty) {
+    script.nullBegin = true;
+    Check({});
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(script.Calls({"MappingCursor::Equals", "MappingCursor::Current"}),
+              Strings{"MappingCursor::Equals t#0"});
+}
+
 TEST_F(OneTable, WithAnUnlistedDcidEndsThere) {
     Check({.extents = {{.dcid = 70, .fp = Fp(1)}, {.dcid = 71}, {.dcid = 72}},
            .dcids = {{70, 0}},

@@ -126,6 +126,14 @@ TEST_F(TableCksum, ATableThatHandsOutNothingForItsEndIsWalkedToIt) {
     EXPECT_EQ(err, kChecksumLine);
 }
 
+TEST_F(TableCksum, ATableThatHandsOutNothingForItsBeginAloneIsEmpty) {
+    script.nullBegin = true;
+    EXPECT_EQ(Check({}), 0);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(script.Calls({"MappingCursor::Equals", "MappingCursor::Current"}),
+              Lines{"MappingCursor::Equals t#0"});
+}
+
 TEST_F(TableCksum, OnlyDcid1IsReadAndOnlyDcidsFrom64OnAreAnnounced) {
     for (const std::uint64_t dcid : {0U, 2U, 5U, 63U}) {
         EXPECT_EQ(Check({{.end = 1, .dcid = dcid}}), 0);

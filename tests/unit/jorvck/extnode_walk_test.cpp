@@ -160,6 +160,7 @@ TEST_F(ExtentWalk, ASocketIsTakenForADirectoryAndCannotBeOpenedAsOne) {
     MakeDirs(dir / "map");
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
+    ASSERT_LT(Map("x").size(), sizeof address.sun_path) << "a shorter TMPDIR is needed";
     Map("x").copy(static_cast<char*>(address.sun_path), sizeof address.sun_path - 1);
     const int made = ::socket(AF_UNIX, SOCK_STREAM, 0);
     ASSERT_EQ(::bind(made, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
@@ -357,7 +358,7 @@ TEST_F(ExtentWalk, AChainOf500DirectoriesNeedsNoMoreDescriptorsThanOne) {
 /// Where the paths of an entry end up shows in the storage unit that is opened.
 class ExtentWalkPaths : public ExtentWalk {
   protected:
-    /// The line for a local extent's unit says nothing; the path is that of a unit that is there.
+    /// Walks from directories that are given as text; keeps what was written.
     int WalkFrom(const std::string& root, const std::string& mapDir, const std::string& stuDir) {
         ExtNodeCheck check(root);
         int result = 77;

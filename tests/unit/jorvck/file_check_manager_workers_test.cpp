@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <deque>
 #include <filesystem>
 #include <iostream>
 #include <set>
@@ -345,6 +346,83 @@ TEST_F(WorkerFailures, ProgressThatCannotBeWrittenIsToldAndTheNextFileFollows) {
               "\nCheck file got error, path /a\n 0/0\n"
               "\n[ERROR]: header head/b doesn't exist!\n"
               "\n[ERROR]: file meta load failed! /mnt/jorv/0/b\n");
+}
+
+/// Streams whose flush throws a number. Each is tied to standard error in turn, so that as many
+/// writes to it throw.
+class ThrowingFlushes {
+  public:
+    explicit ThrowingFlushes(std::size_t count) : streams_(count), before_(std::cerr.tie()) {
+        for (std::size_t i = 0; i < count; ++i) {
+            streams_[i].behind = i + 1 < count ? &streams_[i + 1].stream : nullptr;
+        }
+    }
+    ~ThrowingFlushes() { std::cerr.tie(before_); }
+    ThrowingFlushes(const ThrowingFlushes&) = delete;
+    ThrowingFlushes& operator=(const ThrowingFlushes&) = delete;
+
+    void Begin() { std::cerr.tie(&streams_.front().stream); }
+
+  private:
+    struct Throwing : std::streambuf {
+        Throwing() { stream.exceptions(std::ios::badbit); }
+        int sync() override {
+            std::cerr.tie(behind);
+            throw 5;
+        }
+        std::ostream* behind = nullptr;
+        std::ostream stream{this};
+    };
+    std::deque<Throwing> streams_;
+    std::ostream* before_;
+};
+
+/// What is thrown need not be an exception object: a number passes through every handler.
+class ThrownNumbers : public WorkerFailures {
+  protected:
+    /// Checks "/a" and "/b". The check of "/a" throws, and so do the next writes.
+    void RunWithFailingWrites(std::size_t count) {
+        AddVolumes(1);
+        AddFile("/a");
+        AddFile("/b");
+        ThrowingFlushes flushes(count);
+        script.On("FileExtMapMgr::newFileExtMapMgr " + ExtentPath("/a"), [&] {
+            if (count > 0) {
+                flushes.Begin();
+            }
+            throw 5;
+        });
+        Run();
+        EXPECT_EQ(captured.out, Phases());
+    }
+};
+
+TEST_F(ThrownNumbers, OutOfACheckIsToldAndTheNextFileFollows) {
+    RunWithFailingWrites(0);
+    EXPECT_EQ(captured.err,
+              "Total number of file: 2\n\n[ERROR]: Failed to check data for file: /a\n 2/2\n");
+}
+
+TEST_F(ThrownNumbers, OutOfTheMessageAboutACheckIsToldAndTheNextFileFollows) {
+    RunWithFailingWrites(1);
+    EXPECT_EQ(captured.err, "Total number of file: 2\n\nCheck file got error, path /a\n 2/2\n");
+}
+
+TEST_F(ThrownNumbers, OutOfBothMessagesEndsTheWorkerAndTheRunIsDone) {
+    RunWithFailingWrites(2);
+    EXPECT_EQ(captured.err, "Total number of file: 2\nTask got error!\n");
+}
+
+TEST_F(ThrownNumbers, OutOfTheProgressIsToldAndTheQueueIsEmptied) {
+    WriteFile(dir / "head/a", "");
+    FileCheckManager manager;
+    Capture([&] { manager.LoadHeaders(dir / "head"); });
+    ThrowingFlushes flushes(1);
+    captured = Capture([&] {
+        flushes.Begin();
+        manager.CheckTask();
+    });
+    EXPECT_EQ(captured.err, "\nCheck file got error, path /a\n");
 }
 
 /// A message about a file that cannot be composed: the check of "/a" fails where nothing of the

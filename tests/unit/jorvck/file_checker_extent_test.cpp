@@ -331,6 +331,14 @@ TEST_F(ExtentData, ATableThatHandsOutNothingForItsEndIsWalkedToIt) {
     EXPECT_EQ(err, Unknown(70) + Summary("/f", 7));
 }
 
+TEST_F(ExtentData, ATableThatHandsOutNothingForItsBeginAloneIsEmpty) {
+    script.nullBegin = true;
+    Table({});
+    Table({70});
+    EXPECT_EQ(Check({64}), 0);
+    EXPECT_EQ(err, Unknown(70) + Summary("/f", 7));
+}
+
 TEST_F(ExtentData, FailuresOfTheExtentMapPassAndReleaseIt) {
     Table({64});
     for (const std::string key :

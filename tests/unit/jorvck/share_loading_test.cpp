@@ -127,6 +127,19 @@ TEST_F(DataContainers, ACompanionThatIsABrokenLinkIsMissing) {
     EXPECT_EQ(err, "[ERROR] bhd 18 corrupted\n");
 }
 
+TEST_F(DataContainers, ACompanionThatIsALinkToItselfIsMissingAndTheWalkGoesOn) {
+    for (const char* const name : {"17.bin", "17.bhd", "18.bin", "19.bin", "19.bhd"}) {
+        WriteFile(Volume() + "/" + name, "");
+    }
+    std::filesystem::create_symlink("18.bhd", dir / "vol/18.bhd");
+    interposed::Directories directories;
+    // Its status as an entry of its own is an error too, and not asked for here.
+    directories.List(Volume(), {{"17.bin"}, {"18.bin"}, {"19.bin"}});
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(err, "[ERROR] bhd 18 corrupted\n");
+    EXPECT_EQ(Dcids(manager), (Numbers{17, 19}));
+}
+
 TEST_F(DataContainers, ACompanionThatIsADirectoryIsThere) {
     WriteFile(dir / "vol/18.bin", "");
     MakeDirs(dir / "vol/18.bhd");

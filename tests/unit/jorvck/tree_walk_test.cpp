@@ -10,6 +10,7 @@
 #include "tests/interposed/directories.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/throws.h"
+#include "tests/support/unprivileged.h"
 
 namespace {
 
@@ -56,10 +57,11 @@ TEST_F(Walk, AnEmptyDirectoryHasNoEntries) {
     EXPECT_EQ(All(dir.Path()), (Found{{"/a", S_IFDIR}}));
 }
 
-TEST_F(Walk, SlashesAtTheEndOfTheRootStay) {
-    WriteFile(dir / "f", "");
-    EXPECT_EQ(All(dir.Path() + "/"), (Found{{"/f", S_IFREG}}));
-    EXPECT_EQ(All(dir.Path() + "//"), (Found{{"//f", S_IFREG}}));
+TEST_F(Walk, OneSlashStandsBehindTheRootHoweverManyItEndsIn) {
+    WriteFile(dir / "a/f", "");
+    for (const char* const slashes : {"/", "//", "///"}) {
+        EXPECT_EQ(All(dir.Path() + slashes), (Found{{"/a", S_IFDIR}, {"/a/f", S_IFREG}}));
+    }
 }
 
 TEST_F(Walk, TheDirectoryOfAnEntryIsItsPathUpToTheLastSlash) {
@@ -145,6 +147,45 @@ TEST_F(Walk, AListingThatBreaksOffRaises) {
     TreeWalk walk(dir.Path());
     ASSERT_TRUE(walk.Next());
     EXPECT_TRUE(Throws<filesystem_error>([&] { walk.Next(); }));
+}
+
+TEST_F(Walk, AListingWhoseFirstEntryCannotBeReadRaisesOrIsEmpty) {
+    directories.List(dir.Path(), {}, EIO);
+    int error = 0;
+    try {
+        const TreeWalk walk(dir.Path());
+    } catch (const filesystem_error& failure) {
+        error = failure.code().value();
+    }
+    EXPECT_EQ(error, EIO);
+    boost::system::error_code failure;
+    TreeWalk walk(dir.Path(), failure);
+    EXPECT_EQ(failure.value(), EIO);
+    EXPECT_FALSE(walk.Next());
+    EXPECT_EQ(directories.Open(), 0U);
+}
+
+TEST_F(Walk, AnUntoldTypeThatCannotBeReadRaisesBehindItsEntry) {
+    WriteFile(dir / "a/f", "");
+    std::filesystem::permissions(dir.Path(), std::filesystem::perms(0755));
+    std::filesystem::permissions(dir / "a", std::filesystem::perms(0644));
+    directories.List(dir / "a", {{"f", DT_UNKNOWN}});
+    {
+        const test_support::Unprivileged user;
+        TreeWalk walk(dir / "a");
+        ASSERT_TRUE(walk.Next());
+        EXPECT_EQ(walk.Path(), dir / "a/f");
+        EXPECT_TRUE(Throws<filesystem_error>([&] { static_cast<void>(walk.Type()); }));
+        EXPECT_TRUE(Throws<filesystem_error>([&] { walk.Next(); }));
+    }
+    std::filesystem::permissions(dir / "a", std::filesystem::perms(0755));
+}
+
+TEST_F(Walk, AnEntryOfAnUntoldTypeThatIsGoneIsPassedOver) {
+    WriteFile(dir / "f", "");
+    std::filesystem::create_symlink("f/x", dir / "l");
+    directories.List(dir.Path(), {{"gone", DT_UNKNOWN}, {"l", DT_UNKNOWN}, {"f", DT_UNKNOWN}});
+    EXPECT_EQ(All(dir.Path()), (Found{{"/gone", 0}, {"/l", 0}, {"/f", S_IFREG}}));
 }
 
 TEST_F(Walk, ADirectoryIsClosedWhenItsEntriesAreThrough) {

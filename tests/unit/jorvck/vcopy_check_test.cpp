@@ -158,15 +158,39 @@ TEST_F(VirtualCopy, AFailedUnmountBehindAFailedImageGivesBothLines) {
     EXPECT_EQ(captured.out, Checking() + "a\nb\n");
 }
 
-TEST_F(VirtualCopy, AnExceptionPassesToTheCaller) {
-    script.Throw("validate_image", std::runtime_error("other"));
-    WriteFile(dir / "vcopy.dat", "P\nT\na;\n");
-    bool thrown = false;
-    captured = Capture(
-        [&] { thrown = Throws<std::runtime_error>([&] { checkVcopy(dir.Path().c_str()); }); });
-    EXPECT_TRUE(thrown);
-    EXPECT_EQ(captured.err, "");
-    EXPECT_EQ(captured.out, Checking() + "a\n");
+/// Failures that the library throws. Each passes to the caller.
+class VirtualCopyExceptions : public VirtualCopy {
+  protected:
+    void CheckThrows(const std::string& key) {
+        script.Throw(key, std::runtime_error("other"));
+        WriteFile(dir / "vcopy.dat", "P\nT\na;b;\n");
+        bool thrown = false;
+        captured = Capture(
+            [&] { thrown = Throws<std::runtime_error>([&] { checkVcopy(dir.Path().c_str()); }); });
+        EXPECT_TRUE(thrown);
+        EXPECT_EQ(captured.err, "");
+        EXPECT_EQ(captured.out, Checking() + "a\nb\n");
+    }
+};
+
+TEST_F(VirtualCopyExceptions, OutOfAnImageIsUnmountedBehind) {
+    CheckThrows("validate_image");
+    EXPECT_EQ(script.Calls(), (Lines{kInit, kMount, "validate_image P T a", kUmount}));
+}
+
+TEST_F(VirtualCopyExceptions, OutOfTheInitialisationLeavesNothingToUnmount) {
+    CheckThrows("KovfsInit");
+    EXPECT_EQ(script.Calls(), Lines{kInit});
+}
+
+TEST_F(VirtualCopyExceptions, OutOfTheMountLeavesNothingToUnmount) {
+    CheckThrows("KovfsMountV1");
+    EXPECT_EQ(script.Calls(), (Lines{kInit, kMount}));
+}
+
+TEST_F(VirtualCopyExceptions, OutOfTheUnmountIsNotUnmountedOnceMore) {
+    CheckThrows("KovfsUmount");
+    EXPECT_EQ(script.Calls({"KovfsUmount"}), Lines{kUmount});
 }
 
 /// The bytes of a mount record.

@@ -12,8 +12,8 @@ namespace {
 using refstore_test::ConfiguredDir;
 using refstore_test::ExpectInChild;
 
-kovfs_data_vc SoundRecord() {
-    kovfs_data_vc data;
+KovfsMountRecord SoundRecord() {
+    KovfsMountRecord data;
     std::memset(&data, 0, sizeof data);
     data.flags = 0x17;
     data.name = "KOVFS";
@@ -23,7 +23,7 @@ kovfs_data_vc SoundRecord() {
     return data;
 }
 
-int Mount(kovfs_data_vc data) {
+int Mount(KovfsMountRecord data) {
     return KovfsMountV1("6.0.0.0", &data, sizeof data);
 }
 
@@ -58,7 +58,7 @@ TEST(Kovfs, InitChecksItsArguments) {
 TEST(Kovfs, MountChecksItsArguments) {
     ExpectInChild([] {
         const ConfiguredDir dir("image_root = '.'\n");
-        kovfs_data_vc data = SoundRecord();
+        KovfsMountRecord data = SoundRecord();
         EXPECT_EQ(KovfsInit(0, nullptr, 7), 0);
         EXPECT_EQ(KovfsMountV1(nullptr, &data, sizeof data), -EINVAL);
         EXPECT_EQ(KovfsMountV1("6.0.0.1", &data, sizeof data), -EINVAL);
@@ -80,12 +80,12 @@ TEST(Kovfs, EveryByteOfTheRecordIsChecked) {
     ExpectInChild([] {
         const ConfiguredDir dir("image_root = '.'\n");
         EXPECT_EQ(KovfsInit(0, nullptr, 7), 0);
-        for (std::size_t place = 0; place < sizeof(kovfs_data_vc); ++place) {
+        for (std::size_t place = 0; place < sizeof(KovfsMountRecord); ++place) {
             if (place >= 32 && place < 40) {
                 // The pointer to the name: changed, it points anywhere.
                 continue;
             }
-            kovfs_data_vc data = SoundRecord();
+            KovfsMountRecord data = SoundRecord();
             unsigned char byte = 0;
             std::memcpy(&byte, reinterpret_cast<unsigned char*>(&data) + place, 1);
             byte ^= 1U;
@@ -96,7 +96,7 @@ TEST(Kovfs, EveryByteOfTheRecordIsChecked) {
                 KovfsUmount("KOVFS");
             }
         }
-        kovfs_data_vc data = SoundRecord();
+        KovfsMountRecord data = SoundRecord();
         data.name = nullptr;
         EXPECT_EQ(Mount(data), -EINVAL);
         data.name = "KOVF";

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/interposed/backtrace.h"
+
 namespace {
 
 std::string Format(const std::string& line) {
@@ -121,6 +123,11 @@ TEST(AStackTrace, BeginsWithTheCallersFrameAndLeavesOutItsOwn) {
     for (std::size_t i = 2; i < captures.own.size(); ++i) {
         EXPECT_EQ(captures.trace[i + 1], captures.own[i]);
     }
+}
+
+TEST(AStackTrace, ThatCapturesNothingSaysSo) {
+    const interposed::NoFrames none;
+    EXPECT_EQ(jorv::get_backtrace(63), "stack trace:\n  <empty, possibly corrupt>\n");
 }
 
 TEST(AStackTrace, ListsAsManyFramesAsItMay) {

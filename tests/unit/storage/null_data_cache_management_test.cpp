@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 #include <thread>
@@ -121,6 +122,28 @@ TEST_F(NullDataCache, LogsAndRefusesEveryDataOperation) {
         }
     }
     EXPECT_EQ(script.Calls(), expected);
+}
+
+/// The stack trace of a refusal below this many calls.
+[[gnu::noinline]] std::string TraceOfRefusalAtDepth(int depth) {
+    if (depth == 0) {
+        try {
+            NullDataCacheManagement cache;
+            cache.lockANode(1);
+        } catch (const SysException& e) {
+            return e.GetStackTrace();
+        }
+        return "was not refused";
+    }
+    std::string trace = TraceOfRefusalAtDepth(depth - 1);
+    // Work behind the call keeps it from becoming a jump.
+    EXPECT_FALSE(trace.empty());
+    return trace;
+}
+
+TEST_F(NullDataCache, RefusesWithAStackTraceOf63Frames) {
+    const std::string trace = TraceOfRefusalAtDepth(100);
+    EXPECT_EQ(std::count(trace.begin(), trace.end(), '\n'), 1 + 63) << trace;
 }
 
 TEST_F(NullDataCache, RefusesWithTheLibrarysOwnExceptionOnly) {
