@@ -6,7 +6,9 @@
 
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "jorvshare/site/confinement.h"
 #include "jorvshare/site/directory.h"
+#include "jorvshare/site/volumes.h"
 #include "refstore/config/settings.h"
 #include "storage/jorv_utils.h"
 
@@ -32,6 +34,16 @@ std::string Append(std::string path, const std::string& name) {
     return path + name;
 }
 
+// A table that is missing or cannot be read names no place; kinds that need one fail for
+// themselves.
+std::vector<std::string> ListedVolumes(const SiteLayout& site) {
+    try {
+        return ReadVolumes(site.Fstab());
+    } catch (const ToolError&) {
+        return {};
+    }
+}
+
 }  // namespace
 
 Scene::Scene(DamageOptions options) : options_(std::move(options)) {
@@ -44,6 +56,7 @@ Scene::Scene(DamageOptions options) : options_(std::move(options)) {
     lock_.emplace(root);
     const refstore::Settings settings = refstore::ReadSettings(settingsPath);
     site_.emplace(root, settings);
+    RequireWithin(*site_, ListedVolumes(*site_));
     tables_ = settings.useFileExtMap != 0;
     share_ = site_->Share(options_.shareId);
     if (KindOf(share_.root) != EntryKind::kDirectory) {

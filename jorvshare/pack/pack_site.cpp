@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <set>
 #include <span>
 #include <string_view>
@@ -12,6 +11,7 @@
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/bytes_of.h"
+#include "jorvshare/site/confinement.h"
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
@@ -107,34 +107,6 @@ void RemoveUnfinished(const std::string& root) {
     for (const DirectoryEntry& entry : ListDirectory(root)) {
         if (IsUnfinished(entry)) {
             RemoveTree(Join(root, entry.name));
-        }
-    }
-}
-
-// True when `path` lies below `directory`, by text and without regard to "." and "..".
-bool LiesBelow(const std::string& path, const std::string& directory) {
-    const std::string plain = std::filesystem::path(path).lexically_normal().native();
-    return plain != directory && IsWithin(plain, directory);
-}
-
-// What packing makes lies all within the site. A site that was copied still names the places of
-// the first one, and packing into the copy would change that one.
-void RequireWithin(const SiteLayout& site, const std::vector<std::string>& volumes) {
-    const auto require = [](std::string_view what, const std::string& path,
-                            const std::string& directory) {
-        if (!LiesBelow(path, directory)) {
-            throw ToolError(wording::Elsewhere(what, path, directory));
-        }
-    };
-    require("metadata root", site.MetaRoot(), site.Root());
-    require("image root", site.ImagesRoot(), site.Root());
-    require("table of volumes", site.Fstab(), site.Root());
-    for (const std::string& volume : volumes) {
-        require("volume", volume, site.VolumesRoot());
-    }
-    for (const std::string& path : {site.MetaRoot(), site.ImagesRoot(), site.VolumesRoot()}) {
-        if (KindOf(path) == EntryKind::kSymlink) {
-            throw ToolError(wording::IsSymlink(path));
         }
     }
 }

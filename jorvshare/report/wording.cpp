@@ -66,11 +66,11 @@ std::string MissingVolume(const std::string& volume) {
 std::string Elsewhere(std::string_view what, const std::string& path,
                       const std::string& directory) {
     return "the " + std::string(what) + " " + path + " is not inside " + directory +
-           "; nothing is packed into a site that reaches elsewhere, as a copied one does";
+           "; a site that reaches elsewhere, as a copied one does, is not changed";
 }
 
 std::string IsSymlink(const std::string& path) {
-    return path + ": a symbolic link; nothing is packed into a site that reaches elsewhere";
+    return path + ": a symbolic link; a site that reaches elsewhere is not changed";
 }
 
 std::string OtherLayout(const std::string& site, std::string_view has, std::string_view wanted) {

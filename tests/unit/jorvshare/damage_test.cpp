@@ -7,7 +7,9 @@
 #include <filesystem>
 #include <set>
 #include <sstream>
+#include <tuple>
 
+#include "refstore/fstab/fstab_writer.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/jorvshare/tool_run.h"
 
@@ -221,6 +223,49 @@ TEST_P(Damage, AnythingButAShareOfASiteIsRefused) {
     ASSERT_EQ(::flock(held, LOCK_EX), 0);
     Refused(Run("header-cut"), site_ + ": another run is at work in this site");
     ::close(held);
+}
+
+// Of a site that was copied file by file: its table of volumes still names the first one's.
+TEST_P(Damage, ACopiedSiteDoesNotReachIntoTheFirst) {
+    Pack({"--vcopy", "P:T:i"});
+    const std::string original = temp_ / "original";
+    fs::rename(site_, original);
+    fs::copy(original, site_, fs::copy_options::recursive);
+    const std::string volume = original + "/volumes/v1";
+    WriteFile(site_ + "/fstab", refstore::EncodeFstab({volume}));
+    const auto before = Snapshot(temp_.Path());
+    for (const ListedKind& kind : ListKinds()) {
+        Refused(Run(kind.name), "the volume " + volume + " is not inside " + site_ +
+                                    "/volumes; a site that reaches elsewhere, as a copied one "
+                                    "does, is not changed");
+    }
+    EXPECT_EQ(Snapshot(temp_.Path()), before);
+}
+
+TEST_P(Damage, NoPlaceOutsideThatTheConfigurationNamesIsChanged) {
+    Pack({"--vcopy", "P:T:i"});
+    const std::string toml = ReadFile(site_ + "/jorv.toml");
+    for (const auto& [key, name, what] :
+         {std::tuple("meta_dir", "meta", "metadata root"),
+          std::tuple("image_root", "images", "image root"),
+          std::tuple("storage_fstab", "fstab", "table of volumes")}) {
+        const std::string outside = temp_ / (std::string("out-") + name);
+        fs::copy(site_ + "/" + name, outside, fs::copy_options::recursive);
+        std::string text = toml;
+        const std::string former = std::string(key) + " = \"" + name + "\"";
+        const std::size_t at = text.find(former);
+        ASSERT_NE(at, std::string::npos) << key;
+        text.replace(at, former.size(), std::string(key) + " = \"" + outside + "\"");
+        WriteFile(site_ + "/jorv.toml", text);
+        const auto before = Snapshot(temp_.Path());
+        for (const char* kind : {"header-cut", "image-missing", "volume-table-missing"}) {
+            Refused(Run(kind), std::string("the ") + what + " " + outside + " is not inside " +
+                                   site_ +
+                                   "; a site that reaches elsewhere, as a copied one does, is not "
+                                   "changed");
+        }
+        EXPECT_EQ(Snapshot(temp_.Path()), before);
+    }
 }
 
 TEST_P(Damage, ACommandLineThatCannotBeUnderstoodIsAUsageError) {
