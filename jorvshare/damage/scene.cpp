@@ -4,10 +4,12 @@
 #include <random>
 #include <utility>
 
+#include "jorvshare/interrupt/interrupt.h"
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/confinement.h"
 #include "jorvshare/site/directory.h"
+#include "jorvshare/site/staging.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/config/settings.h"
 #include "storage/jorv_utils.h"
@@ -19,6 +21,7 @@ namespace {
 void AddFiles(const std::string& directory, const std::string& prefix,
               std::vector<std::string>* files) {
     for (const DirectoryEntry& entry : ListDirectory(directory)) {
+        CheckInterrupt();
         if (entry.kind == EntryKind::kDirectory) {
             AddFiles(Join(directory, entry.name), prefix + entry.name + "/", files);
         } else if (entry.kind == EntryKind::kFile) {
@@ -62,6 +65,7 @@ Scene::Scene(DamageOptions options) : options_(std::move(options)) {
     if (KindOf(share_.root) != EntryKind::kDirectory) {
         throw ToolError(wording::NoShare(options_.shareId, root));
     }
+    RemoveUnfinished(root);
 }
 
 std::vector<std::string> Scene::Files() const {
@@ -94,6 +98,7 @@ std::string Scene::ChooseFile(const std::vector<std::string>& candidates) const 
 std::string Scene::ChooseFile(const Applies& applies) const {
     std::vector<std::string> candidates;
     for (const std::string& file : Files()) {
+        CheckInterrupt();
         // The header check pairs by the last "/head" of the directory's path.
         const std::string directory = ParentOf(share_.Head(file));
         const bool paired = directory.rfind("/head") == share_.root.size();
@@ -114,6 +119,9 @@ std::string Scene::ChooseOther(const std::vector<std::string>& candidates) const
 }
 
 std::uint64_t Scene::Choose(std::uint64_t bound) const {
+    if (bound == 0) {
+        FailNothing();
+    }
     // Not a distribution of the library's: each library has its own.
     return std::mt19937_64(options_.seed)() % bound;
 }
