@@ -4,7 +4,6 @@
 #include <exception>
 #include <functional>
 #include <limits>
-#include <map>
 #include <new>
 #include <sstream>
 #include <string>
@@ -34,15 +33,15 @@ using Command = std::function<void()>;
 void AddPack(CLI::App* app, Command* command) {
     auto* pack = app->add_subcommand("pack", "Pack the files of a directory into a new share");
     const auto options = std::make_shared<PackOptions>();
+    const auto layout = std::make_shared<std::string>();
     const auto virtualCopy = std::make_shared<std::string>();
     pack->add_option("SOURCE", options->source, "Directory to pack")->required();
     pack->add_option("SITE", options->site, "Site, made when it is missing")->required();
     pack->add_option("--share-id", options->shareId, "Identifier of the new share")->required();
-    pack->add_option("--layout", options->layout,
+    pack->add_option("--layout", *layout,
                      "files: one extent file per user file; tables: mapping tables "
                      "(default: the site's, of a new one: files)")
-        ->transform(CLI::Transformer(std::map<std::string, MapLayout>{
-            {"files", MapLayout::kFiles}, {"tables", MapLayout::kTables}}));
+        ->check(CLI::IsMember(std::vector<std::string>{"files", "tables"}));
     pack->add_option("--volumes", options->volumes, "Volumes of the site, at least (default: 1)")
         ->check(CLI::Range(std::uint32_t{1}, kMostVolumes));
     pack->add_option("--table-span", options->tableSpanGiB,
@@ -53,8 +52,11 @@ void AddPack(CLI::App* app, Command* command) {
         ->check(CLI::Range(std::uint32_t{1}, kMostContainerMiB));
     pack->add_option("--vcopy", *virtualCopy,
                      "Also write the container image POLICY:TIME:NAME and list it in vcopy.dat");
-    pack->callback([pack, command, options, virtualCopy] {
-        *command = [pack, options, virtualCopy] {
+    pack->callback([=] {
+        *command = [=] {
+            if (pack->count("--layout") != 0) {
+                options->layout = *layout == "tables" ? MapLayout::kTables : MapLayout::kFiles;
+            }
             if (pack->count("--vcopy") != 0) {
                 options->virtualCopy = ParseVirtualCopy(*virtualCopy);
             }
