@@ -1,12 +1,14 @@
 #include "jorvshare/cli/cli.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <exception>
 #include <functional>
 #include <limits>
 #include <new>
 #include <sstream>
 #include <string>
+#include <system_error>
 
 #include "jorvshare/cli/virtual_copy.h"
 #include "jorvshare/damage/damage.h"
@@ -126,6 +128,13 @@ void AddDamage(CLI::App* app, Command* command) {
     auto* only = damage->add_option("--path", *path, "File of the share (default: by the seed)");
     auto* seed = damage->add_option("--seed", options->seed, "Number that the choice depends on")
                      ->capture_default_str();
+    // Of a sign, and of what is too large, the conversion would make another number.
+    seed->check([](const std::string& text) {
+        std::uint64_t number = 0;
+        const char* const end = text.data() + text.size();
+        const auto [rest, code] = std::from_chars(text.data(), end, number);
+        return code == std::errc() && rest == end ? std::string() : wording::BadSeed(text);
+    });
     for (CLI::Option* const option : {site, id, kind, only, seed}) {
         list->excludes(option);
     }

@@ -53,9 +53,7 @@ Scene::Scene(DamageOptions options) : options_(std::move(options)) {
     CheckShareId(options_.shareId);
     const std::string root = AbsoluteTarget(options_.site);
     const std::string settingsPath = Join(root, SiteLayout::kSettingsName);
-    if (KindOf(root) != EntryKind::kDirectory || KindOf(settingsPath) == EntryKind::kUnknown) {
-        throw ToolError(wording::NotASite(root));
-    }
+    RequireSite(root);
     lock_.emplace(root);
     const refstore::Settings settings = refstore::ReadSettings(settingsPath);
     site_.emplace(root, settings);

@@ -169,7 +169,13 @@ std::string Made(const std::string& site, std::uint64_t shares, std::uint64_t fi
 }
 
 std::string UnknownKind(const std::string& path) {
-    return path + ": none of the kinds of file that a share is made of";
+    return path +
+           ": no header file, extent file, container index, container image or mapping tables (bad "
+           "magic number)";
+}
+
+std::string BadSeed(const std::string& text) {
+    return "\"" + text + "\" is no number from 0 to 18446744073709551615";
 }
 
 std::string UnknownDamage(const std::string& kind) {

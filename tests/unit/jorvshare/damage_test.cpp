@@ -178,12 +178,12 @@ TEST_P(Damage, TheFileThatIsAskedForIsBroken) {
         path + ": offset " + std::to_string(offset) + ", " + hex(sound[offset]) + " -> " +
         hex(damaged[offset]) +
         "\n\nIf the share was sound, the checker's output now differs by these lines.\n\n"
-        "jorvck --share_path " +
-        share_ +
+        "JORV_CONFIG=" +
+        site_ + "/jorv.toml jorvck --share_path " + share_ +
         "\n"
         "expect metadata stderr: [ERROR]: header file load failed!\n"
         "expect metadata stderr: [ERROR]: corrupt header file " +
-        path + " found\n\njorvck --share_id 7 --verify_data\n"))
+        path + " found\n\nJORV_CONFIG=" + site_ + "/jorv.toml jorvck --share_id 7 --verify_data\n"))
         << ended.out;
     EXPECT_NE(ended.out.find("expect data stderr: \nexpect data stderr: [ERROR]: header file load "
                              "failed! header file " +
@@ -228,6 +228,19 @@ TEST_P(Damage, AnythingButAShareOfASiteIsRefused) {
             "share id \"\": is empty, \".\" or \"..\", or holds a slash or a NUL byte");
     Refused(RunTool({"damage", temp_.Path(), "--share-id", "7", "--kind", "header-cut"}),
             temp_.Path() + ": not a site: it holds other things and no jorv.toml");
+    for (const char* command : {"damage", "unpack"}) {
+        const auto run = [command, this](const std::string& site) {
+            std::vector<std::string> arguments = {command, site, "--share-id", "7"};
+            if (std::string(command) == "damage") {
+                arguments.insert(arguments.end(), {"--kind", "header-cut"});
+            } else {
+                arguments.push_back(temp_ / "back");
+            }
+            return RunTool(arguments);
+        };
+        Refused(run(temp_ / "nothing"), temp_ / "nothing: No such file or directory (errno 2)");
+        Refused(run(temp_ / "source/f1"), temp_ / "source/f1: Not a directory (errno 20)");
+    }
     const int held = ::open(site_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_EQ(::flock(held, LOCK_EX), 0);
     Refused(Run("header-cut"), site_ + ": another run is at work in this site");
@@ -439,9 +452,11 @@ TEST_P(Damage, ACommandLineThatCannotBeUnderstoodIsAUsageError) {
     misused({"damage", site_, "--kind", "header-cut"}, "--share-id is required");
     misused({"damage", "--share-id", "7", "--kind", "header-cut"}, "SITE is required");
     misused({"damage", "--list", "--seed", "2"}, "--list excludes --seed");
-    EXPECT_EQ(
-        RunTool({"damage", site_, "--share-id", "7", "--kind", "header-cut", "--seed", "x"}).status,
-        2);
+    for (const std::string seed :
+         {"x", "-1", "", "1.5", "18446744073709551616", "99999999999999999999"}) {
+        misused({"damage", site_, "--share-id", "7", "--kind", "header-cut", "--seed", seed},
+                "--seed: \"" + seed + "\" is no number from 0 to 18446744073709551615");
+    }
     EXPECT_EQ(Snapshot(site_), before);
 }
 
@@ -454,7 +469,7 @@ TEST(DamageList, NamesEveryKindOnceAndForSomeLayout) {
         EXPECT_TRUE(names.insert(kind.name).second) << kind.name;
         EXPECT_FALSE(kind.files == "-" && kind.tables == "-") << kind.name;
     }
-    EXPECT_EQ(names.size(), 56U);
+    EXPECT_TRUE(names.contains("header-damaged"));
 }
 
 TEST(DamageHelp, SaysWhatItIsFor) {
