@@ -1,13 +1,14 @@
 #include "jorvshare/cli/cli.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <exception>
 #include <functional>
 #include <limits>
-#include <map>
 #include <new>
 #include <sstream>
 #include <string>
+#include <system_error>
 
 #include "jorvshare/cli/virtual_copy.h"
 #include "jorvshare/damage/damage.h"
@@ -34,15 +35,15 @@ using Command = std::function<void()>;
 void AddPack(CLI::App* app, Command* command) {
     auto* pack = app->add_subcommand("pack", "Pack the files of a directory into a new share");
     const auto options = std::make_shared<PackOptions>();
+    const auto layout = std::make_shared<std::string>();
     const auto virtualCopy = std::make_shared<std::string>();
     pack->add_option("SOURCE", options->source, "Directory to pack")->required();
     pack->add_option("SITE", options->site, "Site, made when it is missing")->required();
     pack->add_option("--share-id", options->shareId, "Identifier of the new share")->required();
-    pack->add_option("--layout", options->layout,
+    pack->add_option("--layout", *layout,
                      "files: one extent file per user file; tables: mapping tables "
                      "(default: the site's, of a new one: files)")
-        ->transform(CLI::Transformer(std::map<std::string, MapLayout>{
-            {"files", MapLayout::kFiles}, {"tables", MapLayout::kTables}}));
+        ->check(CLI::IsMember(std::vector<std::string>{"files", "tables"}));
     pack->add_option("--volumes", options->volumes, "Volumes of the site, at least (default: 1)")
         ->check(CLI::Range(std::uint32_t{1}, kMostVolumes));
     pack->add_option("--table-span", options->tableSpanGiB,
@@ -53,8 +54,11 @@ void AddPack(CLI::App* app, Command* command) {
         ->check(CLI::Range(std::uint32_t{1}, kMostContainerMiB));
     pack->add_option("--vcopy", *virtualCopy,
                      "Also write the container image POLICY:TIME:NAME and list it in vcopy.dat");
-    pack->callback([pack, command, options, virtualCopy] {
-        *command = [pack, options, virtualCopy] {
+    pack->callback([=] {
+        *command = [=] {
+            if (pack->count("--layout") != 0) {
+                options->layout = *layout == "tables" ? MapLayout::kTables : MapLayout::kFiles;
+            }
             if (pack->count("--vcopy") != 0) {
                 options->virtualCopy = ParseVirtualCopy(*virtualCopy);
             }
@@ -124,6 +128,13 @@ void AddDamage(CLI::App* app, Command* command) {
     auto* only = damage->add_option("--path", *path, "File of the share (default: by the seed)");
     auto* seed = damage->add_option("--seed", options->seed, "Number that the choice depends on")
                      ->capture_default_str();
+    // Of a sign, and of what is too large, the conversion would make another number.
+    seed->check([](const std::string& text) {
+        std::uint64_t number = 0;
+        const char* const end = text.data() + text.size();
+        const auto [rest, code] = std::from_chars(text.data(), end, number);
+        return code == std::errc() && rest == end ? std::string() : wording::BadSeed(text);
+    });
     for (CLI::Option* const option : {site, id, kind, only, seed}) {
         list->excludes(option);
     }

@@ -1,12 +1,18 @@
 #include "jorvshare/damage/change.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 
+#include "jorvshare/interrupt/interrupt.h"
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
+#include "jorvshare/site/output_file.h"
+#include "jorvshare/site/staging.h"
+#include "jorvshare/site/undo.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/base/regular_file.h"
 
@@ -23,6 +29,43 @@ std::string HexByte(std::byte byte) {
     return {'0', 'x', digits[value >> 4U], digits[value & 15U]};
 }
 
+void Require(bool done, const std::string& path) {
+    if (!done) {
+        throw ToolError(wording::Errno(path, errno));
+    }
+}
+
+// A whole new file for `path`, with the owner and the mode of the old one.
+void Put(const Scene& scene, const std::string& path, std::span<const std::byte> bytes) {
+    struct stat former = {};
+    Require(::stat(path.c_str(), &former) == 0, path);
+    const std::string staged = StagingPlace(scene.Site().Root(), path);
+    FinishRegardless();
+    Undo undo;
+    undo.RemoveTree(staged);
+    OutputFile file(staged);
+    file.WriteAt(0, bytes);
+    // In this order: a new owner takes some bits of the mode away.
+    file.SetOwner(former.st_uid, former.st_gid);
+    file.SetMode(former.st_mode & 07777U);
+    file.Sync();
+    file.Close();
+    Require(::rename(staged.c_str(), path.c_str()) == 0, path);
+    undo.Keep();
+    refstore::SyncFileSystem(ParentOf(path));
+}
+
+// Takes what is at `path` out of its place in one step, and then to pieces.
+void TakeAway(const Scene& scene, const std::string& path) {
+    const std::string aside = StagingPlace(scene.Site().Root(), path);
+    FinishRegardless();
+    Require(::rename(path.c_str(), aside.c_str()) == 0, path);
+    if (const int code = RemoveTree(aside); code != 0) {
+        throw ToolError(wording::Errno(aside, code));
+    }
+    refstore::SyncFileSystem(ParentOf(path));
+}
+
 }  // namespace
 
 std::vector<std::byte> ReadBytes(const std::string& path) {
@@ -30,57 +73,55 @@ std::vector<std::byte> ReadBytes(const std::string& path) {
     return {bytes.Span().begin(), bytes.Span().end()};
 }
 
-void FlipByte(const std::string& path, std::uint64_t offset, Report* report) {
+void FlipByte(const Scene& scene, const std::string& path, std::uint64_t offset, Report* report) {
     std::vector<std::byte> bytes = ReadBytes(path);
     std::byte& byte = bytes.at(offset);
     const std::byte former = byte;
     byte = ~byte;
-    refstore::ReplaceFile(path, bytes);
+    Put(scene, path, bytes);
     report->Changed("flipped all bits of a byte of " + path + ": offset " + std::to_string(offset) +
                     ", " + HexByte(former) + " -> " + HexByte(byte));
 }
 
-void CutFile(const std::string& path, std::uint64_t size, Report* report) {
+void CutFile(const Scene& scene, const std::string& path, std::uint64_t size, Report* report) {
     std::vector<std::byte> bytes = ReadBytes(path);
     const std::size_t former = bytes.size();
     bytes.resize(size);
-    refstore::ReplaceFile(path, bytes);
+    Put(scene, path, bytes);
     report->Changed("cut " + path + ": " + std::to_string(former) + " -> " + std::to_string(size) +
                     " bytes");
 }
 
-void Rewrite(const std::string& path, std::span<const std::byte> bytes, const std::string& what,
-             Report* report) {
-    refstore::ReplaceFile(path, bytes);
+void Rewrite(const Scene& scene, const std::string& path, std::span<const std::byte> bytes,
+             const std::string& what, Report* report) {
+    Put(scene, path, bytes);
     report->Changed("rewrote " + path + ": " + what);
 }
 
-void Rewrite(const std::string& path, const std::string& text, const std::string& what,
-             Report* report) {
-    Rewrite(path, std::as_bytes(std::span(text)), what, report);
+void Rewrite(const Scene& scene, const std::string& path, const std::string& text,
+             const std::string& what, Report* report) {
+    Rewrite(scene, path, std::as_bytes(std::span(text)), what, report);
 }
 
-void Remove(const std::string& path, Report* report) {
-    const bool directory = KindOf(path) == EntryKind::kDirectory;
-    RemoveTree(path);
-    if (KindOf(path) != EntryKind::kUnknown) {
-        throw ToolError(wording::At(path, "cannot be removed"));
+void Remove(const Scene& scene, const std::string& path, Report* report) {
+    const EntryKind kind = KindOf(path);
+    if (kind == EntryKind::kUnknown) {
+        scene.FailNothing();
     }
-    report->Changed((directory ? "removed the directory " : "removed ") + path);
+    TakeAway(scene, path);
+    report->Changed((kind == EntryKind::kDirectory ? "removed the directory " : "removed ") + path);
 }
 
-void ReplaceByDirectory(const std::string& path, Report* report) {
-    Remove(path, report);
+void ReplaceByDirectory(const Scene& scene, const std::string& path, Report* report) {
+    Remove(scene, path, report);
     MakeDirectory(path);
     report->Changed("made an empty directory " + path);
 }
 
-void ReplaceByLoop(const std::string& path, Report* report) {
-    Remove(path, report);
+void ReplaceByLoop(const Scene& scene, const std::string& path, Report* report) {
+    Remove(scene, path, report);
     const std::string name = path.substr(path.rfind('/') + 1);
-    if (::symlink(name.c_str(), path.c_str()) != 0) {
-        throw ToolError(wording::Errno(path, errno));
-    }
+    Require(::symlink(name.c_str(), path.c_str()) == 0, path);
     report->Changed("made a symbolic link " + path + " -> " + name);
 }
 

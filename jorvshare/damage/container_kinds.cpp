@@ -1,8 +1,10 @@
+#include <algorithm>
 #include <array>
 
 #include "jorvshare/damage/change.h"
 #include "jorvshare/damage/data_check.h"
 #include "jorvshare/damage/kind.h"
+#include "jorvshare/interrupt/interrupt.h"
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
@@ -15,47 +17,51 @@ namespace {
 // nothing is told here but what was changed.
 
 std::string ChooseVolume(const Scene& scene) {
-    return scene.ChooseOther(ReadVolumes(scene.Site().Fstab()));
+    std::vector<std::string> volumes = ReadVolumes(scene.Site().Fstab());
+    std::erase_if(volumes, [](const std::string& volume) { return !IsThere(volume); });
+    std::sort(volumes.begin(), volumes.end());
+    return scene.ChooseOther(volumes);
 }
 
 void RemoveIndex(const Scene& scene, Report* report) {
-    Remove(scene.ChooseOther(Containers(scene)) + ".bhd", report);
+    Remove(scene, scene.ChooseOther(Containers(scene)) + ".bhd", report);
 }
 
 void DamageIndex(const Scene& scene, Report* report) {
     const std::string path = scene.ChooseOther(Containers(scene)) + ".bhd";
-    FlipByte(path, scene.Choose(ReadBytes(path).size()), report);
+    FlipByte(scene, path, scene.Choose(ReadBytes(path).size()), report);
 }
 
 void RemoveContainer(const Scene& scene, Report* report) {
     const std::string container = scene.ChooseOther(Containers(scene));
-    Remove(container + ".bhd", report);
-    Remove(container + ".bin", report);
+    Remove(scene, container + ".bhd", report);
+    Remove(scene, container + ".bin", report);
 }
 
 void DamageContainer(const Scene& scene, Report* report) {
     const std::string path = scene.ChooseOther(Containers(scene)) + ".bin";
-    FlipByte(path, scene.Choose(ReadBytes(path).size()), report);
+    FlipByte(scene, path, scene.Choose(ReadBytes(path).size()), report);
 }
 
 void AddStranger(const Scene& scene, Report* report) {
     const std::string container = Join(ChooseVolume(scene), "no-number");
+    FinishRegardless();
     refstore::WriteNewFile(container + ".bhd", {});
     refstore::WriteNewFile(container + ".bin", {});
     report->Changed("made the empty files " + container + ".bin and .bhd");
 }
 
 void LoopContainer(const Scene& scene, Report* report) {
-    ReplaceByLoop(scene.ChooseOther(Containers(scene)) + ".bin", report);
+    ReplaceByLoop(scene, scene.ChooseOther(Containers(scene)) + ".bin", report);
 }
 
 void RemoveVolume(const Scene& scene, Report* report) {
-    Remove(ChooseVolume(scene), report);
+    Remove(scene, ChooseVolume(scene), report);
 }
 
 void RemoveVolumeTable(const Scene& scene, Report* report) {
     scene.RequireNoPath();
-    Remove(scene.Site().Fstab(), report);
+    Remove(scene, scene.Site().Fstab(), report);
 }
 
 constexpr std::array<Kind, 8> kKinds = {{

@@ -64,15 +64,16 @@ std::string Padded(std::string text, std::size_t width) {
 
 // How the checker is called in a mode.
 std::string Call(Mode mode, const damage::Scene& scene, const std::string& id) {
+    const std::string program = "JORV_CONFIG=" + scene.Site().SettingsFile() + " jorvck ";
     switch (mode) {
         case Mode::kMetadata:
-            return "jorvck --share_path " + scene.Share().root;
+            return program + "--share_path " + scene.Share().root;
         case Mode::kData:
-            return "jorvck --share_id " + id + " --verify_data";
+            return program + "--share_id " + id + " --verify_data";
         case Mode::kAged:
             break;
     }
-    return "jorvck --share_id " + id + " --verify_data --t 1";
+    return program + "--share_id " + id + " --verify_data --t 1";
 }
 
 // The file data check's lines, by mode; those of modes that are not asked for are left out.

@@ -11,6 +11,7 @@
 
 #include "jorvshare/damage/findings.h"
 #include "jorvshare/damage/listing.h"
+#include "jorvshare/interrupt/interrupt.h"
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/volumes.h"
@@ -179,6 +180,7 @@ Lines DataLines(const Scene& scene, bool aged) {
         return lines;
     }
     for (std::size_t i = 0; i < queue.files.size(); ++i) {
+        CheckInterrupt();
         const std::size_t total = queue.total.value_or(0);
         if (i + 1 >= total) {
             lines.push_back(finding::Progress(total, total));

@@ -53,29 +53,30 @@ void Unload(const Scene& scene, Report* report, const Damage& damage) {
 
 void FlipInExtents(const Scene& scene, Report* report) {
     Unload(scene, report, [&](const std::string& path) {
-        FlipByte(path, scene.Choose(ReadBytes(path).size()), report);
+        FlipByte(scene, path, scene.Choose(ReadBytes(path).size()), report);
     });
 }
 
 void CutExtents(const Scene& scene, Report* report) {
     Unload(scene, report, [&](const std::string& path) {
-        CutFile(path, scene.Choose(ReadBytes(path).size()), report);
+        CutFile(scene, path, scene.Choose(ReadBytes(path).size()), report);
     });
 }
 
 void ForeignExtents(const Scene& scene, Report* report) {
     Unload(scene, report, [&](const std::string& path) {
-        Rewrite(path, refstore::EncodeContainerIndex({}), "a sound container index, no extent file",
-                report);
+        Rewrite(scene, path, refstore::EncodeContainerIndex({}),
+                "a sound container index, no extent file", report);
     });
 }
 
 void RemoveExtents(const Scene& scene, Report* report) {
-    Unload(scene, report, [&](const std::string& path) { Remove(path, report); });
+    Unload(scene, report, [&](const std::string& path) { Remove(scene, path, report); });
 }
 
 void ExtentsAreDirectory(const Scene& scene, Report* report) {
-    Unload(scene, report, [&](const std::string& path) { ReplaceByDirectory(path, report); });
+    Unload(scene, report,
+           [&](const std::string& path) { ReplaceByDirectory(scene, path, report); });
 }
 
 // Seals the extent file again with another value in one of its local extents. The check of the file
@@ -94,7 +95,7 @@ void BreakExtent(const Scene& scene, Report* report,
     const std::vector<std::size_t> local = LocalExtents(scene.Share(), file, 1);
     const std::size_t at = local[scene.Choose(local.size())];
     const std::string what = change(&extents[at]);
-    Rewrite(path, refstore::EncodeExtents(transId, extents),
+    Rewrite(scene, path, refstore::EncodeExtents(transId, extents),
             "extent " + std::to_string(at) + ", " + what, report);
     report->Compare(Mode::kMetadata, Stream::kError, before,
                     MapLines(scene, file, FileLines(scene.Share(), file, extents, at, text(path))));

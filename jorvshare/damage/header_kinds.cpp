@@ -43,32 +43,32 @@ void Unload(const Scene& scene, Report* report, const Damage& damage) {
 
 void FlipInHeader(const Scene& scene, Report* report) {
     Unload(scene, report, [&](const std::string& path) {
-        FlipByte(path, scene.Choose(ReadBytes(path).size()), report);
+        FlipByte(scene, path, scene.Choose(ReadBytes(path).size()), report);
     });
 }
 
 void CutHeader(const Scene& scene, Report* report) {
     Unload(scene, report, [&](const std::string& path) {
-        CutFile(path, scene.Choose(ReadBytes(path).size()), report);
+        CutFile(scene, path, scene.Choose(ReadBytes(path).size()), report);
     });
 }
 
 void ForeignHeader(const Scene& scene, Report* report) {
     Unload(scene, report, [&](const std::string& path) {
-        Rewrite(path, refstore::EncodeContainerIndex({}), "a sound container index, no header",
-                report);
+        Rewrite(scene, path, refstore::EncodeContainerIndex({}),
+                "a sound container index, no header", report);
     });
 }
 
 void RemoveHeader(const Scene& scene, Report* report) {
-    Remove(scene.Share().Head(ChooseHeader(scene)), report);
+    Remove(scene, scene.Share().Head(ChooseHeader(scene)), report);
 }
 
 void LoopHeader(const Scene& scene, Report* report) {
     const std::string path = scene.Share().Head(ChooseHeader(scene));
     // The first of the checks is ended by it, and with it the run.
     EndMetadataRun(scene, report);
-    ReplaceByLoop(path, report);
+    ReplaceByLoop(scene, path, report);
 }
 
 // The header is sealed again with another value in it.
@@ -86,7 +86,7 @@ void Change(const Scene& scene, Report* report, const std::string& field,
             return std::to_string(value);
         }
     };
-    Rewrite(path, refstore::EncodeHeader(header),
+    Rewrite(scene, path, refstore::EncodeHeader(header),
             FieldChange(field, text(former), text(header.*member)), report);
 }
 

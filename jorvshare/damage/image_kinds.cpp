@@ -34,7 +34,7 @@ void FailList(const Scene& scene, Report* report, const Lines& before, const Lin
 void RemoveList(const Scene& scene, Report* report) {
     RequireImages(scene);
     const Lines before = SoundImageLines(scene).output;
-    Remove(scene.Share().VcopyFile(), report);
+    Remove(scene, scene.Share().VcopyFile(), report);
     FailList(scene, report, before, {}, std::string(finding::kVcopyMissing));
 }
 
@@ -42,7 +42,7 @@ void ListIsDirectory(const Scene& scene, Report* report) {
     RequireImages(scene);
     const Lines before = SoundImageLines(scene).output;
     const std::string path = scene.Share().VcopyFile();
-    ReplaceByDirectory(path, report);
+    ReplaceByDirectory(scene, path, report);
     FailList(scene, report, before, {}, finding::PolicyFailed(path));
 }
 
@@ -53,8 +53,8 @@ void CutList(const Scene& scene, Report* report, const std::string& lines,
     const Lines before = SoundImageLines(scene).output;
     const ImageName image = ListedImages(scene).front();
     const std::string path = scene.Share().VcopyFile();
-    Rewrite(path, image.policy + "\n" + image.backupTime + "\n" + image.name + ";\n" + lines, what,
-            report);
+    Rewrite(scene, path, image.policy + "\n" + image.backupTime + "\n" + image.name + ";\n" + lines,
+            what, report);
     FailList(scene, report, before, {image.name}, finding::BackupTimeFailed(path));
 }
 
@@ -71,7 +71,7 @@ void BadName(const Scene& scene, Report* report) {
     RequireImages(scene);
     const Lines before = SoundImageLines(scene).output;
     const ImageName image = ListedImages(scene).front();
-    Rewrite(scene.Share().VcopyFile(), image.policy + "\n" + image.backupTime + "\n..;\n",
+    Rewrite(scene, scene.Share().VcopyFile(), image.policy + "\n" + image.backupTime + "\n..;\n",
             FieldChange("image", image.name, ".."), report);
     report->Compare(Mode::kMetadata, Stream::kOutput, before,
                     {finding::CheckingShare(scene.Share().root), ".."});
@@ -97,38 +97,38 @@ void FailImage(const Scene& scene, Report* report, int code,
 void DamageImage(const Scene& scene, Report* report) {
     FailImage(scene, report, refstore::kImageDamaged,
               [](const Scene& here, const ImageName&, const std::string& path, Report* to) {
-                  FlipByte(path, here.Choose(ReadBytes(path).size()), to);
+                  FlipByte(here, path, here.Choose(ReadBytes(path).size()), to);
               });
 }
 
 void ForeignImage(const Scene& scene, Report* report) {
     FailImage(scene, report, refstore::kImageDamaged,
-              [](const Scene&, const ImageName& image, const std::string& path, Report* to) {
+              [](const Scene& here, const ImageName& image, const std::string& path, Report* to) {
                   refstore::ImageRecord record = refstore::LoadImageRecord(path);
                   record.policy += "-other";
-                  Rewrite(path, refstore::EncodeImage(record),
+                  Rewrite(here, path, refstore::EncodeImage(record),
                           FieldChange("policy", image.policy, record.policy), to);
               });
 }
 
 void RemoveImage(const Scene& scene, Report* report) {
     FailImage(scene, report, refstore::kImageMissing,
-              [](const Scene&, const ImageName&, const std::string& path, Report* to) {
-                  Remove(path, to);
+              [](const Scene& here, const ImageName&, const std::string& path, Report* to) {
+                  Remove(here, path, to);
               });
 }
 
 void ImageIsDirectory(const Scene& scene, Report* report) {
     constexpr int isDirectory = 21;
     FailImage(scene, report, isDirectory,
-              [](const Scene&, const ImageName&, const std::string& path, Report* to) {
-                  ReplaceByDirectory(path, to);
+              [](const Scene& here, const ImageName&, const std::string& path, Report* to) {
+                  ReplaceByDirectory(here, path, to);
               });
 }
 
 void RemoveImages(const Scene& scene, Report* report) {
     RequireImages(scene);
-    Remove(scene.Site().ImagesRoot(), report);
+    Remove(scene, scene.Site().ImagesRoot(), report);
     FailImages(scene, report, std::string(finding::kMountFailed));
 }
 

@@ -4,9 +4,13 @@
 #include <random>
 #include <utility>
 
+#include "jorvshare/interrupt/interrupt.h"
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "jorvshare/site/confinement.h"
 #include "jorvshare/site/directory.h"
+#include "jorvshare/site/staging.h"
+#include "jorvshare/site/volumes.h"
 #include "refstore/config/settings.h"
 #include "storage/jorv_utils.h"
 
@@ -17,6 +21,7 @@ namespace {
 void AddFiles(const std::string& directory, const std::string& prefix,
               std::vector<std::string>* files) {
     for (const DirectoryEntry& entry : ListDirectory(directory)) {
+        CheckInterrupt();
         if (entry.kind == EntryKind::kDirectory) {
             AddFiles(Join(directory, entry.name), prefix + entry.name + "/", files);
         } else if (entry.kind == EntryKind::kFile) {
@@ -32,23 +37,33 @@ std::string Append(std::string path, const std::string& name) {
     return path + name;
 }
 
+// A table that is missing or cannot be read names no place; kinds that need one fail for
+// themselves.
+std::vector<std::string> ListedVolumes(const SiteLayout& site) {
+    try {
+        return ReadVolumes(site.Fstab());
+    } catch (const ToolError&) {
+        return {};
+    }
+}
+
 }  // namespace
 
 Scene::Scene(DamageOptions options) : options_(std::move(options)) {
     CheckShareId(options_.shareId);
     const std::string root = AbsoluteTarget(options_.site);
     const std::string settingsPath = Join(root, SiteLayout::kSettingsName);
-    if (KindOf(root) != EntryKind::kDirectory || KindOf(settingsPath) == EntryKind::kUnknown) {
-        throw ToolError(wording::NotASite(root));
-    }
+    RequireSite(root);
     lock_.emplace(root);
     const refstore::Settings settings = refstore::ReadSettings(settingsPath);
     site_.emplace(root, settings);
+    RequireWithin(*site_, ListedVolumes(*site_));
     tables_ = settings.useFileExtMap != 0;
     share_ = site_->Share(options_.shareId);
     if (KindOf(share_.root) != EntryKind::kDirectory) {
         throw ToolError(wording::NoShare(options_.shareId, root));
     }
+    RemoveUnfinished(root);
 }
 
 std::vector<std::string> Scene::Files() const {
@@ -81,6 +96,7 @@ std::string Scene::ChooseFile(const std::vector<std::string>& candidates) const 
 std::string Scene::ChooseFile(const Applies& applies) const {
     std::vector<std::string> candidates;
     for (const std::string& file : Files()) {
+        CheckInterrupt();
         // The header check pairs by the last "/head" of the directory's path.
         const std::string directory = ParentOf(share_.Head(file));
         const bool paired = directory.rfind("/head") == share_.root.size();
@@ -101,6 +117,9 @@ std::string Scene::ChooseOther(const std::vector<std::string>& candidates) const
 }
 
 std::uint64_t Scene::Choose(std::uint64_t bound) const {
+    if (bound == 0) {
+        FailNothing();
+    }
     // Not a distribution of the library's: each library has its own.
     return std::mt19937_64(options_.seed)() % bound;
 }

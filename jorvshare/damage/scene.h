@@ -47,7 +47,8 @@ class Scene {
     /// One of `candidates`, which are sorted, by the seed; --path is refused.
     [[nodiscard]] std::string ChooseOther(const std::vector<std::string>& candidates) const;
 
-    /// A number below `bound`, which is not 0: always the same for the same seed.
+    /// A number below `bound`: always the same for the same seed. Fails as a kind
+    /// that finds nothing to break when there is none.
     [[nodiscard]] std::uint64_t Choose(std::uint64_t bound) const;
 
     /// Throws ToolError when --path was given.

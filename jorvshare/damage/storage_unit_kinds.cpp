@@ -48,7 +48,7 @@ void FlipSampled(const Scene& scene, Report* report) {
     const refstore::Extent& extent =
         victim.extents[victim.local[scene.Choose(victim.local.size())]];
     const std::uint64_t samples = (extent.end - extent.start + kSampleStep - 1) / kSampleStep;
-    FlipByte(path,
+    FlipByte(scene, path,
              static_cast<std::uint64_t>(extent.dataOffset) + scene.Choose(samples) * kSampleStep,
              report);
     // Extents of the same data share it: the first of them is the one that shows.
@@ -70,27 +70,27 @@ void FlipUnsampled(const Scene& scene, Report* report) {
     const Victim victim = ChooseVictim(scene, 2);
     const refstore::Extent& extent =
         victim.extents[victim.local[scene.Choose(victim.local.size())]];
-    FlipByte(scene.Share().Stu(victim.file), static_cast<std::uint64_t>(extent.dataOffset) + 1,
-             report);
+    FlipByte(scene, scene.Share().Stu(victim.file),
+             static_cast<std::uint64_t>(extent.dataOffset) + 1, report);
 }
 
 void Empty(const Scene& scene, Report* report) {
     const Victim victim = ChooseVictim(scene);
-    CutFile(scene.Share().Stu(victim.file), 0, report);
+    CutFile(scene, scene.Share().Stu(victim.file), 0, report);
     Expect(scene, victim, victim.local.front(), finding::ReadFailed(scene.Share().Map(victim.file)),
            report);
 }
 
 void MakeDirectoryOfIt(const Scene& scene, Report* report) {
     const Victim victim = ChooseVictim(scene);
-    ReplaceByDirectory(scene.Share().Stu(victim.file), report);
+    ReplaceByDirectory(scene, scene.Share().Stu(victim.file), report);
     Expect(scene, victim, victim.local.front(), finding::ReadFailed(scene.Share().Map(victim.file)),
            report);
 }
 
 void RemoveIt(const Scene& scene, Report* report) {
     const Victim victim = ChooseVictim(scene);
-    Remove(scene.Share().Stu(victim.file), report);
+    Remove(scene, scene.Share().Stu(victim.file), report);
     Expect(scene, victim, victim.local.front(), "", report);
 }
 

@@ -40,32 +40,32 @@ void Unload(const Scene& scene, Report* report, const Damage& damage) {
 
 void FlipInTables(const Scene& scene, Report* report) {
     Unload(scene, report, [&](const std::string& path) {
-        FlipByte(path, scene.Choose(ReadBytes(path).size()), report);
+        FlipByte(scene, path, scene.Choose(ReadBytes(path).size()), report);
     });
 }
 
 void CutTables(const Scene& scene, Report* report) {
     Unload(scene, report, [&](const std::string& path) {
-        CutFile(path, scene.Choose(ReadBytes(path).size()), report);
+        CutFile(scene, path, scene.Choose(ReadBytes(path).size()), report);
     });
 }
 
 void ForeignTables(const Scene& scene, Report* report) {
     Unload(scene, report, [&](const std::string& path) {
-        Rewrite(path, refstore::EncodeContainerIndex({}),
+        Rewrite(scene, path, refstore::EncodeContainerIndex({}),
                 "a sound container index, no mapping tables", report);
     });
 }
 
 void RemoveTables(const Scene& scene, Report* report) {
-    Unload(scene, report, [&](const std::string& path) { Remove(path, report); });
+    Unload(scene, report, [&](const std::string& path) { Remove(scene, path, report); });
 }
 
 void RemoveDirectoryOfTables(const Scene& scene, Report* report) {
     const std::string file = scene.ChooseFile([&scene](const std::string& candidate) {
         return LoadTables(scene, candidate).has_value();
     });
-    Remove(scene.Share().Map(file), report);
+    Remove(scene, scene.Share().Map(file), report);
 }
 
 /// A place in the tables of a file.
@@ -109,9 +109,9 @@ Victim ChooseExtent(const Scene& scene, const Fits& fits) {
     return {scene.Share().Map(file), std::move(record), places[scene.Choose(places.size())]};
 }
 
-void Store(const Victim& victim, const std::string& what, Report* report) {
+void Store(const Scene& scene, const Victim& victim, const std::string& what, Report* report) {
     Rewrite(
-        DataFile(victim.directory), EncodeTables(victim.record),
+        scene, DataFile(victim.directory), EncodeTables(victim.record),
         "table at " + std::to_string(victim.record.tables[victim.place.table].offset) + ", " + what,
         report);
 }
@@ -124,7 +124,7 @@ void UnlistDcid(const Scene& scene, Report* report) {
     Victim victim = ChooseExtent(scene, InContainer);
     const std::uint64_t dcid = victim.TheExtent().dcid;
     std::erase_if(victim.Table().dcids, [dcid](const auto& entry) { return entry.first == dcid; });
-    Store(victim, "DCID list: without " + std::to_string(dcid), report);
+    Store(scene, victim, "DCID list: without " + std::to_string(dcid), report);
     report->Expect(Mode::kMetadata, Stream::kError, finding::UnlistedDcid(dcid, victim.directory));
 }
 
@@ -148,7 +148,7 @@ void UnlistFingerprint(const Scene& scene, Report* report) {
     const crfp_digest_t fp = victim.TheExtent().fp;
     victim.Table().bloom = Without(victim.Table().bloom, fp);
     const std::string digits = DigitsOf(fp);
-    Store(victim, "bloom filter: without " + digits, report);
+    Store(scene, victim, "bloom filter: without " + digits, report);
     for (const Extent& extent : victim.Table().extents) {
         if (extent.fp == fp) {
             report->Expect(Mode::kMetadata, Stream::kError, finding::UnlistedFingerprint(digits));
@@ -165,7 +165,7 @@ void ChangeDcid(const Scene& scene, Report* report, std::uint64_t dcid) {
                              ", and listed";
     extent.dcid = dcid;
     victim.Table().dcids.emplace_back(dcid, 0);
-    Store(victim, what, report);
+    Store(scene, victim, what, report);
 }
 
 void UnknownDcid(const Scene& scene, Report* report) {
@@ -184,7 +184,7 @@ void ChangeSize(const Scene& scene, Report* report) {
     TableDirectoryRecord record = *LoadTables(scene, file);
     const std::int64_t former = record.fileSize;
     record.fileSize ^= 1;
-    Rewrite(DataFile(scene.Share().Map(file)), EncodeTables(record),
+    Rewrite(scene, DataFile(scene.Share().Map(file)), EncodeTables(record),
             FieldChange("file_size", std::to_string(former), std::to_string(record.fileSize)),
             report);
 }

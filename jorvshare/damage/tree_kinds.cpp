@@ -15,7 +15,7 @@ void RemoveMap(const Scene& scene, Report* report) {
     scene.RequireNoPath();
     const std::vector<std::string> headers = FilesInWalkOrder(scene.Share().HeadDir());
     const Lines before = MapLines(scene);
-    Remove(scene.Share().MapDir(), report);
+    Remove(scene, scene.Share().MapDir(), report);
     // The header check goes in the order of the listings and stops at the first that is amiss. A
     // missing directory of mapping tables is nothing to it.
     if (!scene.Tables() && !headers.empty()) {
@@ -27,14 +27,14 @@ void RemoveMap(const Scene& scene, Report* report) {
 
 void RemoveHead(const Scene& scene, Report* report) {
     scene.RequireNoPath();
-    Remove(scene.Share().HeadDir(), report);
+    Remove(scene, scene.Share().HeadDir(), report);
 }
 
 void RemoveShare(const Scene& scene, Report* report) {
     scene.RequireNoPath();
     EndMetadataRun(scene, report);
     report->Compare(Mode::kData, Stream::kOutput, finding::Phases(scene.ShareId(), 0), {});
-    Remove(scene.Share().root, report);
+    Remove(scene, scene.Share().root, report);
 }
 
 constexpr unsigned kBoth = kForMetadata | kForData;

@@ -49,6 +49,18 @@ void CheckInterrupt() {
     }
 }
 
+void FinishRegardless() {
+    for (const int signal : kSignals) {
+        if (!IsOfAWrite(signal)) {
+            struct sigaction action = {};
+            action.sa_handler = SIG_IGN;
+            ::sigaction(signal, &action, nullptr);
+        }
+    }
+    // Last: what arrived until here still counts, and nothing can arrive behind it.
+    CheckInterrupt();
+}
+
 void DieOf(int signal) {
     struct sigaction action = {};
     action.sa_handler = SIG_DFL;

@@ -30,6 +30,10 @@ class InterruptScope {
 /// Throws Interrupted when a signal has arrived since the scope began.
 void CheckInterrupt();
 
+/// CheckInterrupt, and then no signal counts any more until the scope ends: for the part of the
+/// work that is not taken back.
+void FinishRegardless();
+
 /// Ends the process by `signal`, as if it had never been caught.
 [[noreturn]] void DieOf(int signal);
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <limits>
+#include <set>
 
 #include "jorvshare/make/json_node.h"
 #include "jorvshare/make/recipe.h"
@@ -77,12 +78,27 @@ refstore::Settings ReadConfig(const JsonNode& node) {
     return settings;
 }
 
+/// Names that stand for one thing each.
+class Names {
+  public:
+    void Add(const JsonNode& node, const std::string& name) {
+        if (!names_.insert(name).second) {
+            node.Fail("is there twice");
+        }
+    }
+
+  private:
+    std::set<std::string> names_;
+};
+
 RecipeVolume ReadVolume(const JsonNode& node) {
     node.RequireKeys({"name", "containers", "files"});
     RecipeVolume volume;
     volume.name = ReadName(node.At("name"));
     if (const auto containers = node.Find("containers"); containers.has_value()) {
+        Names dcids;
         for (const JsonNode& dcid : containers->Elements()) {
+            dcids.Add(dcid, std::to_string(dcid.Unsigned()));
             volume.containers.push_back(dcid.Unsigned());
         }
     }
@@ -122,7 +138,8 @@ std::vector<std::byte> ReadStorageUnit(const JsonNode& node) {
     return bytes;
 }
 
-// End of the file's last extent, of its extent file before its tables; 0 without extents.
+// End of the last extent that stands in the recipe for a file, 0 without extents. A file has an
+// extent file or tables.
 std::int64_t LastEnd(const RecipeFile& file) {
     std::uint64_t end = 0;
     if (file.tables.has_value()) {
@@ -218,8 +235,10 @@ RecipeShare ReadShare(const JsonNode& node, std::uint64_t tableSpan) {
     RecipeShare share;
     share.id = ReadShareId(node.At("id"));
     if (const auto files = node.Find("files"); files.has_value()) {
+        Names paths;
         for (const JsonNode& file : files->Elements()) {
             share.files.push_back(ReadFile(file, tableSpan));
+            paths.Add(file.At("path"), share.files.back().path);
         }
     }
     if (const auto vcopy = node.Find("vcopy"); vcopy.has_value()) {
@@ -248,8 +267,10 @@ Recipe ReadRecipe(const JsonNode& root) {
         recipe.settings = ReadConfig(*config);
     }
     if (const auto volumes = root.Find("volumes"); volumes.has_value()) {
+        Names names;
         for (const JsonNode& volume : volumes->Elements()) {
             recipe.volumes.push_back(ReadVolume(volume));
+            names.Add(volume.At("name"), recipe.volumes.back().name);
         }
     }
     if (const auto fstab = root.Find("fstab"); fstab.has_value()) {
@@ -262,14 +283,19 @@ Recipe ReadRecipe(const JsonNode& root) {
         }
     }
     if (const auto shares = root.Find("shares"); shares.has_value()) {
+        Names ids;
         for (const JsonNode& share : shares->Elements()) {
             recipe.shares.push_back(
                 ReadShare(share, std::uint64_t{recipe.settings.tableSpanGiB} << 30U));
+            ids.Add(share.At("id"), recipe.shares.back().id);
         }
     }
     if (const auto images = root.Find("images"); images.has_value()) {
+        Names paths;
         for (const JsonNode& image : images->Elements()) {
             recipe.images.push_back(ReadImage(image));
+            const refstore::ImageRecord& record = recipe.images.back().record;
+            paths.Add(image, record.policy + "/" + record.backupTime + "/" + record.name);
         }
     }
     return recipe;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <set>
 #include <span>
 #include <string_view>
@@ -12,7 +11,9 @@
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/bytes_of.h"
+#include "jorvshare/site/confinement.h"
 #include "jorvshare/site/directory.h"
+#include "jorvshare/site/staging.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/base/regular_file.h"
@@ -41,17 +42,6 @@ std::string VolumeName(std::size_t number) {
 
 bool IsNumber(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
-// Name of a file that the library writes before it puts it in the place of another:
-// ".jorv-<process>-<number>".
-bool IsUnfinished(const DirectoryEntry& entry) {
-    constexpr std::string_view kBegin = ".jorv-";
-    const std::string_view name = entry.name;
-    const std::size_t dash = name.rfind('-');
-    return entry.kind == EntryKind::kFile && name.starts_with(kBegin) && dash >= kBegin.size() &&
-           IsNumber(name.substr(kBegin.size(), dash - kBegin.size())) &&
-           IsNumber(name.substr(dash + 1));
 }
 
 // True for a table of volumes that a first pack wrote, to the byte.
@@ -99,44 +89,8 @@ bool IsFresh(const SiteLayout& site) {
         if (Join(site.Root(), entry.name) == site.VolumesRoot()) {
             return entry.kind == EntryKind::kDirectory && AreBegunVolumes(site.VolumesRoot());
         }
-        return IsUnfinished(entry);
+        return entry.kind == EntryKind::kFile && IsUnfinishedName(entry.name);
     });
-}
-
-void RemoveUnfinished(const std::string& root) {
-    for (const DirectoryEntry& entry : ListDirectory(root)) {
-        if (IsUnfinished(entry)) {
-            RemoveTree(Join(root, entry.name));
-        }
-    }
-}
-
-// True when `path` lies below `directory`, by text and without regard to "." and "..".
-bool LiesBelow(const std::string& path, const std::string& directory) {
-    const std::string plain = std::filesystem::path(path).lexically_normal().native();
-    return plain != directory && IsWithin(plain, directory);
-}
-
-// What packing makes lies all within the site. A site that was copied still names the places of
-// the first one, and packing into the copy would change that one.
-void RequireWithin(const SiteLayout& site, const std::vector<std::string>& volumes) {
-    const auto require = [](std::string_view what, const std::string& path,
-                            const std::string& directory) {
-        if (!LiesBelow(path, directory)) {
-            throw ToolError(wording::Elsewhere(what, path, directory));
-        }
-    };
-    require("metadata root", site.MetaRoot(), site.Root());
-    require("image root", site.ImagesRoot(), site.Root());
-    require("table of volumes", site.Fstab(), site.Root());
-    for (const std::string& volume : volumes) {
-        require("volume", volume, site.VolumesRoot());
-    }
-    for (const std::string& path : {site.MetaRoot(), site.ImagesRoot(), site.VolumesRoot()}) {
-        if (KindOf(path) == EntryKind::kSymlink) {
-            throw ToolError(wording::IsSymlink(path));
-        }
-    }
 }
 
 // A volume that is not mounted may hold any number of containers: their identifiers must not be
@@ -212,6 +166,7 @@ void PackSite::Join(const std::string& root, const PackOptions& options) {
     listedVolumes_ = volumes_.size();
     RequireWithin(*layout_, volumes_);
     RequireThere(volumes_);
+    RemoveUnfinished(root);
     AddVolumes(std::max<std::uint32_t>(1, options.volumes.value_or(1)));
     MakeVolumes();
 }

@@ -66,11 +66,11 @@ std::string MissingVolume(const std::string& volume) {
 std::string Elsewhere(std::string_view what, const std::string& path,
                       const std::string& directory) {
     return "the " + std::string(what) + " " + path + " is not inside " + directory +
-           "; nothing is packed into a site that reaches elsewhere, as a copied one does";
+           "; a site that reaches elsewhere, as a copied one does, is not changed";
 }
 
 std::string IsSymlink(const std::string& path) {
-    return path + ": a symbolic link; nothing is packed into a site that reaches elsewhere";
+    return path + ": a symbolic link; a site that reaches elsewhere is not changed";
 }
 
 std::string OtherLayout(const std::string& site, std::string_view has, std::string_view wanted) {
@@ -169,7 +169,13 @@ std::string Made(const std::string& site, std::uint64_t shares, std::uint64_t fi
 }
 
 std::string UnknownKind(const std::string& path) {
-    return path + ": none of the kinds of file that a share is made of";
+    return path +
+           ": no header file, extent file, container index, container image or mapping tables (bad "
+           "magic number)";
+}
+
+std::string BadSeed(const std::string& text) {
+    return "\"" + text + "\" is no number from 0 to 18446744073709551615";
 }
 
 std::string UnknownDamage(const std::string& kind) {

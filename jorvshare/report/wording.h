@@ -4,7 +4,9 @@
 #include <string>
 #include <string_view>
 
-/// Every line that the tool prints, without the newline. Paths are raw, whatever bytes they hold.
+/// Lines that the tool prints of its own, without the newline; not what it shows of a structure or
+/// tells of a damage, nor the texts of the storage library and of the command line. Paths are raw,
+/// whatever bytes they hold.
 namespace jorvshare::wording {
 
 /// "<path>: <system's text> (errno <code>)"
@@ -60,6 +62,7 @@ std::string Made(const std::string& site, std::uint64_t shares, std::uint64_t fi
 std::string UnknownKind(const std::string& path);
 
 // Damaging.
+std::string BadSeed(const std::string& text);
 std::string UnknownDamage(const std::string& kind);
 std::string NoSuchFile(const std::string& path, const std::string& id);
 std::string KindNotForFile(const std::string& kind, const std::string& path);

@@ -129,18 +129,24 @@ void MakeDirectories(const std::string& path) {
     }
 }
 
-void RemoveTree(const std::string& path) {
+int RemoveTree(const std::string& path) {
     if (::unlink(path.c_str()) == 0 || errno == ENOENT) {
-        return;
+        return 0;
     }
+    // Of a directory unlink tells nothing of use.
+    int failure = errno == EISDIR ? 0 : errno;
     try {
         for (const DirectoryEntry& entry : ListDirectory(path)) {
-            RemoveTree(Join(path, entry.name));
+            const int code = RemoveTree(Join(path, entry.name));
+            failure = failure == 0 ? code : failure;
         }
     } catch (const ToolError&) {
         // Not a directory that can be read: rmdir below fails or not, there is nothing else to try.
     }
-    ::rmdir(path.c_str());
+    if (::rmdir(path.c_str()) == 0 || errno == ENOENT) {
+        return 0;
+    }
+    return failure == 0 ? errno : failure;
 }
 
 std::string AbsoluteTarget(const std::string& path) {

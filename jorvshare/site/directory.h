@@ -28,7 +28,9 @@ void MakeDirectory(const std::string& path);
 void MakeDirectories(const std::string& path);
 
 /// Removes `path` and all below it, symbolic links as such. What cannot be removed stays.
-void RemoveTree(const std::string& path);
+///
+/// @return error number of the first failure, 0 for none.
+int RemoveTree(const std::string& path);
 
 /// Absolute path, without symbolic links, of something that is there, or that is to be made in a
 /// directory that is there. Fails with ToolError.

@@ -46,12 +46,20 @@ void OutputFile::SetMode(mode_t mode) {
     Require(::fchmod(descriptor_, mode) == 0);
 }
 
+void OutputFile::SetOwner(uid_t user, gid_t group) {
+    Require(::fchown(descriptor_, user, group) == 0);
+}
+
 void OutputFile::SetModified(std::int64_t seconds, std::uint32_t nanoseconds) {
     struct timespec times[2] = {};
     times[0].tv_nsec = UTIME_OMIT;
     times[1].tv_sec = seconds;
     times[1].tv_nsec = static_cast<long>(nanoseconds);
     Require(::futimens(descriptor_, &times[0]) == 0);
+}
+
+void OutputFile::Sync() {
+    Require(::fsync(descriptor_) == 0);
 }
 
 void OutputFile::Close() {

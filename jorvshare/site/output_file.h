@@ -25,7 +25,10 @@ class OutputFile {
     void SetSize(std::int64_t size);
     /// Permission bits, regardless of the umask.
     void SetMode(mode_t mode);
+    void SetOwner(uid_t user, gid_t group);
     void SetModified(std::int64_t seconds, std::uint32_t nanoseconds);
+    /// Makes the file durable.
+    void Sync();
     /// Ends the file and reports delayed errors.
     void Close();
 

@@ -1,11 +1,13 @@
 #include "jorvshare/site/site_layout.h"
 
+#include <cerrno>
 #include <climits>
 #include <string_view>
 #include <utility>
 
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "jorvshare/site/directory.h"
 #include "storage/jorv_utils.h"
 
 namespace jorvshare {
@@ -103,6 +105,16 @@ bool IsStagingName(const std::string& name) {
 bool IsPlainName(const std::string& name) {
     return !name.empty() && name.size() <= NAME_MAX && name != "." && name != ".." &&
            name.find('/') == std::string::npos && name.find('\0') == std::string::npos;
+}
+
+void RequireSite(const std::string& root) {
+    const EntryKind kind = KindOf(root);
+    if (kind != EntryKind::kDirectory) {
+        throw ToolError(wording::Errno(root, kind == EntryKind::kUnknown ? ENOENT : ENOTDIR));
+    }
+    if (KindOf(Join(root, SiteLayout::kSettingsName)) == EntryKind::kUnknown) {
+        throw ToolError(wording::NotASite(root));
+    }
 }
 
 }  // namespace jorvshare

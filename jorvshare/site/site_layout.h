@@ -78,4 +78,7 @@ bool IsStagingName(const std::string& name);
 /// True when `name` is one name of a path: not empty, ".", ".." nor too long, no slash, no NUL.
 bool IsPlainName(const std::string& name);
 
+/// Fails with ToolError unless the absolute path `root` is a directory with a site's configuration.
+void RequireSite(const std::string& root);
+
 }  // namespace jorvshare

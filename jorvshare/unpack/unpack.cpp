@@ -164,9 +164,7 @@ UnpackSummary Unpack(const UnpackOptions& options) {
     CheckShareId(options.shareId);
     const std::string root = AbsoluteTarget(options.site);
     const std::string settingsPath = root + "/" + SiteLayout::kSettingsName;
-    if (KindOf(root) != EntryKind::kDirectory || KindOf(settingsPath) == EntryKind::kUnknown) {
-        throw ToolError(wording::NotASite(root));
-    }
+    RequireSite(root);
     const refstore::Settings settings = refstore::ReadSettings(settingsPath);
     const SiteLayout site(root, settings);
     const ShareLayout share = site.Share(options.shareId);

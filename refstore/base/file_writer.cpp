@@ -16,13 +16,14 @@ namespace refstore {
 namespace {
 
 constexpr std::size_t kMaxWrite = std::size_t{1} << 30;
+constexpr mode_t kMode = 0644;
 constexpr int kNewFile = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
 
 class Descriptor {
   public:
-    Descriptor(const std::string& path, int flags) : path_(path), fd_(-1) {
+    Descriptor(const std::string& path, int flags, mode_t mode = 0) : path_(path), fd_(-1) {
         RequireNoNul("file", path);
-        fd_ = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0644);
+        fd_ = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, mode);
         Require(fd_ >= 0);
     }
     ~Descriptor() {
@@ -69,8 +70,8 @@ std::string ParentOf(std::string path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-void Write(const std::string& path, std::span<const std::byte> bytes, bool sync) {
-    Descriptor file(path, kNewFile);
+void Write(const std::string& path, std::span<const std::byte> bytes, mode_t mode, bool sync) {
+    Descriptor file(path, kNewFile, mode);
     try {
         file.Write(bytes);
         if (sync) {
@@ -118,14 +119,14 @@ int RenameUnlessThere(const std::string& from, const std::string& to) {
 
 }  // namespace
 
-void WriteNewFile(const std::string& path, std::span<const std::byte> bytes) {
-    Write(path, bytes, false);
+void WriteNewFile(const std::string& path, std::span<const std::byte> bytes, mode_t mode) {
+    Write(path, bytes, mode, false);
 }
 
 void ReplaceFile(const std::string& path, std::span<const std::byte> bytes) {
     RequireNoNul("file", path);
     const std::string beside = NameBeside(path);
-    Write(beside, bytes, true);
+    Write(beside, bytes, kMode, true);
     if (::rename(beside.c_str(), path.c_str()) != 0) {
         const int code = errno;
         ::unlink(beside.c_str());

@@ -1,15 +1,17 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <span>
 #include <string>
 
 namespace refstore {
 
-/// Writes `bytes` into a new file at `path` (mode 0644). Fails with SysException, message
-/// "file <path>: ..." included, when the file is there already or cannot be written; what was begun
-/// is then removed. Does not sync: see SyncFileSystem.
-void WriteNewFile(const std::string& path, std::span<const std::byte> bytes);
+/// Writes `bytes` into a new file at `path`, with `mode` under the umask. Fails with SysException,
+/// message "file <path>: ..." included, when the file is there already or cannot be written; what
+/// was begun is then removed. Does not sync: see SyncFileSystem.
+void WriteNewFile(const std::string& path, std::span<const std::byte> bytes, mode_t mode = 0644);
 
 /// Puts a whole file in place at once: written beside `path` under a name of its own, synced, and
 /// renamed over `path`. Fails as WriteNewFile; an older file at `path` is then untouched, unless it

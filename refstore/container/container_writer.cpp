@@ -14,6 +14,13 @@
 
 namespace refstore {
 
+namespace {
+
+// The data of all users' files, whatever the modes of these.
+constexpr mode_t kDataMode = 0600;
+
+}  // namespace
+
 std::vector<std::byte> EncodeContainerIndex(const ContainerIndex& index) {
     RequireFits(index.entries.size() * sizeof(container_format::Entry));
     std::vector<container_format::Entry> entries;
@@ -61,7 +68,7 @@ void ContainerWriter::Finish() {
     std::vector<std::string> made;
     const auto keep = [&made](const std::string& path) { made.push_back(path); };
     try {
-        WriteNewFile(bin + ".new", data_);
+        WriteNewFile(bin + ".new", data_, kDataMode);
         keep(bin + ".new");
         WriteNewFile(bhd + ".new", EncodeContainerIndex(index_));
         keep(bhd + ".new");

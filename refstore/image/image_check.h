@@ -12,8 +12,7 @@ inline constexpr int kImageBadName = 22;
 
 /// Checks the image at <root>/<policy>/<backupTime>/<name>.
 ///
-/// @return kImageSound; kImageMissing; kImageDamaged when its bytes or the three texts inside it
-/// are
+/// @return kImageSound; kImageMissing; kImageDamaged when its bytes or the three texts in it are
 ///         not those of this image; kImageBadName when a text is empty, ".", ".." or holds a slash;
 ///         the error number of the failing call when it cannot be read.
 int CheckImage(const std::string& root, const std::string& policy, const std::string& backupTime,

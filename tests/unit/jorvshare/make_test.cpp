@@ -324,6 +324,19 @@ TEST_F(MakeTest, NamesThatAreMissingAreNamed) {
     ExpectRefused(R"({"images":[{"policy":"P","time":"T"}]})", "/images/0: \"name\" is missing");
 }
 
+TEST_F(MakeTest, TwoThingsOfOneNameAreRefused) {
+    ExpectRefused(R"({"volumes":[{"name":"v"},{"name":"w"},{"name":"v"}]})",
+                  "/volumes/2/name: is there twice");
+    ExpectRefused(R"({"volumes":[{"name":"v","containers":[70,71,"70"]}]})",
+                  "/volumes/0/containers/2: is there twice");
+    ExpectRefused(R"({"shares":[{"id":"7"},{"id":"7"}]})", "/shares/1/id: is there twice");
+    ExpectRefused(R"({"shares":[{"id":"7","files":[{"path":"a/f"},{"path":"a/f"}]}]})",
+                  "/shares/0/files/1/path: is there twice");
+    ExpectRefused(R"({"images":[{"policy":"P","time":"T","name":"n"},)"
+                  R"({"policy":"P","time":"T","name":"n"}]})",
+                  "/images/1: is there twice");
+}
+
 TEST_F(MakeTest, ValuesOfTheWrongTypeAreRefused) {
     const std::string unsignedText =
         "must be an integer from 0 to 18446744073709551615, as a number or a decimal string";
@@ -418,15 +431,11 @@ TEST_F(MakeTest, WhatCannotBeBuiltLeavesNothing) {
         EXPECT_FALSE(fs::exists(temp_ / "site"));
         EXPECT_FALSE(fs::exists(temp_ / "site.partial"));
     };
-    fails(R"({"shares":[{"id":"7","files":[{"path":"f","header":{}},{"path":"f","header":{}}]}]})",
-          "file " + (temp_ / "site.partial/meta/7/7/head/f") + ": File exists (errno 17)");
     fails(
         R"({"shares":[{"id":"7","files":[{"path":"f","header":{}},{"path":"f/g","header":{}}]}]})",
         temp_ / "site.partial/meta/7/7/head/f: Not a directory (errno 20)");
-    fails(R"({"shares":[{"id":"7"},{"id":"7"}]})",
-          temp_ / "site.partial/meta/7/7: File exists (errno 17)");
-    fails(R"({"volumes":[{"name":"v"},{"name":"v"}]})",
-          temp_ / "site.partial/volumes/v: File exists (errno 17)");
+    fails(R"({"volumes":[{"name":"v","containers":[70],"files":{"70.bin":"x"}}]})",
+          "file " + (temp_ / "site.partial/volumes/v/70.bin") + ": File exists (errno 17)");
 }
 
 TEST_F(MakeTest, ASiteIsMadeInANewOrEmptyDirectoryOnly) {

@@ -47,8 +47,8 @@ class PackSiteTest : public testing::Test {
     void ExpectElsewhere(const std::string& what, const std::string& path,
                          const std::string& directory) {
         ExpectRefused("8", "the " + what + " " + path + " is not inside " + directory +
-                               "; nothing is packed into a site that reaches elsewhere, as a "
-                               "copied one does");
+                               "; a site that reaches elsewhere, as a copied one does, is not "
+                               "changed");
     }
 
     void Replace(const std::string& relative, const std::string& from, const std::string& to) {
@@ -133,8 +133,8 @@ TEST_F(PackSiteTest, DirectoriesOfASiteThatAreSymbolicLinksAreRefused) {
         fs::rename(Site(name), temp_ / "aside");
         fs::create_symlink(temp_ / "aside", Site(name));
         ExpectRefused("8", Site(name) +
-                               ": a symbolic link; nothing is packed into a site that "
-                               "reaches elsewhere");
+                               ": a symbolic link; a site that reaches elsewhere is "
+                               "not changed");
         fs::remove(Site(name));
         fs::rename(temp_ / "aside", Site(name));
     }

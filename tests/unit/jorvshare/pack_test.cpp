@@ -439,6 +439,34 @@ TEST_F(PackTest, NoStorageUnitIsOpenToMoreThanItsFile) {
     EXPECT_EQ(modes(0666, 027), fs::perms{0640});
 }
 
+TEST_F(PackTest, ALayoutIsNamedAndNotNumbered) {
+    WriteFile(temp_ / "source/f", "x");
+    for (const std::string wrong : {"7", "0", "1", "Tables", ""}) {
+        const Ended ended = Pack("7", {"--layout", wrong});
+        EXPECT_EQ(ended.status, 2);
+        EXPECT_EQ(ended.out, "");
+        EXPECT_EQ(ended.err, "--layout: " + wrong +
+                                 " not in {files,tables}\nRun with --help for more "
+                                 "information.\n");
+        EXPECT_FALSE(fs::exists(temp_ / "site"));
+    }
+}
+
+TEST_F(PackTest, ContainersAreOpenToTheirOwnerAlone) {
+    WriteFile(temp_ / "source/f", "secret");
+    ASSERT_EQ(::chmod((temp_ / "source/f").c_str(), 0600), 0);
+    const Ended ended =
+        RunTool({"pack", temp_ / "source", temp_ / "site", "--share-id", "7", "--layout", "tables"},
+                [] { ::umask(0); });
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    const auto mode = [this](const char* name) {
+        return fs::status(temp_ / (std::string("site/volumes/v1/") + name)).permissions();
+    };
+    EXPECT_EQ(mode("64.bin"), fs::perms{0600});
+    // Names no data; whoever checks a share has to see it.
+    EXPECT_EQ(mode("64.bhd"), fs::perms{0644});
+}
+
 TEST_F(PackTest, WhatHasTheNameOfAContainerIsNeitherOverwrittenNorRemoved) {
     WriteFile(temp_ / "source/f", "x");
     ASSERT_EQ(Pack("7", {"--layout", "tables"}).status, 0);

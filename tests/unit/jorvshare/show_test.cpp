@@ -245,7 +245,10 @@ TEST_F(ShowTest, ADamagedOrForeignFileIsOneLineOfError) {
     for (const std::string& foreign :
          {std::string(), std::string("JORVHEA"), std::string("text")}) {
         WriteFile(path, foreign);
-        refused(path, path + ": none of the kinds of file that a share is made of");
+        refused(path,
+                path +
+                    ": no header file, extent file, container index, container image or mapping "
+                    "tables (bad magic number)");
     }
     refused(temp_ / "none", "file " + (temp_ / "none") + ": No such file or directory (errno 2)");
     refused("/dev/null", "file /dev/null: Invalid argument (errno 22)");
