@@ -37,7 +37,7 @@ std::vector<refstore::Extent> MakeExtents(std::size_t count) {
 
 refstore::TableDirectoryRecord MakeTables(std::size_t extents) {
     refstore::TableRecord table{.offset = 0,
-                                .end = std::uint64_t{1} << 62U,
+                                .end = extents * kExtentBytes,
                                 .extents = MakeExtents(extents),
                                 .dcids = {},
                                 .bloom = {}};
