@@ -18,8 +18,6 @@ namespace {
 
 // A single pread is kept below the 2 GiB that Linux moves at most.
 constexpr std::size_t kMaxRead = std::size_t{1} << 30;
-// A piece of a large file, and what is done with it, stay within the processor's own memory.
-constexpr std::size_t kPiece = std::size_t{1} << 18;
 
 // Fresh memory comes a page at a time, which costs more than reading the file into it. Advice only:
 // a kernel without large pages ignores it.

@@ -49,8 +49,9 @@ class RegularFile {
     /// is allocated.
     [[nodiscard]] FileBytes ReadAll(std::uint64_t limit) const;
 
-    /// The same, in pieces: each is shown to `seen`, in order, while the processor still has it at
-    /// hand.
+    /// The same, in pieces of kPiece bytes but for the last: each is shown to `seen`, in order,
+    /// while the processor still has it in its cache.
+    static constexpr std::size_t kPiece = std::size_t{1} << 18;
     using Seen = std::function<void(std::span<const std::byte> piece)>;
     [[nodiscard]] FileBytes ReadAll(std::uint64_t limit, const Seen& seen) const;
 

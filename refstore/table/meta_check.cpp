@@ -8,8 +8,6 @@ namespace {
 
 constexpr std::uint32_t kMagic = 0xbeefc0de;
 constexpr std::uint32_t kVersion = 1;
-constexpr std::uint32_t kSmallestPage = 4096;
-constexpr std::uint32_t kLargestPage = 32768;
 // The free list is keyed by integers; the other flag says that the environment was made as a file
 // rather than in a directory, and is kept there by LMDB for no further use.
 constexpr std::uint16_t kIntegerKey = 0x0008;
@@ -78,7 +76,7 @@ MetaRecord CheckMetaPages(std::span<const std::byte> bytes, const std::string& p
     }
     const auto even = LoadAs<MetaRecord>(smallest.At(0).Body());
     const std::uint32_t pageSize = even.PageSize();
-    if (!std::has_single_bit(pageSize) || pageSize < kSmallestPage || pageSize > kLargestPage) {
+    if (!even.HasPageSize()) {
         smallest.Damage("bad page size");
     }
     const PageImage image(bytes, pageSize, path);

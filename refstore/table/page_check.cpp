@@ -1,23 +1,6 @@
 #include "refstore/table/page_check.h"
 
-#include <cstring>
-
 namespace refstore {
-
-namespace {
-
-std::size_t Even(std::size_t size) {
-    return (size + 1) & ~std::size_t{1};
-}
-
-// Bytes at the end of a key that count its records, big-endian.
-constexpr std::size_t kCounter = sizeof(std::uint64_t);
-
-std::uint64_t CounterOf(const std::byte* from) {
-    return __builtin_bswap64(LoadAs<std::uint64_t>(from));
-}
-
-}  // namespace
 
 void PageCheck::CheckLeaf(std::uint64_t number) {
     CheckHead(number, kLeafPage, 1);
@@ -27,44 +10,6 @@ void PageCheck::CheckLeaf(std::uint64_t number) {
 void PageCheck::CheckBranch(std::uint64_t number) {
     CheckHead(number, kBranchPage, 2);
     CheckNodes(number, false);
-}
-
-bool PageCheck::IsUniformLeaf(std::uint64_t number) const {
-    const Page page = image_.At(number);
-    const std::size_t lower = page.Lower();
-    if (page.Number() != number || page.Flags() != kLeafPage || lower <= kPageHead ||
-        lower % 2 != 0 || lower > image_.PageSize()) {
-        return false;
-    }
-    const std::size_t count = page.NodeCount();
-    std::size_t offset = page.NodeOffset(0);
-    if (offset % 2 != 0 || offset < lower || offset > image_.PageSize() - kNodeHead) {
-        return false;
-    }
-    // All of the first entry is looked at; of the others, that they have its head.
-    const Node first = page.NodeAt(0);
-    const std::size_t keySize = first.KeySize();
-    const std::size_t size = SizeOf(first, true);
-    if (keySize < kCounter || keySize > kMaxKey || first.Flags() != 0 ||
-        size != image_.PageSize() - offset || count * size != image_.PageSize() - page.Upper() ||
-        page.Upper() < lower) {
-        return false;
-    }
-    const auto head = LoadAs<std::uint64_t>(first.Key().data() - kNodeHead);
-    const std::size_t prefix = keySize - kCounter;
-    const std::byte* const firstKey = first.Key().data();
-    const std::uint64_t counter = CounterOf(firstKey + prefix);
-    bool uniform = counter + count >= counter;
-    const std::byte* node = image_.At(number).Body() - kPageHead + offset;
-    for (std::size_t i = 1; i < count; ++i) {
-        offset -= size;
-        node -= size;
-        uniform = uniform && page.NodeOffset(i) == offset && LoadAs<std::uint64_t>(node) == head &&
-                  CounterOf(node + kNodeHead + prefix) == counter + i &&
-                  (prefix == 0 || node[kNodeHead] == firstKey[0]) &&
-                  (prefix <= 1 || std::memcmp(node + kNodeHead, firstKey, prefix) == 0);
-    }
-    return uniform;
 }
 
 void PageCheck::CheckHead(std::uint64_t number, std::uint16_t type, std::size_t fewest) {
@@ -82,14 +27,6 @@ void PageCheck::CheckHead(std::uint64_t number, std::uint16_t type, std::size_t 
     if (page.NodeCount() < fewest) {
         image_.Damage(number, "too few entries");
     }
-}
-
-std::size_t PageCheck::SizeOf(const Node& node, bool isLeaf) const {
-    std::size_t size = kNodeHead + node.KeySize();
-    if (isLeaf) {
-        size += node.IsBig() ? sizeof(std::uint64_t) : node.ValueSize();
-    }
-    return Even(size);
 }
 
 void PageCheck::CheckNodes(std::uint64_t number, bool isLeaf) {
@@ -114,7 +51,7 @@ void PageCheck::CheckNodes(std::uint64_t number, bool isLeaf) {
         if (isLeaf && (node.Flags() & ~kBigValue) != 0) {
             image_.Damage(number, "unknown flags of an entry");
         }
-        const std::size_t size = SizeOf(node, isLeaf);
+        const std::size_t size = isLeaf ? node.LeafSize() : node.BranchSize();
         if (size > image_.PageSize() - offset) {
             image_.Damage(number, "entry runs over the page's end");
         }

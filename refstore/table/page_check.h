@@ -19,17 +19,10 @@ class PageCheck {
     void CheckLeaf(std::uint64_t number);
     void CheckBranch(std::uint64_t number);
 
-    /// Whether the page is a leaf of the most frequent kind: sound in all that CheckLeaf looks at,
-    /// its entries of one size and one below the other, no value on a page of its own, and each key
-    /// the one before it plus one, its last eight bytes read as a big-endian number. What is not,
-    /// damage included, is for CheckLeaf.
-    [[nodiscard]] bool IsUniformLeaf(std::uint64_t number) const;
-
   private:
     void CheckHead(std::uint64_t number, std::uint16_t type, std::size_t fewest);
     void CheckNodes(std::uint64_t number, bool isLeaf);
     void CheckTiling(std::uint64_t number);
-    [[nodiscard]] std::size_t SizeOf(const Node& node, bool isLeaf) const;
 
     const PageImage& image_;
     // Sizes of the nodes of the page at hand, in its order.

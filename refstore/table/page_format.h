@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -16,6 +17,9 @@ inline constexpr std::size_t kPageHead = 16;
 inline constexpr std::size_t kNodeHead = 8;
 inline constexpr std::size_t kMaxKey = 511;
 inline constexpr std::uint64_t kMetaPages = 2;
+/// Sizes of a page in bytes, powers of two.
+inline constexpr std::uint32_t kSmallestPage = 4096;
+inline constexpr std::uint32_t kLargestPage = 32768;
 inline constexpr std::uint64_t kNoPage = ~std::uint64_t{0};  ///< root of an empty database
 
 inline constexpr std::uint16_t kBranchPage = 0x01;
@@ -51,12 +55,20 @@ class Node {
     /// Leaf, big value: first page of its run.
     [[nodiscard]] std::uint64_t RunPage() const { return LoadAs<std::uint64_t>(Payload()); }
 
+    /// Bytes that the entry takes in a leaf page, and in a branch page.
+    [[nodiscard]] std::size_t LeafSize() const {
+        return Even(kNodeHead + KeySize() + (IsBig() ? sizeof(std::uint64_t) : ValueSize()));
+    }
+    [[nodiscard]] std::size_t BranchSize() const { return Even(kNodeHead + KeySize()); }
+
     /// Branch: page number of the child, 48 bits.
     [[nodiscard]] std::uint64_t Child() const {
         return LoadAs<std::uint32_t>(at_) | std::uint64_t{Flags()} << 32U;
     }
 
   private:
+    [[nodiscard]] static std::size_t Even(std::size_t size) { return (size + 1) & ~std::size_t{1}; }
+
     const std::byte* at_;
 };
 
@@ -78,7 +90,8 @@ class Page {
         return LoadAs<std::uint16_t>(at_ + kPageHead + 2 * index);
     }
     [[nodiscard]] Node NodeAt(std::size_t index) const { return Node(at_ + NodeOffset(index)); }
-    /// What follows the page head.
+    /// The whole page, and what follows its head.
+    [[nodiscard]] const std::byte* Bytes() const { return at_; }
     [[nodiscard]] const std::byte* Body() const { return at_ + kPageHead; }
 
   private:
@@ -110,6 +123,10 @@ struct MetaRecord {
     std::uint64_t transaction = 0;
 
     [[nodiscard]] std::uint32_t PageSize() const { return freeList.pad; }
+    [[nodiscard]] bool HasPageSize() const {
+        return std::has_single_bit(PageSize()) && PageSize() >= kSmallestPage &&
+               PageSize() <= kLargestPage;
+    }
 };
 static_assert(sizeof(MetaRecord) == 136);
 

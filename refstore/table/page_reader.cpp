@@ -7,11 +7,12 @@
 
 namespace refstore {
 
-PageReader::PageReader(std::span<const std::byte> bytes, const std::string& path)
+PageReader::PageReader(std::span<const std::byte> bytes, const std::string& path,
+                       const UniformLeaves* seen)
     : meta_(CheckMetaPages(bytes, path)), pages_(bytes, meta_.PageSize()) {
     const PageImage image(bytes, meta_.PageSize(), path);
     PageClaims claims(meta_.lastPage + 1);
-    TreeCheck tree(image, meta_.lastPage, claims);
+    TreeCheck tree(image, meta_.lastPage, claims, seen);
     leaves_ = tree.Check(meta_.main, KeyOrder::kBytes);
     const auto freeLeaves = tree.Check(meta_.freeList, KeyOrder::kInteger);
     CheckFreeList(image, freeLeaves, meta_, claims);

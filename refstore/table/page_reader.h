@@ -23,7 +23,9 @@ class PageReader {
     ///
     /// @param bytes the environment, from its first meta page on; kept by reference. What follows
     ///              its last page is not looked at.
-    PageReader(std::span<const std::byte> bytes, const std::string& path);
+    /// @param seen  the uniform leaves among these bytes where they are known already, else null.
+    PageReader(std::span<const std::byte> bytes, const std::string& path,
+               const UniformLeaves* seen = nullptr);
 
     [[nodiscard]] const MetaRecord& Meta() const { return meta_; }
 
@@ -31,20 +33,11 @@ class PageReader {
     [[nodiscard]] std::size_t LeafCount() const { return leaves_.size(); }
     [[nodiscard]] Page Leaf(std::size_t index) const { return pages_.At(leaves_[index].number); }
 
+    [[nodiscard]] std::size_t PageSize() const { return pages_.PageSize(); }
+
     /// All entries of the leaf page are of the size of its first one, and their keys count up from
     /// its key by one, the last eight bytes read as a big-endian number.
     [[nodiscard]] bool IsUniform(std::size_t index) const { return leaves_[index].uniform; }
-
-    /// Has the processor fetch what a walk looks at first in a leaf page.
-    void Prefetch(std::size_t index) const {
-        const std::byte* const page = pages_.At(leaves_[index].number).Body() - kPageHead;
-        constexpr std::size_t kLine = 64;
-        __builtin_prefetch(page);
-        __builtin_prefetch(page + kLine);
-        for (std::size_t line = 1; line <= 4; ++line) {
-            __builtin_prefetch(page + pages_.PageSize() - line * kLine);
-        }
-    }
 
     /// Value of an entry of a leaf page, in place; valid as long as the bytes.
     [[nodiscard]] std::span<const std::byte> ValueOf(const Node& node) const {
@@ -81,6 +74,9 @@ class RecordWalk {
     void Next() {
         if (++at_.node == nodes_) {
             NextLeaf();
+        } else {
+            // Where the record of this number stands in the next page, most likely.
+            PrefetchLines(ahead_.Body() - kPageHead + page_.NodeOffset(at_.node));
         }
     }
 
@@ -97,20 +93,33 @@ class RecordWalk {
 
   private:
     void EnterLeaf() {
-        if (!AtEnd()) {
-            page_ = reader_->Leaf(at_.leaf);
-            nodes_ = page_.NodeCount();
-            // The pages of a tree need not follow one another, nor its records in a page: left
-            // to itself the processor would wait at the beginning of every one.
-            if (at_.leaf + 1 < reader_->LeafCount()) {
-                reader_->Prefetch(at_.leaf + 1);
-            }
+        if (AtEnd()) {
+            return;
+        }
+        page_ = reader_->Leaf(at_.leaf);
+        ahead_ = page_;
+        nodes_ = page_.NodeCount();
+        if (at_.leaf + 1 < reader_->LeafCount()) {
+            ahead_ = reader_->Leaf(at_.leaf + 1);
+            // What the first look at a page needs: its head and its first entry, at its end.
+            const std::byte* const behind = ahead_.Body() - kPageHead + reader_->PageSize();
+            PrefetchLines(ahead_.Body() - kPageHead);
+            PrefetchLines(behind - 2 * kLine);
         }
     }
+
+    // The pages of a tree need not follow one another, and records stand in a page from its end to
+    // its beginning: left to itself the processor would wait at every page.
+    static void PrefetchLines(const std::byte* from) {
+        __builtin_prefetch(from);
+        __builtin_prefetch(from + kLine);
+    }
+    static constexpr std::size_t kLine = 64;
 
     const PageReader* reader_;
     RecordPosition at_;
     Page page_{nullptr};
+    Page ahead_{nullptr};  // the leaf behind it; the last one again at the end
     std::size_t nodes_ = 0;
 };
 

@@ -12,6 +12,7 @@
 #include "refstore/table/bloom_bits.h"
 #include "refstore/table/file_stamp.h"
 #include "refstore/table/page_reader.h"
+#include "refstore/table/table_file.h"
 #include "refstore/table/table_records.h"
 #include "storage/mapping_table.h"
 
@@ -54,10 +55,7 @@ class TableEnvironment {
                                                         std::optional<FileStamp>* stamp = nullptr);
 
     /// Checks a whole data.mdb in memory. Damage is SysException(EBADMSG) that names `path`.
-    TableEnvironment(FileBytes file, const std::string& path);
-
-    /// The same, for a file whose checksum was computed when it was read.
-    TableEnvironment(FileBytes&& file, std::uint64_t checksum, const std::string& path);
+    TableEnvironment(TableFile read, const std::string& path);
     TableEnvironment(const TableEnvironment&) = delete;
     TableEnvironment& operator=(const TableEnvironment&) = delete;
 

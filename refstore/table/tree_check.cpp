@@ -89,6 +89,11 @@ void TreeCheck::ClaimUsed(std::uint64_t number) {
     }
 }
 
+bool TreeCheck::IsUniform(std::uint64_t number) const {
+    return seen_ != nullptr ? seen_->Has(number)
+                            : IsUniformLeaf(image_.At(number), number, image_.PageSize());
+}
+
 TreeCheck::KeyRange TreeCheck::RangeOfChild(const Page& page, std::size_t child,
                                             const KeyRange& range) {
     KeyRange inner = range;
@@ -125,7 +130,7 @@ void TreeCheck::CheckBranchKeys(std::uint64_t number, const KeyRange& range) con
 template <KeyOrder kOrder>
 void TreeCheck::CheckLeafPage(std::uint64_t number, const KeyRange& range) {
     // Keys of the free list are not ordered as bytes.
-    const bool uniform = kOrder == KeyOrder::kBytes && pages_.IsUniformLeaf(number);
+    const bool uniform = kOrder == KeyOrder::kBytes && IsUniform(number);
     if (!uniform) {
         pages_.CheckLeaf(number);
         CheckLeafEntries<kOrder>(number);

@@ -6,6 +6,7 @@
 #include "refstore/table/page_check.h"
 #include "refstore/table/page_claims.h"
 #include "refstore/table/page_image.h"
+#include "refstore/table/uniform_leaf.h"
 
 namespace refstore {
 
@@ -18,7 +19,7 @@ enum class KeyOrder {
 /// A leaf page of a tree.
 struct LeafPage {
     std::uint64_t number = 0;
-    bool uniform = false;  ///< as PageCheck::IsUniformLeaf
+    bool uniform = false;  ///< as IsUniformLeaf
 };
 
 /// Check of one database's tree: every page and every overflow run of it.
@@ -28,8 +29,11 @@ struct LeafPage {
 class TreeCheck {
   public:
     /// The arguments outlive the object. Pages above `lastPage` are damage.
-    TreeCheck(const PageImage& image, std::uint64_t lastPage, PageClaims& claims)
-        : image_(image), lastPage_(lastPage), claims_(claims), pages_(image) {}
+    ///
+    /// @param seen the uniform leaves where they are known already, else null.
+    TreeCheck(const PageImage& image, std::uint64_t lastPage, PageClaims& claims,
+              const UniformLeaves* seen)
+        : image_(image), lastPage_(lastPage), claims_(claims), seen_(seen), pages_(image) {}
 
     /// Checks the tree of `database`: type, place and depth of each page, order of the keys in each
     /// page and against the separators above it, overflow runs, and the recorded counts. Claims
@@ -51,6 +55,7 @@ class TreeCheck {
     };
 
     void ClaimUsed(std::uint64_t number);
+    [[nodiscard]] bool IsUniform(std::uint64_t number) const;
     void ClaimRun(std::uint64_t leaf, const Node& node);
     template <KeyOrder kOrder>
     void Walk(const DatabaseRecord& database);
@@ -66,6 +71,7 @@ class TreeCheck {
     const PageImage& image_;
     std::uint64_t lastPage_;
     PageClaims& claims_;
+    const UniformLeaves* seen_;
     PageCheck pages_;
     DatabaseRecord found_;
     std::vector<LeafPage> leaves_;

@@ -27,16 +27,22 @@ void ReadAll(const refstore::TableEnvironment& environment) {
 }  // namespace
 
 // The first byte says whether the rest is the whole data.mdb (even) or gets a trailer that fits,
-// over its last bytes (odd).
+// over its last bytes (odd), and whether its uniform leaves are found while it is read, as in a
+// large file (128 and above).
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0) {
         return 0;
     }
     const bool sealed = (*data & 1U) != 0;
-    refstore::FileBytes file{.data = std::make_unique<std::byte[]>(size - 1), .size = size - 1};
-    std::memcpy(file.data.get(), data + 1, size - 1);
-    if (sealed && file.size >= refstore::kTrailerSize) {
-        refstore::SealTableFile({file.data.get(), file.size});
+    const bool early = (*data & 0x80U) != 0;
+    refstore::FileBytes bytes{.data = std::make_unique<std::byte[]>(size - 1), .size = size - 1};
+    std::memcpy(bytes.data.get(), data + 1, size - 1);
+    if (sealed && bytes.size >= refstore::kTrailerSize) {
+        refstore::SealTableFile({bytes.data.get(), bytes.size});
+    }
+    refstore::TableFile file = refstore::MakeTableFile(std::move(bytes));
+    if (early) {
+        file.uniform.emplace().Add(file.bytes.Span());
     }
     fuzz::ExpectLoadedOrDamaged(
         [&file] { ReadAll(refstore::TableEnvironment(std::move(file), "data.mdb")); });

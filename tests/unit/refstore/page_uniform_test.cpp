@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "refstore/table/page_check.h"
+#include "refstore/table/uniform_leaf.h"
 #include "storage/exception.h"
 #include "tests/unit/refstore/page_environments.h"
 #include "tests/unit/refstore/table_sample.h"
@@ -43,7 +44,7 @@ class UniformLeaf : public testing::Test {
         : bytes(table_test::Encode({.fileSize = 1, .tables = {table_test::MakeTable(0, 1, 200)}})) {
         for (std::uint64_t page = 0; page < bytes.size() / kPage; ++page) {
             if (Image().At(page).Flags() == refstore::kLeafPage &&
-                PageCheck(Image()).IsUniformLeaf(page)) {
+                refstore::IsUniformLeaf(Image().At(page), page, kPage)) {
                 uniform.push_back(page);
             }
         }
@@ -72,7 +73,7 @@ TEST_F(UniformLeaf, NoChangedByteMakesTheQuickCheckAcceptWhatTheThoroughOneRefus
             bytes[at] = static_cast<char>(static_cast<unsigned char>(before) ^ mask);
             const PageImage image = Image();
             PageCheck check(image);
-            const bool quick = check.IsUniformLeaf(number);
+            const bool quick = refstore::IsUniformLeaf(image.At(number), number, kPage);
             ASSERT_TRUE(!quick || IsSoundLeaf(check, image, number)) << at << " " << mask;
             ++(quick ? accepted : refused);
         }
@@ -94,16 +95,16 @@ TEST_F(UniformLeaf, AChangeOfTwoFieldsThatHidesTheOtherIsNotAccepted) {
     // Two pointers exchanged, and two whole entries exchanged.
     std::swap(bytes[base + 16], bytes[base + 18]);
     std::swap(bytes[base + 17], bytes[base + 19]);
-    EXPECT_FALSE(PageCheck(Image()).IsUniformLeaf(number));
+    EXPECT_FALSE(refstore::IsUniformLeaf(Image().At(number), number, kPage));
     std::swap(bytes[base + 16], bytes[base + 18]);
     std::swap(bytes[base + 17], bytes[base + 19]);
-    EXPECT_TRUE(PageCheck(Image()).IsUniformLeaf(number));
+    EXPECT_TRUE(refstore::IsUniformLeaf(Image().At(number), number, kPage));
     const std::size_t first = base + Image().At(number).NodeOffset(0);
     const std::size_t last = base + Image().At(number).NodeOffset(count - 1);
     std::swap_ranges(bytes.begin() + static_cast<long>(first),
                      bytes.begin() + static_cast<long>(first) + 97,
                      bytes.begin() + static_cast<long>(last));
-    EXPECT_FALSE(PageCheck(Image()).IsUniformLeaf(number));
+    EXPECT_FALSE(refstore::IsUniformLeaf(Image().At(number), number, kPage));
 }
 
 TEST(TableRecords, AUniformLeafOfTheWrongRecordsIsDamage) {

@@ -108,7 +108,7 @@ TableEnvironment Load(const std::string& bytes) {
     file.data = std::make_unique<std::byte[]>(bytes.size());
     file.size = bytes.size();
     std::memcpy(file.data.get(), bytes.data(), bytes.size());
-    return {std::move(file), "/x/data.mdb"};
+    return {refstore::MakeTableFile(std::move(file)), "/x/data.mdb"};
 }
 
 std::vector<refstore::Extent> ExtentsOf(const TableEnvironment& environment, std::size_t table) {
@@ -120,10 +120,14 @@ std::vector<refstore::Extent> ExtentsOf(const TableEnvironment& environment, std
 }
 
 std::string DamageOf(const std::string& bytes) {
+    return DamageOf([&bytes] { return Load(bytes); });
+}
+
+std::string DamageOf(const std::function<TableEnvironment()>& load) {
     constexpr std::string_view kFront = "mapping table /x/data.mdb: ";
     constexpr std::string_view kBack = " (errno 74)";
     try {
-        const TableEnvironment environment = Load(bytes);
+        const TableEnvironment environment = load();
         for (std::size_t table = 0; table < environment.Tables().size(); ++table) {
             [[maybe_unused]] const auto extents = ExtentsOf(environment, table);
             [[maybe_unused]] const auto dcids = environment.Dcids(table);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -40,5 +41,6 @@ std::vector<refstore::Extent> ExtentsOf(const refstore::TableEnvironment& enviro
 
 /// What Load throws as SysException(74), without the path in front; empty when it throws nothing.
 std::string DamageOf(const std::string& bytes);
+std::string DamageOf(const std::function<refstore::TableEnvironment()>& load);
 
 }  // namespace table_test
