@@ -76,7 +76,7 @@ class RecordWalk {
             NextLeaf();
         } else {
             // Where the record of this number stands in the next page, most likely.
-            PrefetchLines(ahead_.Body() - kPageHead + page_.NodeOffset(at_.node));
+            PrefetchLines(ahead_.Bytes() + page_.NodeOffset(at_.node));
         }
     }
 
@@ -97,15 +97,11 @@ class RecordWalk {
             return;
         }
         page_ = reader_->Leaf(at_.leaf);
-        ahead_ = page_;
         nodes_ = page_.NodeCount();
-        if (at_.leaf + 1 < reader_->LeafCount()) {
-            ahead_ = reader_->Leaf(at_.leaf + 1);
-            // What the first look at a page needs: its head and its first entry, at its end.
-            const std::byte* const behind = ahead_.Body() - kPageHead + reader_->PageSize();
-            PrefetchLines(ahead_.Body() - kPageHead);
-            PrefetchLines(behind - 2 * kLine);
-        }
+        ahead_ = at_.leaf + 1 < reader_->LeafCount() ? reader_->Leaf(at_.leaf + 1) : page_;
+        // What the first look at a page needs: its head, and its first entry, at its end.
+        PrefetchLines(ahead_.Bytes());
+        PrefetchLines(ahead_.Bytes() + reader_->PageSize() - 2 * kLine);
     }
 
     // The pages of a tree need not follow one another, and records stand in a page from its end to
