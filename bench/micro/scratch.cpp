@@ -1,6 +1,8 @@
 #include "bench/micro/scratch.h"
 
-#include <unistd.h>
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
 
 namespace bench {
 
@@ -11,9 +13,14 @@ constexpr std::uint64_t kExtentBytes = 1024;
 }  // namespace
 
 Scratch::Scratch()
-    : path_(std::filesystem::temp_directory_path() / ("jorv-bench-" + std::to_string(::getpid()))) {
-    std::filesystem::create_directories(path_);
-}
+    : path_([] {
+          std::string name =
+              (std::filesystem::temp_directory_path() / "jorv-bench-XXXXXX").string();
+          if (::mkdtemp(name.data()) == nullptr) {
+              throw std::system_error(errno, std::generic_category(), name);
+          }
+          return name;
+      }()) {}
 
 Scratch::~Scratch() {
     std::error_code ignored;

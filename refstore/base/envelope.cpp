@@ -67,7 +67,7 @@ LoadedEnvelope LoadEnvelope(const EnvelopeKind& kind, const std::string& path) {
         file.ReadAt(0, head);
         CheckHead(kind, head, file.Size(), path);
     }
-    if (file.Size() > kReadUnseen) {
+    if (file.Size() > kMaxReadUnsealed && file.IsSparse()) {
         CheckSeal(kind, file, path);
     }
     // What is read now may differ from what was looked at above, so all of it is checked again.

@@ -41,7 +41,7 @@ std::span<const std::byte> OpenEnvelope(const EnvelopeKind& kind, std::span<cons
 
 /// Reads the file at `path` and checks its envelope; `payload` lies inside `file`. Fails as
 /// RegularFile and OpenEnvelope do. The head of a large file is judged before memory for the rest
-/// is taken, and the seal of a very large one as well (kReadUnseen).
+/// is taken, and the seal of a large sparse one as well (kMaxReadUnsealed).
 struct LoadedEnvelope {
     FileBytes file;
     std::span<const std::byte> payload;

@@ -16,7 +16,7 @@ namespace refstore {
 /// A file above this size is read into memory only after its seal was found to fit, unless it is as
 /// large on disk: a few bytes on disk can pass for a file of any size, and are not to be paid for
 /// with memory.
-inline constexpr std::uint64_t kReadUnseen = std::uint64_t{16} << 20;
+inline constexpr std::uint64_t kMaxReadUnsealed = std::uint64_t{16} << 20;
 
 /// XXH3-64 of bytes that come one piece after the other.
 class RunningChecksum {

@@ -38,6 +38,12 @@ class RegularFile {
         return static_cast<std::uint64_t>(attributes_.st_size);
     }
 
+    /// Fewer bytes lie on disk than the file has.
+    [[nodiscard]] bool IsSparse() const {
+        constexpr std::uint64_t kBlock = 512;
+        return static_cast<std::uint64_t>(attributes_.st_blocks) * kBlock < Size();
+    }
+
     /// The file's attributes when it was opened.
     [[nodiscard]] const struct stat& Attributes() const { return attributes_; }
 

@@ -11,7 +11,8 @@ namespace refstore {
 // for the same directory one after the other, through objects that know nothing of each other. That
 // saves the second load and changes nothing: what may have changed since is loaded again.
 
-/// Loads and checks `directory`, as TableEnvironment::Load and RequireSteppable do.
+/// Loads and checks `directory`, as TableEnvironment::Load and RequireSteppable do; may run out of
+/// memory with std::bad_alloc besides.
 std::shared_ptr<const TableEnvironment> LoadEnvironment(const std::string& directory);
 
 /// What this thread loaded last, if that was `directory` and its data.mdb has certainly not changed

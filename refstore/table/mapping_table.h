@@ -26,7 +26,7 @@ class MappingTable final : public Corvane::Kst::Marlow::Jorv::CMappingTable {
     std::int32_t Open(const std::string& path, bool onKlfs, const std::string& name) override;
 
     /// A table that was not opened from a directory has an empty list and a filter that matches
-    /// nothing.
+    /// nothing. Out of memory is SysException(ENOMEM) and leaves both arguments as they were.
     std::int32_t GetDcidList(std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry>* dcids,
                              std::unique_ptr<BloomFilter>* filter) override;
 

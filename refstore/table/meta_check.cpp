@@ -1,7 +1,5 @@
 #include "refstore/table/meta_check.h"
 
-#include <bit>
-
 namespace refstore {
 
 namespace {

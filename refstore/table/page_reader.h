@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -35,8 +36,7 @@ class PageReader {
 
     [[nodiscard]] std::size_t PageSize() const { return pages_.PageSize(); }
 
-    /// All entries of the leaf page are of the size of its first one, and their keys count up from
-    /// its key by one, the last eight bytes read as a big-endian number.
+    /// The leaf page is of the kind that the function IsUniformLeaf tells.
     [[nodiscard]] bool IsUniform(std::size_t index) const { return leaves_[index].uniform; }
 
     /// Value of an entry of a leaf page, in place; valid as long as the bytes.
@@ -76,7 +76,8 @@ class RecordWalk {
             NextLeaf();
         } else {
             // Where the record of this number stands in the next page, most likely.
-            PrefetchLines(ahead_.Bytes() + page_.NodeOffset(at_.node));
+            PrefetchLines(ahead_.Bytes() +
+                          std::min(page_.NodeOffset(at_.node), reader_->PageSize() - 2 * kLine));
         }
     }
 
@@ -101,7 +102,7 @@ class RecordWalk {
         ahead_ = at_.leaf + 1 < reader_->LeafCount() ? reader_->Leaf(at_.leaf + 1) : page_;
         // What the first look at a page needs: its head, and its first entry, at its end.
         PrefetchLines(ahead_.Bytes());
-        PrefetchLines(ahead_.Bytes() + reader_->PageSize() - 2 * kLine);
+        PrefetchLines(ahead_.Bytes() + (reader_->PageSize() - 2 * kLine));
     }
 
     // The pages of a tree need not follow one another, and records stand in a page from its end to

@@ -15,18 +15,18 @@ namespace refstore {
 
 namespace {
 
-// Bytes up to which a file stays in the processor's cache as a whole, and is faster in one go.
+// Bytes up to which a file stays in the processor's cache as a whole, and is faster in one go. No
+// need to be that of a piece.
 constexpr std::uint64_t kSmall = std::uint64_t{1} << 18;
 
-bool IsSparse(const RegularFile& file) {
-    constexpr std::uint64_t kBlock = 512;
-    return static_cast<std::uint64_t>(file.Attributes().st_blocks) * kBlock < file.Size();
-}
-
-void CheckSeal(const RegularFile& file, const std::string& path) {
+// Checks what can be checked before memory is taken.
+void CheckUnread(const RegularFile& file, const std::string& path) {
     std::array<std::byte, kTrailerSize> trailer = {};
     file.ReadAt(file.Size() - kTrailerSize, trailer);
     CheckTrailer(trailer, file.Size(), path);
+    if (file.Size() <= kMaxReadUnsealed || !file.IsSparse()) {
+        return;
+    }
     const std::uint64_t checksum =
         ChecksumOf(file, file.Size() - kTrailerChecksum, kMappingTableName, path);
     if (LoadLittle64(std::span(trailer).last(kTrailerChecksum)) != checksum) {
@@ -37,13 +37,13 @@ void CheckSeal(const RegularFile& file, const std::string& path) {
 }  // namespace
 
 TableFile ReadTableFile(const RegularFile& file, const std::string& path) {
-    if (file.Size() > kReadUnseen && file.Size() <= kMaxTableFile && IsSparse(file)) {
-        CheckSeal(file, path);
-    }
-    // What is read now may differ from what was looked at above, so all of it is checked again.
     if (file.Size() <= kSmall) {
         return MakeTableFile(file.ReadAll(kMaxTableFile));
     }
+    if (file.Size() <= kMaxTableFile) {
+        CheckUnread(file, path);
+    }
+    // What is read now may differ from what was looked at above, so all of it is checked again.
     static_assert(RegularFile::kPiece % kLargestPage == 0);
     TableFile read;
     UniformLeaves& uniform = read.uniform.emplace();

@@ -16,8 +16,9 @@ struct TableFile {
     std::optional<UniformLeaves> uniform;  ///< not of a small file
 };
 
-/// Reads an open data.mdb, whose path is for messages. Nothing is judged by it, but that a sparse
-/// file above kReadUnseen bytes is only taken into memory once its seal fits. EBADMSG for damage,
+/// Reads an open data.mdb, whose path is for messages. It judges nothing, but that a large file is
+/// taken into memory only once its trailer fits, and a sparse one above kMaxReadUnsealed bytes only
+/// once its checksum does. EBADMSG for damage,
 /// EFBIG for more than kMaxTableFile bytes; out of memory is SysException(ENOMEM) or
 /// std::bad_alloc; else as RegularFile.
 TableFile ReadTableFile(const RegularFile& file, const std::string& path);

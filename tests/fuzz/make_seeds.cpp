@@ -43,6 +43,8 @@ class Seeds {
         const std::string text = test_support::ReadFile(directory / "data.mdb");
         Put("table", name + "-whole", '\0' + text);
         Put("table", name + "-resealed", '\1' + text);
+        Put("table", name + "-whole-early", '\x80' + text);
+        Put("table", name + "-resealed-early", '\x81' + text);
     }
 
   private:

@@ -96,6 +96,7 @@ TEST(OutOfMemory, AnyAllocationOfReadingContainersThatFailsIsENOMEM) {
 
 // A little on disk that passes for much: what stands at its ends fits, its seal does not.
 constexpr std::uint64_t kGiant = std::uint64_t{1} << 26;
+constexpr std::size_t kLargeOnDisk = std::size_t{1} << 20;
 constexpr std::size_t kLittleMemory = std::size_t{1} << 21;
 
 TEST(OutOfMemory, ASparseGiantWithAFittingHeadTakesNoMemory) {
@@ -130,7 +131,7 @@ TEST(OutOfMemory, ALargeRecordIsReadAndAnyChangedByteOfItIsFound) {
     const TempDir dir;
     const std::vector<refstore::Extent> extents(300000, refstore::Extent{.start = 1, .end = 2});
     std::vector<std::byte> bytes = refstore::EncodeExtents(7, extents);
-    ASSERT_GT(bytes.size(), refstore::kReadUnseen);
+    ASSERT_GT(bytes.size(), refstore::kMaxReadUnsealed);
     WriteFile(dir / "f", bytes);
     const refstore::ExtentRecord record = refstore::LoadExtentRecord(dir / "f");
     EXPECT_EQ(record.transId, 7);
@@ -147,11 +148,21 @@ TEST(OutOfMemory, ALargeRecordIsReadAndAnyChangedByteOfItIsFound) {
     }
 }
 
+TEST(OutOfMemory, ALargeTableWithoutATrailerIsRefusedBeforeMemoryIsTaken) {
+    // All of its bytes lie on disk, so that it does not look as if it had been made to deceive.
+    const TempDir dir;
+    WriteFile(dir / "data.mdb", std::string(kLargeOnDisk, 'x'));
+    allocation_test::TakeLargest();
+    EXPECT_EQ(FailureOf([&] { refstore::TableEnvironment::Load(dir.Path()); }),
+              (Failure{EBADMSG, Damage("mapping table", dir / "data.mdb", "bad magic number")}));
+    EXPECT_LT(allocation_test::TakeLargest(), kLargeOnDisk);
+}
+
 TEST(OutOfMemory, ALargeTableIsRead) {
     const TempDir dir;
     refstore::WriteTableDirectory(dir.Path(),
                                   {.fileSize = 1, .tables = {table_test::MakeTable(0, 1, 200000)}});
-    ASSERT_GT(std::filesystem::file_size(dir / "data.mdb"), refstore::kReadUnseen);
+    ASSERT_GT(std::filesystem::file_size(dir / "data.mdb"), refstore::kMaxReadUnsealed);
     EXPECT_EQ(refstore::TableEnvironment::Load(dir.Path())->Tables()[0].extents, 200000U);
 }
 
