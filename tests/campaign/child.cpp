@@ -133,7 +133,10 @@ bool WalkWithLmdb(const char* path) {
     MDB_txn* transaction = nullptr;
     MDB_dbi database = 0;
     MDB_cursor* cursor = nullptr;
-    if (mdb_env_open(made, path, MDB_NOSUBDIR | MDB_RDONLY | MDB_NOLOCK, 0644) != 0 ||
+    // Else the file says how much is mapped, and what it says may be more than there is.
+    constexpr std::size_t kMapped = std::size_t{1} << 20;
+    if (mdb_env_set_mapsize(made, kMapped) != 0 ||
+        mdb_env_open(made, path, MDB_NOSUBDIR | MDB_RDONLY | MDB_NOLOCK, 0644) != 0 ||
         mdb_txn_begin(made, nullptr, MDB_RDONLY, &transaction) != 0 ||
         mdb_dbi_open(transaction, nullptr, 0, &database) != 0 ||
         mdb_cursor_open(transaction, database, &cursor) != 0) {

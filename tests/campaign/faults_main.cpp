@@ -17,6 +17,8 @@
 #include "tests/campaign/known_lines.h"
 #include "tests/campaign/object.h"
 #include "tests/campaign/scene.h"
+#include "tests/campaign/silence.h"
+#include "tests/campaign/sound_lines.h"
 #include "tests/support/temp_dir.h"
 
 // Lets the operating system fail under the checker in every way it knows, and judges how each run
@@ -41,6 +43,8 @@ struct Allowed {
     int signal = 0;           ///< ended by this signal
     bool loader = false;      ///< ended before main: the loader's status and words
     bool outputLost = false;  ///< lines may be missing
+    bool silent = false;      ///< lines may be missing that the run had no word for
+    std::string mustBeTold;   ///< a call that failed, which a line or the run's end must tell
 };
 
 class Faults {
@@ -48,6 +52,12 @@ class Faults {
     explicit Faults(const Options& options) : options_(options), engine_(options.seed) {
         std::filesystem::permissions(directory_.Path(), std::filesystem::perms(0755));
         scenes_ = MakeScenes(directory_.Path());
+        for (const Scene& scene : scenes_) {
+            const Ended sound = RunChecker(scene, {});
+            if (sound.status != 0 || SortedLines(sound.out, sound.err) != SoundLines(scene)) {
+                throw std::runtime_error("the sound scene " + scene.name + " gives other lines");
+            }
+        }
         program_ = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "jorvck";
     }
 
@@ -107,7 +117,21 @@ class Faults {
         if (!allowed.outputLost && told != (ended.status == 255)) {
             return "status and last line do not agree";
         }
-        return {};
+        return allowed.outputLost || ended.status != 0 ? "" : WhatIsSilent(scene, ended, allowed);
+    }
+
+    // Of a run that came to its end: whether something went wrong in it that it does not tell.
+    static std::string WhatIsSilent(const Scene& scene, const Ended& ended,
+                                    const Allowed& allowed) {
+        const Lines lines = SortedLines(ended.out, ended.err);
+        const Lines sound = SoundLines(scene);
+        if (!LinesMore(lines.err, sound.err).empty() || !LinesMore(lines.out, sound.out).empty()) {
+            return {};
+        }
+        if (lines != sound && !allowed.silent) {
+            return "lines are missing, and nothing says why";
+        }
+        return allowed.mustBeTold.empty() ? "" : "not told: " + allowed.mustBeTold;
     }
 
     void Judge(const Scene& scene, const std::string& group, const std::string& what,
@@ -170,6 +194,12 @@ class Faults {
         if (injected.beforeMain && injected.ended.signal != 0) {
             // The C library's own start; told apart, not hidden.
             allowed.signal = injected.ended.signal;
+        }
+        for (const std::string& call : injected.calls) {
+            allowed.silent |= IsPassedOver(scene, call);
+            if (allowed.mustBeTold.empty() && MustBeTold(scene, call, fault.everAfter)) {
+                allowed.mustBeTold = call;
+            }
         }
         Judge(scene, group, Describe(fault), injected.ended, allowed);
     }
@@ -296,6 +326,9 @@ class Faults {
                 continue;
             }
             const std::string sound = test_support::ReadFile(victim.path);
+            Allowed allowed;
+            // A file that was not there while it was looked for is none of the share's.
+            allowed.silent = true;
             HowToRun how;
             how.meanwhile = [&](pid_t) {
                 for (int turn = 0; turn < 3; ++turn) {
@@ -305,7 +338,7 @@ class Faults {
             };
             Ended ended = RunChecker(scene, how);
             Judge(scene, "file that changes",
-                  std::string(NameOf(victim.kind)) + ", " + std::to_string(way), ended, {});
+                  std::string(NameOf(victim.kind)) + ", " + std::to_string(way), ended, allowed);
         }
     }
 

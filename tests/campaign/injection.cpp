@@ -29,7 +29,7 @@ std::string TracePath() {
 HowToRun Traced(const std::string& program, const std::string& trace) {
     HowToRun how;
     how.program = program;
-    how.wrapper = {"strace", "-f", "-qq", "-o", trace};
+    how.wrapper = {"strace", "-f", "-qq", "-y", "-o", trace};
     return how;
 }
 
@@ -96,12 +96,17 @@ Injected RunWithFault(const Scene& scene, const std::string& program, const Faul
     Injected injected;
     injected.ended = RunChecker(scene, how);
     bool inMain = false;
+    std::map<std::string, std::string> unfinished;
     for (const std::string& line : LinesOf(test_support::ReadFile(trace))) {
         inMain |= IsOfMain(line, scene);
-        if (line.find("(INJECTED)") != std::string::npos) {
+        const std::string thread = Parse(line).thread;
+        if (line.find("<unfinished ...>") != std::string::npos) {
+            unfinished[thread] = line;
+        } else if (line.find("(INJECTED)") != std::string::npos) {
+            injected.beforeMain |= !inMain;
             injected.reached = true;
-            injected.beforeMain = !inMain;
-            break;
+            const bool isResumed = line.find(" resumed>") != std::string::npos;
+            injected.calls.push_back(isResumed ? unfinished[thread] + line : line);
         }
     }
     std::filesystem::remove(trace);

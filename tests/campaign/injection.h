@@ -25,8 +25,9 @@ std::string Describe(const Fault& fault);
 
 struct Injected {
     Ended ended;
-    bool reached = false;     ///< the call was made at all
-    bool beforeMain = false;  ///< while the program was being loaded
+    bool reached = false;            ///< the call was made at all
+    bool beforeMain = false;         ///< while the program was being loaded
+    std::vector<std::string> calls;  ///< each that failed, as strace shows it with its paths
 };
 
 /// Runs the program under strace, which makes the call fail.

@@ -183,7 +183,21 @@ KnownLines::KnownLines(const std::string& configuration)
           data::SizeMismatch(kText, kNumber, kNumber),
           data::ReservedDcid(kNumber, kText),
           data::UnknownDcid(kNumber, kText),
+      })),
+      nameless_(Patterns({
+          std::string(share::kHeaderLoadFailed),
+          std::string(share::kExtentLoadFailed),
+          std::string(share::kTransIdMismatch),
+          share::UnlistedDcid(kNumber),
+          share::UnmatchedFingerprint(kText),
+          std::string(extent::kStorageObject),
+          extent::ProcessFailed(kNumber),
+          extent::ChecksumFailed(""),
+          data::HeadersFailed(kText),
+          data::TotalFiles(kNumber),
+          data::Progress(kNumber, kNumber),
       })) {
+    nameless_.emplace_back("");
     error_.emplace_back("");
     for (const auto code : {jorvck::CheckCode::none, jorvck::CheckCode::extentMissing,
                             jorvck::CheckCode::sizeMismatch, jorvck::CheckCode::reservedDcid,
@@ -202,6 +216,10 @@ std::string KnownLines::UnknownOnOutput(std::string_view text, std::string_view 
 
 std::string KnownLines::UnknownOnError(std::string_view text) const {
     return FirstUnknown(text, [this](const std::string& line) { return IsKnown(error_, line); });
+}
+
+bool KnownLines::NamesNoFile(std::string_view line) const {
+    return IsKnown(nameless_, line);
 }
 
 }  // namespace campaign

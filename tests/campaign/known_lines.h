@@ -36,9 +36,13 @@ class KnownLines {
                                               std::string_view imageList) const;
     [[nodiscard]] std::string UnknownOnError(std::string_view text) const;
 
+    /// Whether a line of standard error is one of those in which no user file or image is named.
+    [[nodiscard]] bool NamesNoFile(std::string_view line) const;
+
   private:
     std::vector<Pattern> output_;
     std::vector<Pattern> error_;
+    std::vector<Pattern> nameless_;
 };
 
 }  // namespace campaign

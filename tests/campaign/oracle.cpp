@@ -24,13 +24,6 @@ namespace data = jorvck::FileDataMessages;
 
 using Texts = std::vector<std::string>;
 
-// Listings come in the file system's order, threads in any: what counts is which lines there are.
-Texts Sorted(std::string_view text) {
-    Texts lines = LinesOf(text);
-    std::sort(lines.begin(), lines.end());
-    return lines;
-}
-
 void Add(Texts& lines, std::string_view text) {
     for (std::string& line : LinesOf(text)) {
         lines.push_back(std::move(line));
@@ -84,8 +77,8 @@ Judgement Unexplained(std::string why) {
 
 }  // namespace
 
-Oracle::Oracle(const Scene& scene, const Ended& sound)
-    : scene_(scene), known_(scene.Configuration()), sound_{Sorted(sound.out), Sorted(sound.err)} {}
+Oracle::Oracle(const Scene& scene)
+    : scene_(scene), known_(scene.Configuration()), sound_(SoundLines(scene)) {}
 
 std::string Oracle::Upright(const std::string& imageList, const Ended& ended) const {
     if (ended.hung) {
@@ -167,6 +160,22 @@ std::string Oracle::OthersDiffer(const Victim& victim, const Mutation& mutation,
     return {};
 }
 
+// What is said beyond the lines of the sound share names the damaged file, or no file at all.
+std::string Oracle::SaysTooMuch(const Victim& victim, const Lines& lines) const {
+    if (IsGlobal(victim.kind) || victim.kind == FileKind::kImageList) {
+        return {};
+    }
+    for (const std::string& line : LinesMore(lines.err, sound_.err)) {
+        if (!Names(line, victim.name) && !known_.NamesNoFile(line)) {
+            return "names another file: " + line;
+        }
+    }
+    if (victim.kind != FileKind::kImage && lines.out != sound_.out) {
+        return "other lines on standard output";
+    }
+    return {};
+}
+
 Judgement Oracle::JudgeConfiguration(const Lines& lines, const Ended& ended) const {
     if (ended.status == 255) {
         // Refused by the library's one line, before the first check.
@@ -179,7 +188,7 @@ Judgement Oracle::JudgeConfiguration(const Lines& lines, const Ended& ended) con
 
 Judgement Oracle::JudgeObject(const Victim& victim, const Mutation& mutation, const Lines& lines,
                               const Ended& ended) const {
-    const bool same = lines.out == sound_.out && lines.err == sound_.err;
+    const bool same = lines == sound_;
     // A list of images is told of by lines that may name no file.
     const bool named =
         victim.kind == FileKind::kImageList
@@ -220,14 +229,17 @@ Judgement Oracle::Judge(const Victim& victim, const Mutation& mutation, bool cha
     if (std::string why = Upright(imageList, ended); !why.empty()) {
         return Unexplained(std::move(why));
     }
-    const Lines lines = {Sorted(ended.out), Sorted(ended.err)};
-    const bool same = lines.out == sound_.out && lines.err == sound_.err;
+    const Lines lines = SortedLines(ended.out, ended.err);
+    const bool same = lines == sound_;
     const bool isObject = mutation.change == Change::kObject;
     if (victim.kind == FileKind::kConfiguration && !isObject) {
         return JudgeConfiguration(lines, ended);
     }
     if (std::string why = OthersDiffer(victim, mutation, lines);
         !why.empty() && ended.status == 0) {
+        return Unexplained(std::move(why));
+    }
+    if (std::string why = SaysTooMuch(victim, lines); !why.empty() && ended.status == 0) {
         return Unexplained(std::move(why));
     }
     if (isObject) {

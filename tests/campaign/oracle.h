@@ -6,6 +6,7 @@
 #include "tests/campaign/child.h"
 #include "tests/campaign/known_lines.h"
 #include "tests/campaign/mutation.h"
+#include "tests/campaign/sound_lines.h"
 
 namespace campaign {
 
@@ -25,23 +26,18 @@ struct Judgement {
 /// Says what a run over a damaged scene must and must not do.
 class Oracle {
   public:
-    /// @param sound a run over the scene as it was made.
-    Oracle(const Scene& scene, const Ended& sound);
+    explicit Oracle(const Scene& scene);
 
     /// @param changed whether the bytes are others than before; `imageList`: vcopy.dat as it is.
     [[nodiscard]] Judgement Judge(const Victim& victim, const Mutation& mutation, bool changed,
                                   const std::string& imageList, const Ended& ended) const;
 
   private:
-    struct Lines {
-        std::vector<std::string> out;
-        std::vector<std::string> err;
-    };
-
     [[nodiscard]] std::string Upright(const std::string& imageList, const Ended& ended) const;
     [[nodiscard]] bool IsRefusal(const Victim& victim, const Lines& lines) const;
     [[nodiscard]] std::string OthersDiffer(const Victim& victim, const Mutation& mutation,
                                            const Lines& lines) const;
+    [[nodiscard]] std::string SaysTooMuch(const Victim& victim, const Lines& lines) const;
     [[nodiscard]] Judgement JudgeObject(const Victim& victim, const Mutation& mutation,
                                         const Lines& lines, const Ended& ended) const;
     [[nodiscard]] Judgement JudgeConfiguration(const Lines& lines, const Ended& ended) const;

@@ -97,6 +97,8 @@ void Tally::Print() const {
             ? 0.0
             : 100.0 * static_cast<double>(control(Taken::kKilled)) / static_cast<double>(tried),
         static_cast<unsigned long long>(control(Taken::kHung)));
+    std::printf("%llu sealed data.mdb that the checker took were shown to LMDB as well\n",
+                static_cast<unsigned long long>(taken_));
     std::printf("%llu trials, %llu of them with the program itself, %llu unexplained\n",
                 static_cast<unsigned long long>(Trials()),
                 static_cast<unsigned long long>(executed_),

@@ -19,6 +19,7 @@ class Tally {
     void Count(const Scene& scene, const Victim& victim, const Mutation& mutation, Outcome outcome,
                Layer layer);
     void CountControl(Taken taken) { ++control_.at(static_cast<std::size_t>(taken)); }
+    void CountTaken() { ++taken_; }
     void CountExecuted() { ++executed_; }
 
     [[nodiscard]] std::uint64_t Unexplained() const;
@@ -36,6 +37,7 @@ class Tally {
     std::map<std::tuple<Change, bool>, Outcomes> byChange_;
     std::map<std::tuple<std::string, bool>, std::array<std::uint64_t, kLayers>> byLayer_;
     std::array<std::uint64_t, kTakens> control_ = {};
+    std::uint64_t taken_ = 0;
     std::uint64_t executed_ = 0;
 };
 

@@ -11,35 +11,40 @@ for layout in files tables; do
     # One damaged file, so that the run has something to report.
     victim=$(find "$work/site/meta/7/7/map" -type f | sort | head -n 1)
     printf 'x' >>"$victim"
-    run=(env "JORV_CONFIG=$work/site/jorv.toml" "$bin/jorvck" --share_path "$work/site/meta/7/7")
+    for mode in metadata file-data; do
+        words=(--share_path "$work/site/meta/7/7")
+        [[ $mode == metadata ]] || words=(--share_id 7 --verify_data)
+        run=(env "JORV_CONFIG=$work/site/jorv.toml" "$bin/jorvck" "${words[@]}")
 
-    "${run[@]}" >"$work/stdout" 2>"$work/stderr"
-    grep -qF '[ERROR]' "$work/stderr"
+        "${run[@]}" >"$work/stdout" 2>"$work/stderr"
+        grep -qF '[ERROR]' "$work/stderr"
 
-    # A leak checker cannot work in a process that is traced already.
-    ASAN_OPTIONS=detect_leaks=0 strace -f -qq -e trace=open,openat,creat,mkdir,mkdirat,unlink,unlinkat,rename,renameat,renameat2,truncate,ftruncate,link,linkat,symlink,symlinkat,chmod,fchmodat,utimensat,mknod,mknodat \
-        -o "$work/trace" "${run[@]}" >/dev/null 2>&1
-    opened=$(grep -cF "\"$work/site/" "$work/trace")
-    (( opened > 20 ))
-    if grep -F "$work/site" "$work/trace" | grep -vF "$work/site/log/" |
-        grep -E 'O_WRONLY|O_RDWR|O_CREAT|O_TRUNC|O_APPEND|^[0-9]+ +(creat|mk|unlink|rename|truncate|link|symlink|chmod|fchmod|utime)'; then
-        echo "the checker wrote"
-        exit 1
-    fi
+        # A leak checker cannot work in a process that is traced already.
+        ASAN_OPTIONS=detect_leaks=0 strace -f -qq -e trace=open,openat,creat,mkdir,mkdirat,unlink,unlinkat,rename,renameat,renameat2,truncate,ftruncate,link,linkat,symlink,symlinkat,chmod,fchmodat,utimensat,mknod,mknodat \
+            -o "$work/trace" "${run[@]}" >/dev/null 2>&1
+        opened=$(grep -cF "\"$work/site/" "$work/trace")
+        (( opened > 20 ))
+        if grep -F "$work/site" "$work/trace" | grep -vF "$work/site/log/" |
+            grep -E 'O_WRONLY|O_RDWR|O_CREAT|O_TRUNC|O_APPEND|^[0-9]+ +(creat|mk|unlink|rename|truncate|link|symlink|chmod|fchmod|utime)'; then
+            echo "the checker wrote"
+            exit 1
+        fi
 
-    # In a mount namespace of its own; without root a user namespace gives one. Below a chroot the
-    # root is no mount and cannot be made private, hence the unmount at the end.
-    namespace=(unshare --mount --propagation unchanged)
-    (( EUID == 0 )) || namespace+=(--map-root-user)
-    "${namespace[@]}" bash -euc '
-        mount --make-rprivate / 2>/dev/null || true
-        mount --bind "$0/site" "$0/site"
-        mount -o remount,bind,ro "$0/site"
-        ! touch "$0/site/probe" 2>/dev/null
-        "${@}" >"$0/stdout.ro" 2>"$0/stderr.ro"
-        umount "$0/site"' "$work" "${run[@]}"
-    cmp "$work/stdout" "$work/stdout.ro"
-    cmp "$work/stderr" "$work/stderr.ro"
+        # In a mount namespace of its own; without root a user namespace gives one. Below a chroot the
+        # root is no mount and cannot be made private, hence the unmount at the end.
+        namespace=(unshare --mount --propagation unchanged)
+        (( EUID == 0 )) || namespace+=(--map-root-user)
+        "${namespace[@]}" bash -euc '
+            mount --make-rprivate / 2>/dev/null || true
+            mount --bind "$0/site" "$0/site"
+            mount -o remount,bind,ro "$0/site"
+            ! touch "$0/site/probe" 2>/dev/null
+            "${@}" >"$0/stdout.ro" 2>"$0/stderr.ro"
+            umount "$0/site"' "$work" "${run[@]}"
+        # Files are checked by two threads, in no certain order.
+        cmp <(sort "$work/stdout") <(sort "$work/stdout.ro")
+        cmp <(sort "$work/stderr") <(sort "$work/stderr.ro")
+        echo "$layout, $mode: nothing opened for writing in $opened calls, and the same lines when read-only"
+    done
     rm -rf "$work/site"
-    echo "$layout: nothing opened for writing in $opened calls, and the same lines when read-only"
 done

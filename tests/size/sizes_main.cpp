@@ -40,13 +40,17 @@ struct Case {
 
 constexpr std::uint64_t kMillion = 1000000;
 
-Size ManyHeaders(const SizeSite& site) {
+Size Headers(const SizeSite& site, std::uint64_t count) {
     site.AddFile("d/0", 1);
-    for (std::uint64_t i = 1; i < kMillion; ++i) {
+    for (std::uint64_t i = 1; i < count; ++i) {
         site.AddSame("d/" + std::to_string(i), "d/0");
     }
     site.AddContainers(1000);
-    return {.files = kMillion, .containers = 1000, .largestMap = site.MapBytes("d/0")};
+    return {.files = count, .containers = 1000, .largestMap = site.MapBytes("d/0")};
+}
+
+Size ManyHeaders(const SizeSite& site) {
+    return Headers(site, kMillion);
 }
 
 Size LongPath(const SizeSite& site) {
@@ -94,10 +98,14 @@ Size ManyExtents(const SizeSite& site) {
     return {.files = 1, .containers = 1000, .largestMap = site.MapBytes("f")};
 }
 
-Size ManyContainers(const SizeSite& site) {
+Size Containers(const SizeSite& site, std::uint64_t count) {
     site.AddFile("f", 3);
-    site.AddContainers(kMillion);
-    return {.files = 1, .containers = kMillion, .largestMap = site.MapBytes("f")};
+    site.AddContainers(count);
+    return {.files = 1, .containers = count, .largestMap = site.MapBytes("f")};
+}
+
+Size ManyContainers(const SizeSite& site) {
+    return Containers(site, kMillion);
 }
 
 Size LargeExtentFile(const SizeSite& site) {
@@ -121,6 +129,21 @@ std::vector<Case> Cases() {
     cases.push_back({"1,000,000 containers, file data", true, true, 8, ManyContainers});
     cases.push_back({"extent file of 1 GiB, metadata", false, false, 1, LargeExtentFile});
     return cases;
+}
+
+/// A share of two sizes.
+struct Growth {
+    std::string name;
+    bool tables = false;
+    bool fileData = false;
+    std::function<Size(const SizeSite&, std::uint64_t)> make;
+};
+
+std::vector<Growth> Growths() {
+    return {{"20,000 files more, metadata, extent files", false, false, Headers},
+            {"20,000 files more, metadata, tables", true, false, Headers},
+            {"20,000 files more, file data", true, true, Headers},
+            {"20,000 containers more, file data", true, true, Containers}};
 }
 
 /// In a child, whose memory does not count for the checker started later.
@@ -197,16 +220,24 @@ double MiB(std::uint64_t bytes) {
     return static_cast<double>(bytes) / (1 << 20);
 }
 
-bool Run(const Case& one, const std::string& program) {
+std::uint64_t Allowed(const Size& size) {
+    return (std::uint64_t{64} << 20) + 300 * size.files + 80 * size.containers + size.largestMap;
+}
+
+Measured MakeAndCheck(const Case& one, const std::string& program, Size& size) {
     const test_support::TempDir directory;
     const std::string site = directory / "site";
-    const Size size = MakeInChild(site, one);
+    size = MakeInChild(site, one);
     // A data.mdb that may still be changing is loaded twice in the file data check, and counts
     // twice.
     std::this_thread::sleep_for(std::chrono::seconds(one.fileData ? 5 : 0));
-    const Measured measured = Check(site, one, program);
-    const std::uint64_t allowed =
-        (std::uint64_t{64} << 20) + 300 * size.files + 80 * size.containers + size.largestMap;
+    return Check(site, one, program);
+}
+
+bool Run(const Case& one, const std::string& program) {
+    Size size;
+    const Measured measured = MakeAndCheck(one, program, size);
+    const std::uint64_t allowed = Allowed(size);
     const bool good = measured.status == 0 && measured.findings == 0 && measured.peak <= allowed;
     std::printf("%-52s %9.1f %9.1f %9.1f  %s\n", one.name.c_str(), measured.seconds,
                 MiB(measured.peak), MiB(allowed), good ? "" : "WRONG");
@@ -214,6 +245,29 @@ bool Run(const Case& one, const std::string& program) {
         std::printf("    status %d, %llu findings\n", measured.status,
                     static_cast<unsigned long long>(measured.findings));
     }
+    std::fflush(stdout);
+    return good;
+}
+
+/// What each further file or container takes, of shares that are quickly made: next to what a run
+/// of any size may take, a loss per file would show in the large ones alone.
+bool RunGrowth(const Growth& growth, const std::string& program) {
+    const auto measure = [&](std::uint64_t count, Size& size) {
+        const Case one{growth.name, growth.tables, growth.fileData, growth.fileData ? 8U : 1U,
+                       [&](const SizeSite& site) { return growth.make(site, count); }};
+        return MakeAndCheck(one, program, size);
+    };
+    Size small;
+    Size large;
+    const Measured before = measure(2000, small);
+    const Measured after = measure(22000, large);
+    // Memory comes in pieces, and the threads' share of it differs from run to run.
+    constexpr std::uint64_t kSlack = std::uint64_t{1} << 20;
+    const std::uint64_t allowed = before.peak + Allowed(large) - Allowed(small) + kSlack;
+    const bool good = before.status == 0 && after.status == 0 && before.findings == 0 &&
+                      after.findings == 0 && after.peak <= allowed;
+    std::printf("%-52s %9.1f %9.1f %9.1f  %s\n", growth.name.c_str(), after.seconds,
+                MiB(after.peak), MiB(allowed), good ? "" : "WRONG");
     std::fflush(stdout);
     return good;
 }
@@ -233,6 +287,11 @@ int main(int argc, char** argv) {
         for (const Case& one : Cases()) {
             if (one.name.starts_with(only)) {
                 good = Run(one, program) && good;
+            }
+        }
+        for (const Growth& growth : Growths()) {
+            if (growth.name.starts_with(only)) {
+                good = RunGrowth(growth, program) && good;
             }
         }
         return good ? 0 : 1;

@@ -213,6 +213,14 @@ TEST(RegularFile, AReadFromBehindEverythingIsAnError) {
     EXPECT_EQ(FailureOf([&] { file.ReadAt(~std::uint64_t{0}, byte); }).code, EINVAL);
 }
 
+TEST(RegularFile, AReadThatFailsIsItsErrorAndNoEndOfTheFile) {
+    // Nothing of the process lies at the address 0: the read fails, behind an open that did not.
+    const RegularFile file("thing", "/proc/self/mem");
+    EXPECT_EQ(FailureOf([&file] { static_cast<void>(file.ReadAll(0)); }).code, EIO);
+    std::array<std::byte, 3> part{};
+    EXPECT_EQ(FailureOf([&] { file.ReadAt(0, part); }).code, EIO);
+}
+
 TEST(RegularFile, MovingHandsTheFileOver) {
     const TempDir dir;
     WriteFile(dir / "f", "abc");
