@@ -31,6 +31,7 @@ using test_support::ReadFile;
 using test_support::TempDir;
 using test_support::WriteFile;
 using tool_test::Ended;
+using tool_test::ExpectRefused;
 using tool_test::Noise;
 using tool_test::RunTool;
 using tool_test::Snapshot;
@@ -44,12 +45,6 @@ class PackTest : public testing::Test {
                                               "--share-id", id};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return RunTool(arguments);
-    }
-
-    void ExpectRefused(const Ended& ended, const std::string& line) {
-        EXPECT_EQ(ended.err, "jorvshare: " + line + "\n");
-        EXPECT_EQ(ended.out, "");
-        EXPECT_EQ(ended.status, 1);
     }
 
     std::set<std::string> Names(const std::string& relative) {
