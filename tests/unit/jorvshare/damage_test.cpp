@@ -126,6 +126,16 @@ TEST_P(Damage, TheSameSiteAndSeedGiveTheSameDamage) {
     }
 }
 
+TEST_P(Damage, AFileWithALineEndInItsNameIsNamedOnTheLineOfTheChange) {
+    WriteFile(temp_ / "source/a\nb", Noise(3000, 11));
+    Pack();
+    const Ended ended = Run("header-missing", {"--path", "a\nb"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_NE(ended.out.find("\nchanged: removed " + share_ + R"(/head/a\nb)" + "\n\n"),
+              std::string::npos)
+        << ended.out;
+}
+
 TEST_P(Damage, SeedsChooseDifferentFiles) {
     Pack();
     const auto choice = [this](const std::vector<std::string>& more) {
@@ -445,6 +455,8 @@ TEST_P(Damage, ACommandLineThatCannotBeUnderstoodIsAUsageError) {
             "--kind: no kind \"no-such\"; see jorvshare damage --list");
     misused({"damage", site_, "--share-id", "7", "--kind", ""},
             "--kind: no kind \"\"; see jorvshare damage --list");
+    misused({"damage", site_, "--share-id", "7", "--kind", "no\nsuch"},
+            R"(--kind: no kind "no\nsuch"; see jorvshare damage --list)");
     misused({"damage", site_, "--share-id", "7"}, "--kind is required");
     misused({"damage", site_, "--kind", "header-cut"}, "--share-id is required");
     misused({"damage", "--share-id", "7", "--kind", "header-cut"}, "SITE is required");
