@@ -182,6 +182,7 @@ int RunCommand(const Command& command) {
 
 int RunCommandLine(int argc, const char* const* argv) {
     CLI::App app("Makes shares and looks into them.", "jorvshare");
+    app.set_version_flag("--version", "jorvshare " JORVSHARE_VERSION, "Print the version and exit");
     app.require_subcommand(1);
     // The library's own has the words of the command line as they are.
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
