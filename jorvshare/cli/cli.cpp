@@ -16,6 +16,8 @@
 #include "jorvshare/make/make.h"
 #include "jorvshare/pack/pack.h"
 #include "jorvshare/report/console.h"
+#include "jorvshare/report/one_line.h"
+#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/show/show.h"
 #include "jorvshare/unpack/unpack.h"
@@ -63,7 +65,7 @@ void AddPack(CLI::App* app, Command* command) {
                 options->virtualCopy = ParseVirtualCopy(*virtualCopy);
             }
             const wording::PackSummary summary = Pack(*options);
-            PrintResult(wording::Packed(options->shareId, summary) + "\n");
+            PrintSummary(wording::Packed(options->shareId, summary));
         };
     });
 }
@@ -81,7 +83,7 @@ void AddUnpack(CLI::App* app, Command* command) {
     unpack->callback([command, options] {
         *command = [options] {
             const UnpackSummary summary = Unpack(*options);
-            PrintResult(wording::Unpacked(options->shareId, summary.files, summary.bytes) + "\n");
+            PrintSummary(wording::Unpacked(options->shareId, summary.files, summary.bytes));
         };
     });
 }
@@ -96,7 +98,7 @@ void AddMake(CLI::App* app, Command* command) {
     make->callback([command, recipe, site] {
         *command = [recipe, site] {
             const MakeSummary summary = Make(*recipe, *site);
-            PrintResult(wording::Made(*site, summary.shares, summary.files) + "\n");
+            PrintSummary(wording::Made(*site, summary.shares, summary.files));
         };
     });
 }
@@ -168,6 +170,8 @@ int RunCommand(const Command& command) {
         DieOf(interrupted.signal);
     } catch (const std::bad_alloc&) {
         PrintError(wording::OutOfMemory());
+    } catch (const ToolError& error) {
+        PrintError(error.Message());
     } catch (const std::exception& error) {
         PrintError(error.what());
     }
@@ -178,7 +182,12 @@ int RunCommand(const Command& command) {
 
 int RunCommandLine(int argc, const char* const* argv) {
     CLI::App app("Makes shares and looks into them.", "jorvshare");
+    app.set_version_flag("--version", "jorvshare " JORVSHARE_VERSION, "Print the version and exit");
     app.require_subcommand(1);
+    // The library's own has the words of the command line as they are.
+    app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return OneLine(error.what()) + "\nRun with --help for more information.\n";
+    });
     Command command;
     AddPack(&app, &command);
     AddUnpack(&app, &command);

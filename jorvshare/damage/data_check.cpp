@@ -28,6 +28,7 @@ using Corvane::Kst::Marlow::Jorv::SysException;
 
 constexpr std::uint64_t kFirstContainer = 64;
 constexpr std::int64_t kAgeLimit = 3600;
+constexpr std::size_t kProgressStep = 10000;
 constexpr std::string_view kDataSuffix = ".bin";
 
 /// What a walk that follows links finds at a path.
@@ -66,12 +67,28 @@ std::string WithoutSuffix(const std::string& path) {
     return path.substr(0, path.size() - kDataSuffix.size());
 }
 
-void LoadVolume(const std::string& volume, std::set<std::uint64_t>* known, Lines* lines) {
+// What the check writes, each byte in its place: a progress line has no end of its own.
+void WriteLine(std::string* output, const std::string& text) {
+    *output += text + '\n';
+}
+
+// What stands behind the last line end is a line as well.
+Lines LinesOf(const std::string& output) {
+    Lines lines;
+    for (std::size_t from = 0; from < output.size();) {
+        const std::size_t end = std::min(output.find('\n', from), output.size());
+        lines.push_back(output.substr(from, end - from));
+        from = end + 1;
+    }
+    return lines;
+}
+
+void LoadVolume(const std::string& volume, std::set<std::uint64_t>* known, std::string* output) {
     for (const std::string& name : FilesInWalkOrder(volume)) {
         const std::string path = Join(volume, name);
         const Found found = Look(path);
         if (found == Found::kError) {
-            lines->push_back(finding::VolumeFailed(volume));
+            WriteLine(output, finding::VolumeFailed(volume));
             return;
         }
         if (found == Found::kOther || !name.ends_with(kDataSuffix)) {
@@ -80,12 +97,12 @@ void LoadVolume(const std::string& volume, std::set<std::uint64_t>* known, Lines
         const std::string base = WithoutSuffix(path);
         const std::string text = base.substr(base.rfind('/') + 1);
         if (!Exists(base + ".bhd")) {
-            lines->push_back(finding::IndexMissing(text));
+            WriteLine(output, finding::IndexMissing(text));
             continue;
         }
         const auto dcid = Number(text);
         if (!dcid) {
-            lines->push_back(finding::VolumeFailed(volume));
+            WriteLine(output, finding::VolumeFailed(volume));
             return;
         }
         known->insert(*dcid);
@@ -94,13 +111,13 @@ void LoadVolume(const std::string& volume, std::set<std::uint64_t>* known, Lines
 
 void CheckTables(const refstore::TableEnvironment& tables, const finding::FileNames& names,
                  const refstore::HeaderRecord& header, const std::set<std::uint64_t>& known,
-                 Lines* lines) {
+                 std::string* output) {
     for (std::size_t table = 0; table < tables.Tables().size(); ++table) {
         for (auto walk = tables.Extents(table); walk.Left() != 0; walk.Next()) {
             refstore::Extent extent;
             std::memcpy(&extent, walk.Bytes(), sizeof extent);
             if (extent.dcid < kFirstContainer || !known.contains(extent.dcid)) {
-                lines->push_back(finding::BadDcid(names, header, extent.dcid));
+                WriteLine(output, finding::BadDcid(names, header, extent.dcid));
                 break;
             }
         }
@@ -108,12 +125,12 @@ void CheckTables(const refstore::TableEnvironment& tables, const finding::FileNa
 }
 
 void CheckFile(const Scene& scene, const std::string& file, bool aged,
-               const std::set<std::uint64_t>& known, Lines* lines) {
+               const std::set<std::uint64_t>& known, std::string* output) {
     refstore::HeaderRecord header;
     try {
         header = refstore::LoadHeaderRecord(scene.Share().Head(file));
     } catch (const SysException& failure) {
-        lines->push_back(finding::HeaderLoadFailed(failure.what(), scene.Names(file, "")));
+        WriteLine(output, finding::HeaderLoadFailed(failure.what(), scene.Names(file, "")));
         return;
     }
     if (aged && header.mtime > std::time(nullptr) - kAgeLimit) {
@@ -121,27 +138,27 @@ void CheckFile(const Scene& scene, const std::string& file, bool aged,
     }
     const finding::FileNames names = scene.Names(file, header.extentLocation);
     if (!Exists(names.extents)) {
-        lines->push_back(finding::ExtentsMissing(names, header));
+        WriteLine(output, finding::ExtentsMissing(names, header));
     } else if (!Exists(names.extents + "/data.mdb")) {
         // Also of every file in the layout with extent files, which this check does not know.
-        lines->push_back(finding::DataFileMissing(names, header));
+        WriteLine(output, finding::DataFileMissing(names, header));
     } else {
         try {
             const auto tables = refstore::TableEnvironment::Load(names.extents);
             if (tables->FileSize() != header.size) {
-                lines->push_back(finding::SizesDiffer(names, header, tables->FileSize()));
+                WriteLine(output, finding::SizesDiffer(names, header, tables->FileSize()));
             } else {
-                CheckTables(*tables, names, header, known, lines);
+                CheckTables(*tables, names, header, known, output);
             }
         } catch (const SysException&) {
-            lines->push_back(finding::DataCheckFailed(names.file));
+            WriteLine(output, finding::DataCheckFailed(names.file));
         }
     }
 }
 
 // Files queued; none for the total when the walk of the headers was cut short.
 struct Queue {
-    std::vector<std::string> files;
+    std::set<std::string> files;  ///< in the order in which they are checked
     std::optional<std::size_t> total;
 };
 
@@ -153,7 +170,7 @@ Queue LoadHeaders(const std::string& headDirectory) {
             return queue;
         }
         if (found == Found::kFile) {
-            queue.files.push_back(file);
+            queue.files.insert(file);
         }
     }
     queue.total = queue.files.size();
@@ -166,28 +183,32 @@ Lines DataLines(const Scene& scene, bool aged) {
     if (!Exists(scene.Share().root)) {
         return {finding::ShareMissing(scene.ShareId(), scene.Share().root)};
     }
-    Lines lines;
+    std::string output;
     std::set<std::uint64_t> known;
     const std::set<std::string> volumes = Volumes(scene);
     for (const std::string& volume : volumes) {
-        LoadVolume(volume, &known, &lines);
+        LoadVolume(volume, &known, &output);
     }
     const Queue queue = LoadHeaders(scene.Share().HeadDir());
-    lines.push_back(queue.total ? finding::TotalFiles(*queue.total)
-                                : finding::HeadersFailed(scene.Share().HeadDir()));
+    WriteLine(&output, queue.total ? finding::TotalFiles(*queue.total)
+                                   : finding::HeadersFailed(scene.Share().HeadDir()));
+    const std::size_t total = queue.total.value_or(0);
+    std::size_t taken = 0;
     // One worker per volume: without a volume nothing is checked.
     if (volumes.empty()) {
-        return lines;
+        return LinesOf(output);
     }
-    for (std::size_t i = 0; i < queue.files.size(); ++i) {
+    for (const std::string& file : queue.files) {
         CheckInterrupt();
-        const std::size_t total = queue.total.value_or(0);
-        if (i + 1 >= total) {
-            lines.push_back(finding::Progress(total, total));
+        ++taken;
+        if (taken % kProgressStep == 0) {
+            output += finding::Progress(taken, total);
+        } else if (taken >= total) {
+            WriteLine(&output, finding::Progress(total, total));
         }
-        CheckFile(scene, queue.files[i], aged, known, &lines);
+        CheckFile(scene, file, aged, known, &output);
     }
-    return lines;
+    return LinesOf(output);
 }
 
 std::vector<std::string> Containers(const Scene& scene) {

@@ -2,10 +2,12 @@
 
 #include <map>
 
+#include "jorvshare/report/one_line.h"
+
 namespace jorvshare::damage {
 
 void Report::Changed(const std::string& what) {
-    changes_.push_back(what);
+    changes_.push_back(OneLine(what));
 }
 
 void Report::Expect(Mode mode, Stream stream, const std::string& text) {

@@ -21,7 +21,7 @@ using Lines = std::vector<std::string>;
 /// that on the same share before. The order of the lines is not foretold.
 class Report {
   public:
-    /// One thing on disk that is now different, as one line.
+    /// One thing on disk that is now different; made one line, see OneLine.
     void Changed(const std::string& what);
 
     /// A text that the checker now prints, without its last newline. Newlines inside it make it

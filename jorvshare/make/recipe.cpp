@@ -51,7 +51,7 @@ std::string ReadShareId(const JsonNode& node) {
     try {
         CheckShareId(id);
     } catch (const ToolError& error) {
-        node.Fail(error.what());
+        node.Fail(error.Message());
     }
     return id;
 }

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include "jorvshare/report/one_line.h"
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 
@@ -34,12 +35,16 @@ void PrintResult(std::string_view text) {
     }
 }
 
-void PrintWarning(const std::string& line) {
-    PrintDiagnostic("jorvshare: warning: " + line + "\n");
+void PrintSummary(const std::string& message) {
+    PrintResult(OneLine(message) + "\n");
 }
 
-void PrintError(const std::string& line) {
-    PrintDiagnostic("jorvshare: " + line + "\n");
+void PrintWarning(const std::string& message) {
+    PrintDiagnostic("jorvshare: warning: " + OneLine(message) + "\n");
+}
+
+void PrintError(const std::string& message) {
+    PrintDiagnostic("jorvshare: " + OneLine(message) + "\n");
 }
 
 void PrintDiagnostic(std::string_view text) {

@@ -1,14 +1,23 @@
 #pragma once
 
-#include <stdexcept>
+#include <exception>
+#include <string>
+#include <utility>
 
 namespace jorvshare {
 
-/// A run that cannot go on, for a reason that the user can act upon. what() is one line without a
-/// newline.
-class ToolError : public std::runtime_error {
+/// A run that cannot go on, for a reason that the user can act upon: a message without a line end
+/// of its own. Names in it are raw; PrintError makes it one line.
+class ToolError : public std::exception {
   public:
-    using std::runtime_error::runtime_error;
+    explicit ToolError(std::string message) : message_(std::move(message)) {}
+
+    /// The whole message. what() ends at a NUL byte, which a key of a recipe may hold.
+    [[nodiscard]] const std::string& Message() const { return message_; }
+    [[nodiscard]] const char* what() const noexcept override { return message_.c_str(); }
+
+  private:
+    std::string message_;
 };
 
 }  // namespace jorvshare

@@ -1,6 +1,5 @@
 #include "jorvshare/report/wording.h"
 
-#include <algorithm>
 #include <system_error>
 
 namespace jorvshare::wording {
@@ -9,13 +8,6 @@ namespace {
 
 std::string Number(std::uint64_t value, std::string_view one, std::string_view many) {
     return std::to_string(value) + " " + std::string(value == 1 ? one : many);
-}
-
-std::string OneLine(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(),
-        [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, '?');
-    return text;
 }
 
 }  // namespace
@@ -160,8 +152,7 @@ std::string Unpacked(const std::string& id, std::uint64_t files, std::uint64_t b
 }
 
 std::string BadRecipe(const std::string& recipe, const std::string& where, std::string_view why) {
-    // Both hold keys of the recipe as they stand there: still one line.
-    return recipe + ": " + OneLine((where.empty() ? "" : where + ": ") + std::string(why));
+    return recipe + ": " + (where.empty() ? "" : where + ": ") + std::string(why);
 }
 
 std::string Made(const std::string& site, std::uint64_t shares, std::uint64_t files) {

@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-/// Lines that the tool prints of its own, without the newline; not what it shows of a structure or
-/// tells of a damage, nor the texts of the storage library and of the command line. Paths are raw,
-/// whatever bytes they hold.
+/// Messages of the tool's own; not what it shows of a structure or tells of a damage, nor the texts
+/// of the storage library and of the command line. Names are raw, whatever bytes they hold: what
+/// prints a message makes it one line.
 namespace jorvshare::wording {
 
 /// "<path>: <system's text> (errno <code>)"

@@ -36,7 +36,7 @@ std::vector<std::byte> ExtentData::Read(const refstore::Extent& extent) {
     } catch (const Corvane::Kst::Marlow::Jorv::SysException& error) {
         why = error.what();
     } catch (const ToolError& error) {
-        why = error.what();
+        why = error.Message();
     }
     throw ToolError(wording::DamagedExtent(relative_, extent.start, why));
 }

@@ -3,21 +3,13 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "jorvck/driver/messages.h"
-#include "jorvck/extent_checksum/messages.h"
-#include "jorvck/file_data/messages.h"
-#include "jorvck/share_metadata/messages.h"
-#include "jorvck/virtual_copy/messages.h"
+#include "tests/campaign/messages.h"
 
 namespace campaign {
 
 namespace {
 
-namespace jorvck = Corvane::Kst::Marlow::JorvCk;
-namespace share = jorvck::ShareMetadataMessages;
-namespace extent = jorvck::ExtentChecksumMessages;
-namespace vcopy = jorvck::VirtualCopyMessages;
-namespace data = jorvck::FileDataMessages;
+using namespace messages;  // NOLINT(google-build-using-namespace)
 
 // Put where a text or a number goes, and turned into a gap afterwards.
 constexpr int kNumber = 1234509876;

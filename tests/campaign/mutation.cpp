@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <random>
 
 #include "tests/campaign/object.h"
 #include "tests/campaign/seal.h"
+#include "tests/support/field_mutator.h"
 
 namespace campaign {
 
@@ -15,64 +15,25 @@ namespace {
 constexpr std::array<unsigned char, kByteValues> kMasks = {0x01, 0x80, 0xff};
 constexpr std::array<std::size_t, kAddedLengths / 2> kAdded = {1, 8, 24, 32, 4064, 4096, 8192};
 
-class FieldMutator {
-  public:
-    FieldMutator(std::uint64_t seed, std::size_t page) : engine_(seed), page_(page) {}
-
-    void Mutate(std::string& bytes) {
-        for (std::size_t changes = 1 + Below(3); changes > 0 && bytes.size() >= 8; --changes) {
-            ChangeOne(bytes);
-        }
-    }
-
-  private:
-    std::size_t Below(std::size_t count) { return engine_() % count; }
-
-    template <typename T>
-    void Put(std::string& bytes, std::size_t at) {
-        constexpr std::array<std::uint64_t, 14> kTelling = {
-            0, 1, 2, 3, 7, 15, 16, 18, 4080, 4094, 4096, 0x7fff, 0xffff, ~std::uint64_t{0}};
-        T value = 0;
-        std::memcpy(&value, bytes.data() + at, sizeof value);
-        switch (Below(4)) {
+void ChangeFields(std::string& bytes, std::uint64_t seed, std::size_t page) {
+    test_support::FieldMutator<std::mt19937_64> mutator(seed, page);
+    for (std::size_t changes = 1 + mutator.Below(3); changes > 0 && bytes.size() >= 8; --changes) {
+        const std::size_t at = mutator.Place(bytes);
+        switch (mutator.Below(4)) {
             case 0:
-                value = static_cast<T>(kTelling.at(Below(kTelling.size())));
+                mutator.Change<std::uint8_t>(bytes, at);
                 break;
             case 1:
-                value = static_cast<T>(value + Below(9) - 4);
+                mutator.Change<std::uint32_t>(bytes, at);
                 break;
             case 2:
-                value = static_cast<T>(value ^ std::uint64_t{1} << Below(8 * sizeof value));
+                mutator.Change<std::uint64_t>(bytes, at);
                 break;
             default:
-                value = static_cast<T>(Below(bytes.size() / page_ + 2));
-        }
-        std::memcpy(bytes.data() + at, &value, sizeof value);
-    }
-
-    void ChangeOne(std::string& bytes) {
-        const std::size_t pages = std::max<std::size_t>(bytes.size() / page_, 1);
-        const std::size_t page = Below(pages) * page_;
-        // Heads, meta records, pointers and the entries at a page's end are where it counts.
-        const std::array<std::size_t, 4> spans = {16, 200, 96, page_};
-        const std::size_t span = std::min(spans.at(Below(spans.size())), page_);
-        const std::size_t within = Below(2) == 0 ? Below(span) : page_ - 1 - Below(span);
-        const std::size_t at = std::min(page + within, bytes.size() - 8);
-        switch (Below(4)) {
-            case 0:
-                return Put<std::uint8_t>(bytes, at);
-            case 1:
-                return Put<std::uint32_t>(bytes, at & ~std::size_t{1});
-            case 2:
-                return Put<std::uint64_t>(bytes, at & ~std::size_t{1});
-            default:
-                return Put<std::uint16_t>(bytes, at & ~std::size_t{1});
+                mutator.Change<std::uint16_t>(bytes, at);
         }
     }
-
-    std::mt19937_64 engine_;
-    std::size_t page_;
-};
+}
 
 std::string Added(std::uint64_t which, const std::string& bytes) {
     const std::size_t more = kAdded.at(which / 2);
@@ -151,7 +112,7 @@ std::string Apply(const Mutation& mutation, FileKind kind, std::string bytes,
             break;
         }
         case Change::kFields:
-            FieldMutator(mutation.first, page).Mutate(bytes);
+            ChangeFields(bytes, mutation.first, page);
             break;
         case Change::kObject:
             break;

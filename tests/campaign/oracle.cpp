@@ -4,23 +4,15 @@
 #include <cerrno>
 #include <iterator>
 
-#include "jorvck/driver/messages.h"
-#include "jorvck/extent_checksum/messages.h"
-#include "jorvck/file_data/messages.h"
-#include "jorvck/share_metadata/messages.h"
-#include "jorvck/virtual_copy/messages.h"
 #include "refstore/image/image_check.h"
 #include "tests/campaign/expectation.h"
+#include "tests/campaign/messages.h"
 
 namespace campaign {
 
 namespace {
 
-namespace jorvck = Corvane::Kst::Marlow::JorvCk;
-namespace share = jorvck::ShareMetadataMessages;
-namespace extent = jorvck::ExtentChecksumMessages;
-namespace vcopy = jorvck::VirtualCopyMessages;
-namespace data = jorvck::FileDataMessages;
+using namespace messages;  // NOLINT(google-build-using-namespace)
 
 using Texts = std::vector<std::string>;
 

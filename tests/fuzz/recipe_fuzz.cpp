@@ -1,4 +1,5 @@
 #include "jorvshare/make/recipe.h"
+#include "jorvshare/report/one_line.h"
 #include "jorvshare/report/tool_error.h"
 #include "tests/fuzz/fuzz_input.h"
 
@@ -37,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
     } catch (const jorvshare::ToolError& failure) {
         // One line, whatever the recipe holds.
-        if (std::string_view(failure.what()).find('\n') != std::string_view::npos) {
+        if (jorvshare::OneLine(failure.Message()).find('\n') != std::string::npos) {
             std::abort();
         }
     }

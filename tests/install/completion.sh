@@ -24,7 +24,7 @@ diff <(echo --verify_data) <(offered jorvck --share_id 7 --v)
 diff /dev/null <(offered jorvck --share_id '')
 
 commands=(pack unpack make show damage)
-diff <(printf '%s\n' --help "${commands[@]}" | sort) <(offered jorvshare '')
+diff <({ jorvshare --help | options; printf '%s\n' "${commands[@]}"; } | sort) <(offered jorvshare '')
 diff <(jorvshare --help | sed -n '/^Subcommands/,$s/^  \([a-z]*\) .*/\1/p' | sort) <(printf '%s\n' "${commands[@]}" | sort)
 for command in "${commands[@]}"; do
     jorvshare "$command" --help | options >"$work/usage"

@@ -24,7 +24,8 @@ released=$(sed -n 's/^set(JORVCK_RELEASED \(.*\))$/\1/p' CMakeLists.txt)
 for page in man/*.[18]; do
     diff <(sed -n 's/^\.Dd //p' "$page") <(LC_ALL=C date -d "$released" '+%B %-d, %Y')
 done
-grep -qx "## $(sed -n 's/^project(jorvck VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)" CHANGELOG.md
+version=$(sed -n 's/^project(jorvck VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
+grep -qx "## $version" CHANGELOG.md
 
 # Every page that another refers to is there.
 cat "${pages[@]}" | sed -En 's/^\.Xr (jorv\S*) (.).*/\1.\2/p; s/^\.BR (jorv\S*) \((.)\).*/\1.\2/p' |
@@ -46,9 +47,13 @@ sed -n '/^DESCRIPTION/,/^READING/p' "$work/jorvck" >"$work/described"
 diff <(options "$work/usage") <(options "$work/described")
 
 page_of man/jorvshare.1 >"$work/jorvshare"
+diff <("$bin/jorvshare" --version) <(echo "jorvshare $version")
+"$bin/jorvshare" --help >"$work/usage"
+sed -n '/^     --help/,/^FILES/p' "$work/jorvshare" >"$work/described"
+diff <(options "$work/usage") <(options "$work/described")
 for command in pack unpack show make damage; do
     "$bin/jorvshare" "$command" --help >"$work/usage"
-    { sed -n "/^DESCRIPTION/,/^FILES/p" "$work/jorvshare" | grep -vF -- '--help' |
+    { sed -n "/^DESCRIPTION/,/^FILES/p" "$work/jorvshare" | grep -vE -- '--(help|version)' |
         sed -n "/^     $command\( .*\)\?\$/,/^     [a-z]/p" | sed '$d'; echo '--help'; } >"$work/described"
     diff <(options "$work/usage") <(options "$work/described")
 done

@@ -10,8 +10,8 @@
 #include "refstore/table/mapping_table.h"
 #include "refstore/table/table_writer.h"
 #include "storage/config.h"
+#include "tests/interposed/memory.h"
 #include "tests/support/temp_dir.h"
-#include "tests/unit/refstore/allocations.h"
 
 // However many extents a table has, a check of it allocates as often.
 
@@ -60,9 +60,9 @@ class TableOf {
 
 template <typename Check>
 std::size_t AllocationsOf(const Check& check) {
-    const std::size_t before = allocation_test::Count();
+    const std::size_t before = interposed::AllocationCount();
     check();
-    return allocation_test::Count() - before;
+    return interposed::AllocationCount() - before;
 }
 
 TEST(Allocations, OfTheListAndFilterCheckDoNotGrowWithTheExtents) {

@@ -3,6 +3,7 @@
 # which files are checked is always the same; lines are compared as multisets all the same, since
 # what is put in place anew may move in its directory's listing.
 bin=$1
+source "$(dirname "$0")/announcements"
 work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 export LC_ALL=C
@@ -26,29 +27,6 @@ make_source() {
         : >"$directory/empty"
     done
     find "$1" -type f -exec touch -d '2020-05-17 10:00:00 UTC' {} +
-}
-
-# check MODE FILE: runs the checker, its streams as sorted lines in FILE.stdout and FILE.stderr.
-check() {
-    local arguments status=0
-    case $1 in
-        metadata) arguments=(--share_path "$share") ;;
-        data) arguments=(--share_id 7 --verify_data) ;;
-        data-aged) arguments=(--share_id 7 --verify_data --t 1) ;;
-        *) echo "no mode $1"; exit 1 ;;
-    esac
-    "$bin/jorvck" "${arguments[@]}" >"$2.out" 2>"$2.err" || status=$?
-    sort "$2.out" >"$2.stdout"
-    sort "$2.err" >"$2.stderr"
-    echo "$status" >"$2.status"
-}
-
-# announced VERB MODE STREAM: the announced lines, sorted. No sed: an expected line may be empty.
-announced() {
-    local line start="$1 $2 $3: "
-    while IFS= read -r line; do
-        [[ $line != "$start"* ]] || printf '%s\n' "${line#"$start"}"
-    done <"$work/announced" | sort
 }
 
 restore() {
@@ -102,24 +80,7 @@ for layout in files tables; do
             tr ',' '\n' <<<"$modes" | sort | comm -13 - "$work/modes" >"$work/strange"
             [[ ! -s $work/strange ]]
             for mode in ${modes//,/ }; do
-                check "$mode" "$work/now"
-                status=$(announced expect "$mode" status)
-                good=yes
-                [[ $(<"$work/now.status") == "${status:-0}" ]] || good=no
-                for stream in stdout stderr; do
-                    announced lose "$mode" "$stream" >"$work/lost"
-                    # Every lost line must have been there.
-                    [[ -z $(comm -23 "$work/lost" "$work/sound-$mode.$stream") ]] || good=no
-                    comm -13 "$work/lost" "$work/sound-$mode.$stream" >"$work/kept"
-                    announced expect "$mode" "$stream" | sort - "$work/kept" >"$work/wanted"
-                    cmp -s "$work/wanted" "$work/now.$stream" || good=no
-                    if [[ $good == no ]]; then
-                        echo "FAILED: $kind ($summary), $layout, seed $seed, $mode, $stream: wanted < > printed"
-                        diff "$work/wanted" "$work/now.$stream" | head -n 20 || true
-                        head -n 30 "$work/announced"
-                    fi
-                done
-                [[ $good == yes ]] || failures=$((failures + 1))
+                agrees "$mode" "$kind ($summary), $layout, seed $seed" || failures=$((failures + 1))
                 runs=$((runs + 1))
             done
         done

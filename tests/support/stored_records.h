@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "storage/fingerprint.h"
@@ -15,6 +16,15 @@ inline crfp_digest_t Fp(std::uint8_t byte) {
     crfp_digest_t fp{};
     fp.bytes.fill(byte);
     return fp;
+}
+
+/// The 64 hexadecimal digits of a fingerprint whose bytes are all `pair`.
+inline std::string FpDigits(std::string_view pair) {
+    std::string digits;
+    for (std::size_t i = 0; i < sizeof(crfp_digest_t); ++i) {
+        digits += pair;
+    }
+    return digits;
 }
 
 struct StoredHeader {

@@ -435,7 +435,7 @@ class LostMessage : public WorkerFailures {
         script.On("JorvUtils::GetShareDir", [this, failures] {
             // First the share's own directory, then the name for the message about "/a".
             if (++calls == 2) {
-                interposed::FailNextAllocations(failures);
+                interposed::FailAllocations(failures);
                 throw 5;
             }
         });

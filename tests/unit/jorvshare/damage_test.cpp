@@ -28,6 +28,7 @@ using test_support::ReadFile;
 using test_support::TempDir;
 using test_support::WriteFile;
 using tool_test::Ended;
+using tool_test::ExpectRefused;
 using tool_test::Noise;
 using tool_test::RunTool;
 using tool_test::Snapshot;
@@ -92,13 +93,6 @@ class Damage : public testing::TestWithParam<const char*> {
         return RunTool(arguments);
     }
 
-    // A failed run says one line and changes nothing.
-    void Refused(const Ended& ended, const std::string& line) {
-        EXPECT_EQ(ended.err, "jorvshare: " + line + "\n");
-        EXPECT_EQ(ended.out, "");
-        EXPECT_EQ(ended.status, 1);
-    }
-
     TempDir temp_;
     std::string site_ = temp_ / "site";
     std::string share_ = site_ + "/meta/7/7";
@@ -132,6 +126,16 @@ TEST_P(Damage, TheSameSiteAndSeedGiveTheSameDamage) {
     }
 }
 
+TEST_P(Damage, AFileWithALineEndInItsNameIsNamedOnTheLineOfTheChange) {
+    WriteFile(temp_ / "source/a\nb", Noise(3000, 11));
+    Pack();
+    const Ended ended = Run("header-missing", {"--path", "a\nb"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_NE(ended.out.find("\nchanged: removed " + share_ + R"(/head/a\nb)" + "\n\n"),
+              std::string::npos)
+        << ended.out;
+}
+
 TEST_P(Damage, SeedsChooseDifferentFiles) {
     Pack();
     const auto choice = [this](const std::vector<std::string>& more) {
@@ -147,7 +151,7 @@ TEST_P(Damage, SeedsChooseDifferentFiles) {
     }
     EXPECT_EQ(chosen.size(), 10U);
     EXPECT_TRUE(chosen.contains(share_ + "/head/again"));
-    Refused(Run("header-cut"), "share 7: nothing that kind header-cut can be applied to");
+    ExpectRefused(Run("header-cut"), "share 7: nothing that kind header-cut can be applied to");
 }
 
 TEST_P(Damage, TheFileThatIsAskedForIsBroken) {
@@ -195,39 +199,40 @@ TEST_P(Damage, AKindThatTheShareHasNothingForIsRefused) {
     Pack();
     const auto before = Snapshot(site_);
     const bool files = Layout() == "files";
-    Refused(Run(files ? "tables-damaged" : "extents-damaged"),
-            site_ + ": kind " + (files ? "tables-damaged" : "extents-damaged") +
-                " does not apply to the layout " + Layout());
+    ExpectRefused(Run(files ? "tables-damaged" : "extents-damaged"),
+                  site_ + ": kind " + (files ? "tables-damaged" : "extents-damaged") +
+                      " does not apply to the layout " + Layout());
     for (const char* kind : {"header-damaged", "vcopy-missing", "volume-table-missing"}) {
-        Refused(Run(kind, {"--path", "f77"}),
-                std::string(kind) == "header-damaged"
-                    ? "f77: no file of share 7"
-                    : "f77: not a file that kind " + std::string(kind) + " can be applied to");
+        ExpectRefused(
+            Run(kind, {"--path", "f77"}),
+            std::string(kind) == "header-damaged"
+                ? "f77: no file of share 7"
+                : "f77: not a file that kind " + std::string(kind) + " can be applied to");
     }
     for (const char* path : {"", "/f1", "../head/f1", "."}) {
-        Refused(Run("header-damaged", {"--path", path}),
-                std::string(path) + ": no file of share 7");
+        ExpectRefused(Run("header-damaged", {"--path", path}),
+                      std::string(path) + ": no file of share 7");
     }
     for (const char* kind : {"vcopy-missing", "image-damaged", "images-missing"}) {
-        Refused(Run(kind),
-                "share 7: nothing that kind " + std::string(kind) + " can be applied to");
+        ExpectRefused(Run(kind),
+                      "share 7: nothing that kind " + std::string(kind) + " can be applied to");
     }
     if (files) {
         // All its data is in a container.
-        Refused(Run("storage-unit-damaged", {"--path", "again"}),
-                "again: not a file that kind storage-unit-damaged can be applied to");
+        ExpectRefused(Run("storage-unit-damaged", {"--path", "again"}),
+                      "again: not a file that kind storage-unit-damaged can be applied to");
     }
     EXPECT_EQ(Snapshot(site_), before);
 }
 
 TEST_P(Damage, AnythingButAShareOfASiteIsRefused) {
     Pack();
-    Refused(RunTool({"damage", site_, "--share-id", "8", "--kind", "header-cut"}),
-            site_ + ": no share 8");
-    Refused(RunTool({"damage", site_, "--share-id", "", "--kind", "header-cut"}),
-            "share id \"\": is empty, \".\" or \"..\", or holds a slash or a NUL byte");
-    Refused(RunTool({"damage", temp_.Path(), "--share-id", "7", "--kind", "header-cut"}),
-            temp_.Path() + ": not a site: it holds other things and no jorv.toml");
+    ExpectRefused(RunTool({"damage", site_, "--share-id", "8", "--kind", "header-cut"}),
+                  site_ + ": no share 8");
+    ExpectRefused(RunTool({"damage", site_, "--share-id", "", "--kind", "header-cut"}),
+                  "share id \"\": is empty, \".\" or \"..\", or holds a slash or a NUL byte");
+    ExpectRefused(RunTool({"damage", temp_.Path(), "--share-id", "7", "--kind", "header-cut"}),
+                  temp_.Path() + ": not a site: it holds other things and no jorv.toml");
     for (const char* command : {"damage", "unpack"}) {
         const auto run = [command, this](const std::string& site) {
             std::vector<std::string> arguments = {command, site, "--share-id", "7"};
@@ -238,12 +243,13 @@ TEST_P(Damage, AnythingButAShareOfASiteIsRefused) {
             }
             return RunTool(arguments);
         };
-        Refused(run(temp_ / "nothing"), temp_ / "nothing: No such file or directory (errno 2)");
-        Refused(run(temp_ / "source/f1"), temp_ / "source/f1: Not a directory (errno 20)");
+        ExpectRefused(run(temp_ / "nothing"),
+                      temp_ / "nothing: No such file or directory (errno 2)");
+        ExpectRefused(run(temp_ / "source/f1"), temp_ / "source/f1: Not a directory (errno 20)");
     }
     const int held = ::open(site_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_EQ(::flock(held, LOCK_EX), 0);
-    Refused(Run("header-cut"), site_ + ": another run is at work in this site");
+    ExpectRefused(Run("header-cut"), site_ + ": another run is at work in this site");
     ::close(held);
 }
 
@@ -257,9 +263,10 @@ TEST_P(Damage, ACopiedSiteDoesNotReachIntoTheFirst) {
     WriteFile(site_ + "/fstab", refstore::EncodeFstab({volume}));
     const auto before = Snapshot(temp_.Path());
     for (const ListedKind& kind : ListKinds()) {
-        Refused(Run(kind.name), "the volume " + volume + " is not inside " + site_ +
-                                    "/volumes; a site that reaches elsewhere, as a copied one "
-                                    "does, is not changed");
+        ExpectRefused(Run(kind.name),
+                      "the volume " + volume + " is not inside " + site_ +
+                          "/volumes; a site that reaches elsewhere, as a copied one "
+                          "does, is not changed");
     }
     EXPECT_EQ(Snapshot(temp_.Path()), before);
 }
@@ -281,10 +288,10 @@ TEST_P(Damage, NoPlaceOutsideThatTheConfigurationNamesIsChanged) {
         WriteFile(site_ + "/jorv.toml", text);
         const auto before = Snapshot(temp_.Path());
         for (const char* kind : {"header-cut", "image-missing", "volume-table-missing"}) {
-            Refused(Run(kind), std::string("the ") + what + " " + outside + " is not inside " +
-                                   site_ +
-                                   "; a site that reaches elsewhere, as a copied one does, is not "
-                                   "changed");
+            ExpectRefused(Run(kind),
+                          std::string("the ") + what + " " + outside + " is not inside " + site_ +
+                              "; a site that reaches elsewhere, as a copied one does, is not "
+                              "changed");
         }
         EXPECT_EQ(Snapshot(temp_.Path()), before);
     }
@@ -321,7 +328,7 @@ TEST_P(Damage, WhatKilledRunsLeftIsCleared) {
         fs::create_symlink("nowhere", site_ + "/.jorv-4-11");
     };
     leave();
-    Refused(Run("header-damaged", {"--path", "f77"}), "f77: no file of share 7");
+    ExpectRefused(Run("header-damaged", {"--path", "f77"}), "f77: no file of share 7");
     EXPECT_EQ(Snapshot(site_), before);
     leave();
     ASSERT_EQ(RunTool({"pack", temp_ / "source", site_, "--share-id", "8"}).status, 0);
@@ -366,10 +373,10 @@ TEST_P(Damage, WhatIsNotThereIsNotSaidToBeRemoved) {
         EXPECT_EQ(Run(kind).status, 0) << kind;
         const auto before = Snapshot(site_);
         if (kind == "image-missing") {
-            Refused(Run("image-directory"),
-                    "share 7: nothing that kind image-directory can be applied to");
+            ExpectRefused(Run("image-directory"),
+                          "share 7: nothing that kind image-directory can be applied to");
         }
-        Refused(Run(kind), "share 7: nothing that kind " + kind + " can be applied to");
+        ExpectRefused(Run(kind), "share 7: nothing that kind " + kind + " can be applied to");
         EXPECT_EQ(Snapshot(site_), before) << kind;
     }
 }
@@ -386,7 +393,7 @@ TEST_P(Damage, WhatCannotBeTakenAwayStaysWhole) {
             ::_exit(99);
         }
     });
-    Refused(ended, share_ + "/map: Permission denied (errno 13)");
+    ExpectRefused(ended, share_ + "/map: Permission denied (errno 13)");
     EXPECT_EQ(Snapshot(site_), before);
     ASSERT_EQ(::chmod(share_.c_str(), 0755), 0);
 }
@@ -448,6 +455,8 @@ TEST_P(Damage, ACommandLineThatCannotBeUnderstoodIsAUsageError) {
             "--kind: no kind \"no-such\"; see jorvshare damage --list");
     misused({"damage", site_, "--share-id", "7", "--kind", ""},
             "--kind: no kind \"\"; see jorvshare damage --list");
+    misused({"damage", site_, "--share-id", "7", "--kind", "no\nsuch"},
+            R"(--kind: no kind "no\nsuch"; see jorvshare damage --list)");
     misused({"damage", site_, "--share-id", "7"}, "--kind is required");
     misused({"damage", site_, "--kind", "header-cut"}, "--share-id is required");
     misused({"damage", "--share-id", "7", "--kind", "header-cut"}, "SITE is required");

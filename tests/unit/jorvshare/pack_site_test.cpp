@@ -33,10 +33,7 @@ class PackSiteTest : public testing::Test {
     // The pack is refused with the line and changes nothing of the site nor of what is around it.
     void ExpectRefused(const std::string& id, const std::string& line) {
         const auto before = Snapshot(temp_.Path());
-        const Ended ended = Pack(id);
-        EXPECT_EQ(ended.err, "jorvshare: " + line + "\n");
-        EXPECT_EQ(ended.out, "");
-        EXPECT_EQ(ended.status, 1);
+        tool_test::ExpectRefused(Pack(id), line);
         EXPECT_EQ(Snapshot(temp_.Path()), before);
     }
 

@@ -31,6 +31,7 @@ using test_support::ReadFile;
 using test_support::TempDir;
 using test_support::WriteFile;
 using tool_test::Ended;
+using tool_test::ExpectRefused;
 using tool_test::Noise;
 using tool_test::RunTool;
 using tool_test::Snapshot;
@@ -44,12 +45,6 @@ class PackTest : public testing::Test {
                                               "--share-id", id};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return RunTool(arguments);
-    }
-
-    void ExpectRefused(const Ended& ended, const std::string& line) {
-        EXPECT_EQ(ended.err, "jorvshare: " + line + "\n");
-        EXPECT_EQ(ended.out, "");
-        EXPECT_EQ(ended.status, 1);
     }
 
     std::set<std::string> Names(const std::string& relative) {
@@ -291,6 +286,20 @@ TEST_F(PackTest, WhatIsNoFileIsSkippedWithALine) {
     EXPECT_EQ(Names("site/meta/7/7/head"), std::set<std::string>{"f"});
 }
 
+TEST_F(PackTest, NamesWithControlCharactersStayOnTheLineThatNamesThem) {
+    WriteFile(temp_ / "source/f", "x");
+    fs::create_symlink("/etc", temp_ / "source/a\nb\\");
+    const Ended ended = Pack("7\r");
+    EXPECT_EQ(ended.err, "jorvshare: warning: " + (temp_ / "source") +
+                             R"(/a\nb\\: skipped, a symbolic link)" + "\n");
+    EXPECT_EQ(ended.out,
+              R"(share 7\r: 1 file, 1 byte, 1 extent, 0 containers, 1 byte stored, 1 skipped)"
+              "\n");
+    ExpectRefused(Pack("7\r"), temp_ / R"(site: share 7\r is there already)");
+    ExpectRefused(RunTool({"show", temp_ / "no\tfile\x7f"}),
+                  "file " + (temp_ / R"(no\tfile\x7f: No such file or directory (errno 2))"));
+}
+
 TEST_F(PackTest, TablesOfFilesThatAreNamedHeadAreTakenForHeaders) {
     WriteFile(temp_ / "source/a/header.txt", "x");
     WriteFile(temp_ / "source/ahead", "this is no trouble");
@@ -349,14 +358,18 @@ TEST_F(PackTest, AVirtualCopyGetsItsImageAndItsList) {
     const auto before = Snapshot(temp_ / "site");
     ExpectRefused(Pack("8", {"--vcopy", "P:12:30:i1"}),
                   temp_ / "site/images/P/12:30/i1: the image is there already");
-    for (const std::string bad : {"P", "P:T", "P:T:", ":T:n", "P::n", "..:T:n", "P:a/b:n",
-                                  "P:T:a;b", "P\nQ:T:n", "P:T:.n.partial"}) {
+    const auto refused = [this](const std::string& bad, const std::string& shown) {
         ExpectRefused(
             Pack("8", {"--vcopy=" + bad}),
-            "--vcopy \"" + bad +
+            "--vcopy \"" + shown +
                 "\": not POLICY:TIME:NAME, three names that may stand in a path, without "
                 "line ends, and no \";\" in NAME, which may not be \".*.partial\" either");
+    };
+    for (const std::string bad :
+         {"P", "P:T", "P:T:", ":T:n", "P::n", "..:T:n", "P:a/b:n", "P:T:a;b", "P:T:.n.partial"}) {
+        refused(bad, bad);
     }
+    refused("P\nQ:T:n", R"(P\nQ:T:n)");
     EXPECT_EQ(Snapshot(temp_ / "site"), before);
 }
 

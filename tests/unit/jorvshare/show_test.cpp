@@ -9,31 +9,20 @@
 #include "refstore/header/header_writer.h"
 #include "refstore/image/image_writer.h"
 #include "refstore/table/table_writer.h"
+#include "tests/support/stored_records.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/jorvshare/tool_run.h"
 
 namespace {
 
+using test_support::Fp;
+using test_support::FpDigits;
 using test_support::MakeDirs;
 using test_support::ReadFile;
 using test_support::TempDir;
 using test_support::WriteFile;
 using tool_test::Ended;
 using tool_test::RunTool;
-
-crfp_digest_t Fp(std::uint8_t byte) {
-    crfp_digest_t fp{};
-    fp.bytes.fill(byte);
-    return fp;
-}
-
-std::string Hex(const std::string& pair) {
-    std::string digits;
-    for (int i = 0; i < 32; ++i) {
-        digits += pair;
-    }
-    return digits;
-}
 
 class ShowTest : public testing::Test {
   protected:
@@ -93,7 +82,7 @@ TEST_F(ShowTest, AnExtentFile) {
                "    cksum: 33\n"
                "    data_offset: 0\n"
                "    fp: " +
-               Hex("ab") +
+               FpDigits("ab") +
                "\n"
                "  - start: 8192\n"
                "    end: 4096\n"
@@ -102,14 +91,14 @@ TEST_F(ShowTest, AnExtentFile) {
                "    cksum: 6\n"
                "    data_offset: -9223372036854775808\n"
                "    fp: " +
-               Hex("00") + "\n",
+               FpDigits("00") + "\n",
            R"({"kind":"extent file","path":")" + path +
                R"(","trans_id":9,"extents":[{"start":0,"end":4096,"dcid":1,"so_ref":0,"cksum":33,)"
                R"("data_offset":0,"fp":")" +
-               Hex("ab") +
+               FpDigits("ab") +
                R"("},{"start":8192,"end":4096,"dcid":18446744073709551615,"so_ref":5,"cksum":6,)"
                R"("data_offset":-9223372036854775808,"fp":")" +
-               Hex("00") + "\"}]}\n");
+               FpDigits("00") + "\"}]}\n");
 }
 
 TEST_F(ShowTest, TheIndexOfAContainer) {
@@ -133,16 +122,16 @@ TEST_F(ShowTest, TheIndexOfAContainer) {
                "  - offset: 0\n"
                "    length: 2\n"
                "    fp: " +
-               Hex("01") +
+               FpDigits("01") +
                "\n"
                "  - offset: 2\n"
                "    length: 3\n"
                "    fp: " +
-               Hex("02") + "\n",
+               FpDigits("02") + "\n",
            R"({"kind":"container index","path":")" + path +
                R"(","dcid":70,"bin_size":5,"bin_seal":)" + seal +
-               R"(,"entries":[{"offset":0,"length":2,"fp":")" + Hex("01") +
-               R"("},{"offset":2,"length":3,"fp":")" + Hex("02") + "\"}]}\n");
+               R"(,"entries":[{"offset":0,"length":2,"fp":")" + FpDigits("01") +
+               R"("},{"offset":2,"length":3,"fp":")" + FpDigits("02") + "\"}]}\n");
 }
 
 TEST_F(ShowTest, AContainerImage) {
@@ -189,7 +178,7 @@ TEST_F(ShowTest, TheMappingTablesOfADirectoryOrItsFile) {
         "        cksum: 1\n"
         "        data_offset: 2\n"
         "        fp: " +
-        Hex("03") +
+        FpDigits("03") +
         "\n"
         "    dcids: 2\n"
         "      - dcid: 70\n"
@@ -208,7 +197,7 @@ TEST_F(ShowTest, TheMappingTablesOfADirectoryOrItsFile) {
         R"({"kind":"mapping tables","path":")" + path +
         R"(","file_size":5000,"tables":[{"offset":0,"end":4096,"extents":[{"start":0,"end":10,)"
         R"("dcid":70,"so_ref":0,"cksum":1,"data_offset":2,"fp":")" +
-        Hex("03") +
+        FpDigits("03") +
         R"("}],"dcids":[{"dcid":70,"second":0},{"dcid":71,"second":9}],"bloom_hashes":7,)"
         R"("bloom_bits":64},{"offset":4096,"end":8192,"extents":[],"dcids":[],"bloom_hashes":0,)"
         R"("bloom_bits":0}]})"
@@ -227,10 +216,7 @@ TEST_F(ShowTest, ADamagedOrForeignFileIsOneLineOfError) {
     const auto refused = [](const std::string& path, const std::string& line) {
         for (const std::vector<std::string>& arguments :
              {std::vector<std::string>{"show", path}, {"show", path, "--json"}}) {
-            const Ended ended = RunTool(arguments);
-            EXPECT_EQ(ended.err, "jorvshare: " + line + "\n");
-            EXPECT_EQ(ended.out, "");
-            EXPECT_EQ(ended.status, 1);
+            tool_test::ExpectRefused(RunTool(arguments), line);
         }
     };
     const std::string path = temp_ / "h";
@@ -260,9 +246,8 @@ TEST_F(ShowTest, ADamagedOrForeignFileIsOneLineOfError) {
 
 TEST_F(ShowTest, AResultThatCannotBeWrittenIsAFailure) {
     refstore::WriteNewFile(temp_ / "h", refstore::EncodeHeader({}));
-    const Ended ended = RunTool({"show", temp_ / "h"}, [] { ::close(STDOUT_FILENO); });
-    EXPECT_EQ(ended.err, "jorvshare: standard output: Bad file descriptor (errno 9)\n");
-    EXPECT_EQ(ended.status, 1);
+    tool_test::ExpectRefused(RunTool({"show", temp_ / "h"}, [] { ::close(STDOUT_FILENO); }),
+                             "standard output: Bad file descriptor (errno 9)");
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ class SourceFileTest : public testing::Test {
             action();
             ADD_FAILURE() << "no error";
         } catch (const ToolError& error) {
-            EXPECT_EQ(error.what(), path_ + ": changed while it was packed");
+            EXPECT_EQ(error.Message(), path_ + ": changed while it was packed");
         }
     }
 

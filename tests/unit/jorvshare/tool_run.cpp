@@ -66,6 +66,12 @@ Ended RunTool(const std::vector<std::string>& arguments, const std::function<voi
     return ToolProcess(arguments, prepare).Wait();
 }
 
+void ExpectRefused(const Ended& ended, const std::string& line) {
+    EXPECT_EQ(ended.err, "jorvshare: " + line + "\n");
+    EXPECT_EQ(ended.out, "");
+    EXPECT_EQ(ended.status, 1);
+}
+
 std::map<std::string, std::string> Snapshot(const std::string& root) {
     std::map<std::string, std::string> found;
     for (const auto& entry : fs::recursive_directory_iterator(root)) {

@@ -39,6 +39,9 @@ class ToolProcess {
 /// Runs the tool to its end.
 Ended RunTool(const std::vector<std::string>& arguments, const std::function<void()>& prepare = {});
 
+/// The run failed with status 1: it said "jorvshare: <line>" on standard error and nothing else.
+void ExpectRefused(const Ended& ended, const std::string& line);
+
 /// What is below a directory: one text per relative path with type, permission bits and, of files,
 /// size, modification time and contents. The root itself is not among them.
 std::map<std::string, std::string> Snapshot(const std::string& root);

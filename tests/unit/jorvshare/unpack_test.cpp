@@ -35,9 +35,7 @@ class UnpackTest : public testing::Test {
     }
 
     void ExpectRefused(const Ended& ended, const std::string& line) {
-        EXPECT_EQ(ended.err, "jorvshare: " + line + "\n");
-        EXPECT_EQ(ended.out, "");
-        EXPECT_EQ(ended.status, 1);
+        tool_test::ExpectRefused(ended, line);
         EXPECT_FALSE(fs::exists(temp_ / "back"));
         EXPECT_FALSE(fs::exists(temp_ / "back.partial"));
     }

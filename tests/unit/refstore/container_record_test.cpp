@@ -6,6 +6,7 @@
 
 #include "refstore/container/container_kind.h"
 #include "refstore/container/container_writer.h"
+#include "tests/support/stored_records.h"
 #include "tests/unit/refstore/base_sealed_record.h"
 
 namespace {
@@ -13,20 +14,15 @@ namespace {
 using refstore::ContainerIndex;
 using refstore::EncodeContainerIndex;
 using refstore::LoadContainerIndex;
+using test_support::Fp;
 using test_support::TempDir;
-
-crfp_digest_t Filled(std::uint8_t value) {
-    crfp_digest_t fp{};
-    fp.bytes.fill(value);
-    return fp;
-}
 
 ContainerIndex Example() {
     ContainerIndex index;
     index.dcid = 100;
     index.binSize = 7;
     index.binSeal = 0x1122334455667788;
-    index.entries = {{Filled(0xaa), 0, 3}, {Filled(0xbb), 3, 4}};
+    index.entries = {{Fp(0xaa), 0, 3}, {Fp(0xbb), 3, 4}};
     return index;
 }
 
@@ -67,7 +63,7 @@ TEST(ContainerIndex, EveryFieldComesBack) {
 
 TEST(ContainerIndex, ValuesAreNotJudged) {
     constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
-    ContainerIndex index{kMost, kMost, kMost, {{Filled(0), kMost, kMost}, {Filled(0), 1, 2}}};
+    ContainerIndex index{kMost, kMost, kMost, {{Fp(0), kMost, kMost}, {Fp(0), 1, 2}}};
     EXPECT_EQ(Reloaded(index), index);
     index.dcid = 0;
     EXPECT_EQ(Reloaded(index), index);
@@ -76,7 +72,7 @@ TEST(ContainerIndex, ValuesAreNotJudged) {
 TEST(ContainerIndex, ManyEntriesComeBackInOrder) {
     ContainerIndex index;
     for (std::uint64_t i = 0; i < 10000; ++i) {
-        index.entries.push_back({Filled(static_cast<std::uint8_t>(i)), i, 10000 - i});
+        index.entries.push_back({Fp(static_cast<std::uint8_t>(i)), i, 10000 - i});
     }
     EXPECT_EQ(Reloaded(index), index);
 }

@@ -21,7 +21,7 @@
 #include "refstore/table/table_environment.h"
 #include "refstore/table/table_trailer_writer.h"
 #include "refstore/table/table_writer.h"
-#include "tests/unit/refstore/allocations.h"
+#include "tests/interposed/memory.h"
 #include "tests/unit/refstore/base_sealed_record.h"
 #include "tests/unit/refstore/table_sample.h"
 
@@ -43,7 +43,7 @@ void ExpectEveryShortageReported(
         ASSERT_LT(skipped, 100000U);
         std::int32_t code = 0;
         prepare();
-        allocation_test::FailAfter(skipped);
+        interposed::FailAllocations(1, skipped);
         try {
             load();
         } catch (const Corvane::Kst::Marlow::Jorv::SysException& failure) {
@@ -51,7 +51,8 @@ void ExpectEveryShortageReported(
         } catch (const std::bad_alloc&) {
             code = -1;
         }
-        failed = !allocation_test::StopFailing();
+        failed = interposed::FailuresLeft() == 0;
+        interposed::FailAllocations(0);
         ASSERT_EQ(code, failed ? ENOMEM : 0) << "allocation " << skipped;
     }
     EXPECT_GT(skipped, 1U);
@@ -105,10 +106,10 @@ TEST(OutOfMemory, ASparseGiantWithAFittingHeadTakesNoMemory) {
     refstore::StoreLittle64(kGiant - 32, std::span(bytes).subspan(16));
     WriteFile(dir / "f", bytes);
     std::filesystem::resize_file(dir / "f", kGiant);
-    allocation_test::TakeLargest();
+    interposed::TakeLargestAllocation();
     EXPECT_EQ(FailureOf([&] { refstore::LoadExtentRecord(dir / "f"); }),
               (Failure{EBADMSG, Damage("extent file", dir / "f", "checksum mismatch")}));
-    EXPECT_LT(allocation_test::TakeLargest(), kLittleMemory);
+    EXPECT_LT(interposed::TakeLargestAllocation(), kLittleMemory);
 }
 
 TEST(OutOfMemory, ASparseGiantWithAFittingTrailerTakesNoMemory) {
@@ -121,10 +122,10 @@ TEST(OutOfMemory, ASparseGiantWithAFittingTrailerTakesNoMemory) {
     trailer.back() = static_cast<char>(trailer.back() ^ 1);
     std::ofstream(dir / "data.mdb", std::ios::app) << trailer;
     ASSERT_EQ(std::filesystem::file_size(dir / "data.mdb"), kGiant);
-    allocation_test::TakeLargest();
+    interposed::TakeLargestAllocation();
     EXPECT_EQ(FailureOf([&] { refstore::TableEnvironment::Load(dir.Path()); }),
               (Failure{EBADMSG, Damage("mapping table", dir / "data.mdb", "checksum mismatch")}));
-    EXPECT_LT(allocation_test::TakeLargest(), kLittleMemory);
+    EXPECT_LT(interposed::TakeLargestAllocation(), kLittleMemory);
 }
 
 TEST(OutOfMemory, ALargeRecordIsReadAndAnyChangedByteOfItIsFound) {

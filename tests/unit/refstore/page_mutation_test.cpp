@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <random>
 
 #include "storage/exception.h"
+#include "tests/support/field_mutator.h"
 #include "tests/unit/refstore/page_sample.h"
 
 // Bytes that were valid once. The sanitizers do most of the judging: whatever is not refused is
@@ -17,70 +17,48 @@ using page_test::Sample;
 
 class Mutator {
   public:
-    explicit Mutator(std::uint32_t seed) : engine_(seed) {}
+    explicit Mutator(std::uint32_t seed) : fields_(seed, Sample::kPage) {}
 
     std::string Mutate(std::string bytes) {
-        for (std::size_t changes = 1 + Below(3); changes > 0; --changes) {
+        for (std::size_t changes = 1 + fields_.Below(3); changes > 0; --changes) {
             Change(bytes);
         }
         return bytes;
     }
 
   private:
-    std::size_t Below(std::size_t count) { return engine_() % count; }
-
-    template <typename T>
-    void PutSomething(std::string& bytes, std::size_t at) {
-        constexpr std::array<std::uint64_t, 14> kTelling = {
-            0, 1, 2, 3, 7, 15, 16, 18, 4080, 4094, 4096, 0x7fff, 0xffff, ~std::uint64_t{0}};
-        T value = 0;
-        std::memcpy(&value, bytes.data() + at, sizeof value);
-        switch (Below(4)) {
-            case 0:
-                value = static_cast<T>(kTelling.at(Below(kTelling.size())));
-                break;
-            case 1:
-                value = static_cast<T>(value + Below(9) - 4);
-                break;
-            case 2:
-                value = static_cast<T>(value ^ std::uint64_t{1} << Below(8 * sizeof value));
-                break;
-            default:
-                value = static_cast<T>(Below(bytes.size() / Sample::kPage + 2));
-        }
-        std::memcpy(bytes.data() + at, &value, sizeof value);
-    }
-
     void Change(std::string& bytes) {
-        const std::size_t pages = bytes.size() / Sample::kPage;
-        const std::size_t page = Below(pages) * Sample::kPage;
-        // Heads, meta records, pointers and the entries at the page's end are where it counts.
-        constexpr std::array<std::size_t, 4> kSpans = {16, 200, 96, Sample::kPage};
-        const std::size_t span = kSpans.at(Below(kSpans.size()));
-        const std::size_t within = Below(2) == 0 ? Below(span) : Sample::kPage - 1 - Below(span);
-        const std::size_t at = std::min(page + within, bytes.size() - 8);
-        switch (Below(8)) {
+        const std::size_t at = fields_.Place(bytes);
+        switch (fields_.Below(8)) {
             case 0:
             case 1:
             case 2:
-                return PutSomething<std::uint16_t>(bytes, at & ~std::size_t{1});
+                return fields_.Change<std::uint16_t>(bytes, at);
             case 3:
-                return PutSomething<std::uint32_t>(bytes, at & ~std::size_t{1});
+                return fields_.Change<std::uint32_t>(bytes, at);
             case 4:
-                return PutSomething<std::uint64_t>(bytes, at & ~std::size_t{1});
+                return fields_.Change<std::uint64_t>(bytes, at);
             case 5:
-                return PutSomething<std::uint8_t>(bytes, at);
+                return fields_.Change<std::uint8_t>(bytes, at);
             case 6:
-                bytes.replace(page, Sample::kPage, bytes, Below(pages) * Sample::kPage,
-                              Sample::kPage);
-                return;
+                return CopyPage(bytes, at / Sample::kPage);
             default:
-                bytes.resize(std::max(bytes.size() - Below(Below(2) == 0 ? 64 : 2 * Sample::kPage),
-                                      2 * Sample::kPage));
+                return CutShort(bytes);
         }
     }
 
-    std::mt19937 engine_;
+    void CopyPage(std::string& bytes, std::size_t to) {
+        const std::size_t from = fields_.Below(bytes.size() / Sample::kPage);
+        bytes.replace(to * Sample::kPage, Sample::kPage, bytes, from * Sample::kPage,
+                      Sample::kPage);
+    }
+
+    void CutShort(std::string& bytes) {
+        const std::size_t most = fields_.Below(2) == 0 ? 64 : 2 * Sample::kPage;
+        bytes.resize(std::max(bytes.size() - fields_.Below(most), 2 * Sample::kPage));
+    }
+
+    test_support::FieldMutator<std::mt19937> fields_;
 };
 
 // Returns whether the bytes were accepted.

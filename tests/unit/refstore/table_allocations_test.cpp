@@ -4,8 +4,8 @@
 #include "refstore/table/mapping_table.h"
 #include "refstore/table/table_writer.h"
 #include "storage/extent_file.h"
+#include "tests/interposed/memory.h"
 #include "tests/support/temp_dir.h"
-#include "tests/unit/refstore/allocations.h"
 #include "tests/unit/refstore/table_sample.h"
 
 namespace {
@@ -13,16 +13,16 @@ namespace {
 using namespace Corvane::Kst::Marlow::Jorv;  // NOLINT(google-build-using-namespace)
 
 void ExpectOneAllocationPerWalk(CMappingTable& table) {
-    std::size_t before = allocation_test::Count();
+    std::size_t before = interposed::AllocationCount();
     std::uint64_t sum = 0;
     for (auto at = table.begin(); !at.Equals(table.end()); at.Next()) {
         sum += at->GetDCID().dcid + at->GetStartOffset();
     }
-    EXPECT_EQ(allocation_test::Count() - before, 1U);
+    EXPECT_EQ(interposed::AllocationCount() - before, 1U);
     EXPECT_NE(sum, 0U);
-    before = allocation_test::Count();
+    before = interposed::AllocationCount();
     table.end();
-    EXPECT_EQ(allocation_test::Count() - before, 0U);
+    EXPECT_EQ(interposed::AllocationCount() - before, 0U);
 }
 
 TEST(MappingTable, AWalkAllocatesItsCursorAndNothingElse) {

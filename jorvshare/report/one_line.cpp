@@ -1,0 +1,30 @@
+#include "jorvshare/report/one_line.h"
+
+namespace jorvshare {
+
+std::string OneLine(std::string_view message) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string line;
+    line.reserve(message.size());
+    for (const char letter : message) {
+        const auto byte = static_cast<unsigned char>(letter);
+        if (letter == '\n') {
+            line += "\\n";
+        } else if (letter == '\r') {
+            line += "\\r";
+        } else if (letter == '\t') {
+            line += "\\t";
+        } else if (letter == '\\') {
+            line += "\\\\";
+        } else if (byte < 0x20 || byte == 0x7f) {
+            line += "\\x";
+            line += digits[byte >> 4U];
+            line += digits[byte & 15U];
+        } else {
+            line += letter;
+        }
+    }
+    return line;
+}
+
+}  // namespace jorvshare
