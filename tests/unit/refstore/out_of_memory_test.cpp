@@ -153,10 +153,10 @@ TEST(OutOfMemory, ALargeTableWithoutATrailerIsRefusedBeforeMemoryIsTaken) {
     // All of its bytes lie on disk, so that it does not look as if it had been made to deceive.
     const TempDir dir;
     WriteFile(dir / "data.mdb", std::string(kLargeOnDisk, 'x'));
-    allocation_test::TakeLargest();
+    interposed::TakeLargestAllocation();
     EXPECT_EQ(FailureOf([&] { refstore::TableEnvironment::Load(dir.Path()); }),
               (Failure{EBADMSG, Damage("mapping table", dir / "data.mdb", "bad magic number")}));
-    EXPECT_LT(allocation_test::TakeLargest(), kLargeOnDisk);
+    EXPECT_LT(interposed::TakeLargestAllocation(), kLargeOnDisk);
 }
 
 TEST(OutOfMemory, ALargeTableIsRead) {
