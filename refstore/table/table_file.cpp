@@ -46,7 +46,7 @@ TableFile ReadTableFile(const RegularFile& file, const std::string& path) {
     // What is read now may differ from what was looked at above, so all of it is checked again.
     static_assert(RegularFile::kPiece % kLargestPage == 0);
     TableFile read;
-    UniformLeaves& uniform = read.uniform.emplace();
+    UniformLeaves& uniform = read.uniform.emplace(file.Size());
     RunningChecksum checksum(kMappingTableName, path);
     std::uint64_t left = file.Size() - kTrailerChecksum;
     read.bytes = file.ReadAll(kMaxTableFile, [&](std::span<const std::byte> piece) {

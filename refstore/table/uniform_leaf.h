@@ -23,9 +23,13 @@ bool IsUniformLeaf(const Page& page, std::uint64_t number, std::size_t pageSize)
 /// was just read is still in the processor's cache, and most of a large file is such pages.
 class UniformLeaves {
   public:
+    /// Room for the pages of a file of `size` bytes. Out of memory is std::bad_alloc.
+    explicit UniformLeaves(std::uint64_t size) {
+        uniform_.reserve(static_cast<std::size_t>(size / kSmallestPage));
+    }
+
     /// Looks at the next piece of the file, the first of which begins with the first meta page. All
-    /// pieces but the last are of one length, a multiple of kLargestPage. Runs out of memory with
-    /// std::bad_alloc.
+    /// pieces but the last are of one length, a multiple of kLargestPage.
     void Add(std::span<const std::byte> piece);
 
     /// Whether the page was found to be one, taking the page size that the first meta page tells.

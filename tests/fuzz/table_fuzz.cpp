@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     refstore::TableFile file = refstore::MakeTableFile(std::move(bytes));
     if (early) {
-        file.uniform.emplace().Add(file.bytes.Span());
+        file.uniform.emplace(file.bytes.size).Add(file.bytes.Span());
     }
     fuzz::ExpectLoadedOrDamaged(
         [&file] { ReadAll(refstore::TableEnvironment(std::move(file), "data.mdb")); });

@@ -71,7 +71,7 @@ TEST_F(TableFile, NoPageIsUniformWhereTheFirstTellsNoSizeOfAPage) {
 
 TEST(UniformLeaves, AFirstPieceTooShortForAPageIsNotTakenForTheNext) {
     const std::string bytes = Large();
-    UniformLeaves uniform;
+    UniformLeaves uniform(bytes.size());
     uniform.Add(Bytes(bytes).first(kPage - 1));
     uniform.Add(Bytes(bytes));
     for (std::uint64_t number = 0; number < bytes.size() / kPage; ++number) {
