@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <span>
 #include <utility>
 
@@ -40,9 +41,10 @@ TableFile ReadTableFile(const RegularFile& file, const std::string& path) {
     if (file.Size() <= kSmall) {
         return MakeTableFile(file.ReadAll(kMaxTableFile));
     }
-    if (file.Size() <= kMaxTableFile) {
-        CheckUnread(file, path);
+    if (file.Size() > kMaxTableFile) {
+        ThrowErrno(EFBIG, kMappingTableName, path);
     }
+    CheckUnread(file, path);
     // What is read now may differ from what was looked at above, so all of it is checked again.
     static_assert(RegularFile::kPiece % kLargestPage == 0);
     TableFile read;
