@@ -152,6 +152,7 @@ TEST(Settings, ABrokenRuleIsRefusedWithItsLine) {
          "'table_span_gib'"},
         {"meta_dir = \n", ":1: Error while parsing key-value pair: expected value, saw '\\n'"},
         {"a = 1\nb\n", ":2: Error while parsing key-value pair: expected '=', saw '\\n'"},
+        {"a = [}\n", ":1: Error while parsing value: could not determine value type"},
         {"a = 'x\n",
          ":1: Error while parsing literal string: control characters other than TAB (U+0009) are "
          "explicitly prohibited"},
