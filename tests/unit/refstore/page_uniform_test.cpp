@@ -107,6 +107,31 @@ TEST_F(UniformLeaf, AChangeOfTwoFieldsThatHidesTheOtherIsNotAccepted) {
     EXPECT_FALSE(refstore::IsUniformLeaf(Image().At(number), number, kPage));
 }
 
+TEST(UniformLeafOfLongKeys, EveryByteOfAKeyCounts) {
+    constexpr std::string_view kPrefix = "prefix";
+    std::vector<std::pair<std::string, std::string>> records;
+    for (char i = 0; i < 20; ++i) {
+        records.emplace_back(std::string(kPrefix) + std::string(7, '\0') + i, "value");
+    }
+    std::string bytes = table_test::EncodeRecords(records);
+    const auto isUniform = [&bytes](std::uint64_t number) {
+        const Page page(std::as_bytes(std::span(bytes)).data() + number * kPage);
+        return refstore::IsUniformLeaf(page, number, kPage);
+    };
+    std::uint64_t number = 2;
+    while (!isUniform(number)) {
+        ASSERT_LT(++number, bytes.size() / kPage);
+    }
+    const std::size_t third = bytes.find(records[2].first);
+    ASSERT_EQ(third / kPage, number);
+    for (std::size_t at = third; at < third + records[2].first.size(); ++at) {
+        bytes[at] = static_cast<char>(bytes[at] ^ 1);
+        EXPECT_FALSE(isUniform(number)) << at - third;
+        bytes[at] = static_cast<char>(bytes[at] ^ 1);
+    }
+    EXPECT_TRUE(isUniform(number));
+}
+
 TEST(TableRecords, AUniformLeafOfTheWrongRecordsIsDamage) {
     // Records that count up as extents do, but from a number too high, and one of them too many.
     const auto record = [](std::uint8_t sequence) {
