@@ -64,7 +64,7 @@ grep -oE 'key == "[a-z_]+"' refstore/config/settings_parser.cpp | cut -d'"' -f2 
 diff "$work/keys" <(sed -n 's/^| `\([a-z_]*\)` .*/\1/p' docs/formats/configuration.md)
 diff "$work/keys" <(sed -n 's/^#\([a-z_]*\) = .*/\1/p' packaging/config/jorv.toml)
 # Uncommented, it says what the page says the defaults are.
-diff <(sed -n 's/^| `[a-z_]*` |[^|]*| `\?\([^|`]*\)`\? |.*/\1/p' docs/formats/configuration.md | sed 's/ *$//') \
+diff <(sed -n 's/^| `[a-z_]*` |[^|]*| `\?\([^|`]*\)`\? |.*/\1/p' docs/formats/configuration.md | sed 's/ *$//' | tr -d '"') \
     <(sed -n 's/^#[a-z_]* = //p' packaging/config/jorv.toml | tr -d '"')
 # And the library takes it, which it would not with a wrong key or value.
 sed 's/^#\([a-z_]* = \)/\1/' packaging/config/jorv.toml >"$work/jorv.toml"

@@ -7,7 +7,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "jorvck/extent_checksum/read_buffer.h"
+#include "jorvck/extnode_check.h"
 #include "storage/exception.h"
 #include "storage/null_data_cache_management.h"
 #include "tests/fake/fake_table.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "jorvck/paths/tree_walk.h"
+#include "jorvck/tree_walk.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/unprivileged.h"
 

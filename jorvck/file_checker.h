@@ -5,11 +5,31 @@
 #include <set>
 #include <string>
 
-#include "jorvck/file_data/file_info.h"
 #include "storage/file_ext_map_mgr.h"
 #include "storage/null_data_cache_management.h"
 
 namespace Corvane::Kst::Marlow::JorvCk {
+
+/// Faults that a file can have; its summary line shows the number as "ec".
+enum CheckCode : std::int32_t {
+    kNoFault = 0,
+    kExtentsMissing = 4,  ///< the extent directory, or the data file in it, does not exist
+    kNoExtentPath = 5,
+    kSizesDiffer = 6,   ///< header and extent map record different sizes
+    kUnknownDcid = 7,   ///< an extent names a container that no volume has
+    kReservedDcid = 9,  ///< an extent carries a DCID below 64
+};
+
+/// One file's meta information, for the lines about it.
+struct FileInfo {
+    std::int64_t size = 0;       ///< bytes, as recorded in the header
+    std::int64_t mtim = 0;       ///< seconds since the epoch, as recorded in the header
+    std::uint64_t fg = 0;        ///< the header's value, passed through
+    std::string ext;             ///< extent directory
+    std::string path;            ///< relative to the header directory, beginning with "/"
+    bool extl = false;           ///< shown as "dev" when true and "local" when false
+    std::int32_t ec = kNoFault;  ///< a CheckCode
+};
 
 /// Checks one file of a share against the known data containers. A fresh object is made for every
 /// file by the worker that takes it, and used by that worker alone. Reports on standard error.
@@ -44,7 +64,7 @@ class FileChecker {
     };
 
     /// Loads what the file's header says into `info` and finds its extent directory; a MetaResult.
-    /// What is missing or does not load has been told.
+    /// Missing or unloadable headers and missing extents have already been reported.
     std::int32_t GetFileMetaInfo(const std::string& relPath, FileInfo* info);
 
     /// Writes the file's summary line.
@@ -53,11 +73,11 @@ class FileChecker {
     /// The path under which users see the file. Touches no file.
     [[nodiscard]] std::string GetSharePath(const std::string& relPath) const;
 
-  private:
+  protected:
     /// GetFileMetaInfo without its handler.
     std::int32_t LoadFileMetaInfo(const std::string& relPath, FileInfo* info);
 
-    /// The two halves of CheckExtentAndData behind the meta information.
+    /// The steps of CheckExtentAndData after the meta information.
     int OpenExtentMap(const std::string& relPath, FileInfo* info);
     void CheckTables(const std::string& relPath, FileInfo* info,
                      const std::set<std::uint64_t>& dcids);
@@ -68,7 +88,7 @@ class FileChecker {
     std::string shareId;
     std::int64_t ageLimitSeconds;
     jorv::NullDataCacheManagement nullCache;
-    /// Behind the null cache, so that it dies first.
+    /// After the null cache, so that it is destroyed first.
     std::unique_ptr<Jorv::FileExtMapMgr> extMapMgr;
 };
 

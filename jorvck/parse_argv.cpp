@@ -1,12 +1,11 @@
-#include "jorvck/driver/parse_argv.h"
+#include "jorvck/parse_argv.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <span>
 #include <string_view>
 
-#include "jorvck/console/console.h"
-#include "jorvck/driver/messages.h"
+#include "jorvck/console.h"
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
@@ -16,7 +15,7 @@ namespace {
 /// low 32 bits, and 0 for what is negative then.
 std::int32_t ParseHours(const char* word) {
     // atol on purpose: a word that is no number means 0 hours and no message.
-    const long number = std::atol(word);  // NOLINT(cert-err34-c)
+    const long number = std::atol(word);
     return std::max(static_cast<std::int32_t>(number), std::int32_t{0});
 }
 
@@ -41,7 +40,7 @@ bool EnvParam::ParseArgv(int argc, char** argv) {
         const bool hasNext = i + 1 < words.size();
         if (word == "--share_path" || word == "--share_id" || word == "--t") {
             if (!hasNext) {
-                // A value that is missing at the end is ignored: what stood before it decides.
+                // A value that is missing at the end is ignored: the words before it decide.
                 break;
             }
             // The next word is the value whatever it looks like, another option's name included.
@@ -68,9 +67,10 @@ bool EnvParam::ParseArgv(int argc, char** argv) {
 }
 
 void EnvParam::PrintUsage() {
-    for (const std::string_view line : kUsageLines) {
-        WriteErrorLine(line);
-    }
+    Write(lines::kUsage);
+    Write(lines::kUsageShare);
+    Write(lines::kUsageAge);
+    Write(lines::kUsageVerify);
 }
 
 }  // namespace Corvane::Kst::Marlow::JorvCk

@@ -1,4 +1,4 @@
-#include "jorvck/extent_checksum/sample_cksum.h"
+#include "jorvck/sample_cksum.h"
 
 #include <cstddef>
 

@@ -1,4 +1,4 @@
-#include "jorvck/storage_settings/storage_settings.h"
+#include "jorvck/storage_settings.h"
 
 #include <shared_mutex>
 

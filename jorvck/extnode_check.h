@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -9,10 +10,13 @@
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
+/// Size of the read buffer, and so of the longest local extent, in bytes.
+inline constexpr std::size_t kReadBufferSize = 131072;
+
 /// Extent node checksum check: reads the data of extents that are kept in storage-unit files and
-/// compares its sampled checksum with the recorded one. It sees the files of one chain of
-/// directories, from the map tree's root down, and of a table the extents up to the first failure.
-/// Reports on standard error. One thread at a time: all reads go through the one buffer.
+/// compares its sampled checksum with the recorded one. It checks the files of one chain of
+/// directories, from the map tree's root down, and each table up to its first failure. Reports on
+/// standard error. One thread at a time: all reads go through the one buffer.
 class ExtNodeCheck {
   public:
     /// @param root the share's path, ending in "/".

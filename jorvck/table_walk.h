@@ -6,14 +6,19 @@
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
+/// Containers have DCIDs from here on; those below are reserved.
+inline constexpr std::uint64_t kFirstContainerDcid = 64;
+
+/// The extent's data lies in the file's own storage-unit file.
+inline constexpr std::uint64_t kLocalDcid = 1;
+
 /// Hands the mapping tables of one file to `check`, from offset 0 on, until no table covers the
 /// offset or `check` returns other than 0, which is then the result; else 0. The file's size does
 /// not bound the walk.
 ///
-/// @param span  how many bytes further the next table is looked for; asked for behind every table
-///              that was found, before `check` sees it. ReadTableSpanBytes itself reads the setting
-///              afresh each time, FixedSpan once for all. Which of the two it is belongs to the
-///              check: the lock is taken as often.
+/// @param span  gives the number of bytes from one table to the next. Called after each table,
+///              before `check`. Pass ReadTableSpanBytes to read the setting (and take the lock) per
+///              table, FixedSpan to read it once.
 /// @param check an int from a CMappingTable*, which stays the manager's.
 template <typename Span, typename Check>
 int WalkTables(Jorv::FileExtMapMgr* manager, Span span, Check check) {

@@ -1,10 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <set>
 #include <string>
-
-#include "jorvck/threads/mutex.h"
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
@@ -36,42 +35,43 @@ class FileCheckManager {
     ///
     /// @return 0 when the volume was walked to its end, -1 when an error stopped the walk; what was
     ///         found until then stays.
-    std::int32_t LoadDataContainers(const std::string& volumePath) JORVCK_EXCLUDES(dcidMutex);
+    std::int32_t LoadDataContainers(const std::string& volumePath);
 
     /// Queues every header file below `headDir`.
-    void LoadHeaders(const std::string& headDir) JORVCK_EXCLUDES(queueMutex);
+    void LoadHeaders(const std::string& headDir);
 
     /// Body of a worker: takes files off the queue until it is empty.
-    void CheckTask() JORVCK_EXCLUDES(queueMutex);
+    void CheckTask();
 
-  private:
+  protected:
     /// Start the threads of a phase and join them all.
     void RunLoaders();
     void RunWorkers();
 
-    /// Takes the smallest path off the queue, which is not empty, and prints progress. False when
-    /// that failed and has been told.
-    bool TakeFile(std::string* relPath) JORVCK_REQUIRES(queueMutex);
+    /// Takes the smallest path off the queue, which is not empty, and prints progress. Called with
+    /// queueMutex held. False when that failed and has been reported.
+    bool TakeFile(std::string* relPath);
 
-    /// Checks one file with a checker of its own. Nothing is locked meanwhile, and nothing that
-    /// goes wrong keeps the worker from the next file.
-    void CheckFile(const std::string& relPath) JORVCK_EXCLUDES(queueMutex);
+    /// Checks one file with a checker of its own. No lock is held meanwhile, and no failure keeps
+    /// the worker from the next file.
+    void CheckFile(const std::string& relPath);
 
-    // What has no guard is set before any thread starts that reads it, and constant afterwards.
+    // Members without a mutex are set before the threads start that read them.
 
     std::string shareMetaDir;
     std::string shareId;
     std::set<std::string> volumes;
-    /// Header paths relative to the header directory, still to check.
-    std::set<std::string> headers JORVCK_GUARDED_BY(queueMutex);
-    /// Containers found. Guarded while the loaders run; nothing changes it afterwards, and the
-    /// workers read it without a lock.
-    std::set<std::uint64_t> dcids JORVCK_GUARDED_BY(dcidMutex);
-    Mutex dcidMutex;
-    Mutex queueMutex;
+    /// Header paths relative to the header directory, still to check. Guarded by queueMutex while
+    /// the workers run.
+    std::set<std::string> headers;
+    /// Containers found. Guarded by dcidMutex while the loaders run; nothing changes it afterwards,
+    /// and the workers read it without a lock.
+    std::set<std::uint64_t> dcids;
+    std::mutex dcidMutex;
+    std::mutex queueMutex;
     std::int64_t ageLimitSeconds = 0;
-    std::uint64_t totalFiles JORVCK_GUARDED_BY(queueMutex) = 0;
-    std::uint64_t checkedFiles JORVCK_GUARDED_BY(queueMutex) = 0;
+    std::uint64_t totalFiles = 0;
+    std::uint64_t checkedFiles = 0;  ///< taken by the workers; guarded by queueMutex
 };
 
 }  // namespace Corvane::Kst::Marlow::JorvCk
