@@ -4,8 +4,8 @@
 
 #include <memory>
 
-#include "jorvshare/interrupt/interrupt.h"
 #include "jorvshare/site/directory.h"
+#include "terminal/interrupt.h"
 
 namespace jorvshare::damage {
 
@@ -19,7 +19,7 @@ void AddFiles(const std::string& directory, const std::string& prefix,
               std::vector<std::string>* files) {
     bool opened = false;
     for (const ListedEntry& entry : InListingOrder(directory, &opened)) {
-        CheckInterrupt();
+        terminal::CheckInterrupt();
         const std::string path = Join(directory, entry.name);
         if (KindOf(path) == EntryKind::kDirectory) {
             AddFiles(path, prefix + entry.name + "/", files);

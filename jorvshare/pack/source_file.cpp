@@ -8,9 +8,9 @@
 #include <cerrno>
 #include <utility>
 
-#include "jorvshare/interrupt/interrupt.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "terminal/interrupt.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -24,11 +24,11 @@ SourceFile::SourceFile(std::string path)
         if (descriptor_ >= 0) {
             ::close(descriptor_);
         }
-        throw ToolError(wording::Errno(path_, code));
+        throw terminal::ToolError(wording::Errno(path_, code));
     }
     if (!S_ISREG(attributes.st_mode)) {
         ::close(descriptor_);
-        throw ToolError(wording::FileChanged(path_));
+        throw terminal::ToolError(wording::FileChanged(path_));
     }
     size_ = attributes.st_size;
     seconds_ = attributes.st_mtim.tv_sec;
@@ -48,7 +48,7 @@ void SourceFile::ForEachPiece(const Piece& piece) {
         offset = Seek(offset, SEEK_DATA, offset);
         const std::int64_t end = std::min(size_, Seek(offset, SEEK_HOLE, size_));
         while (offset < end) {
-            CheckInterrupt();
+            terminal::CheckInterrupt();
             const std::int64_t next = std::min(end, (offset / kGrid + 1) * kGrid);
             piece(static_cast<std::uint64_t>(offset),
                   Read(offset, static_cast<std::size_t>(next - offset)));
@@ -58,7 +58,7 @@ void SourceFile::ForEachPiece(const Piece& piece) {
     // Behind the end of a file that has become shorter there seems to be only a hole.
     struct stat attributes = {};
     if (::fstat(descriptor_, &attributes) != 0 || attributes.st_size < size_) {
-        throw ToolError(wording::FileChanged(path_));
+        throw terminal::ToolError(wording::FileChanged(path_));
     }
 }
 
@@ -74,7 +74,7 @@ std::int64_t SourceFile::Seek(std::int64_t offset, int whence, std::int64_t othe
         return size_;  // only a hole is left
     }
     if (errno != EINVAL && errno != EOPNOTSUPP) {
-        throw ToolError(wording::Errno(path_, errno));
+        throw terminal::ToolError(wording::Errno(path_, errno));
     }
     return otherwise;
 }
@@ -89,11 +89,11 @@ std::span<const std::byte> SourceFile::Read(std::int64_t offset, std::size_t len
             continue;
         }
         if (got < 0) {
-            throw ToolError(wording::Errno(path_, errno));
+            throw terminal::ToolError(wording::Errno(path_, errno));
         }
         // Zeros in place of what was there would be a silent loss.
         if (got == 0) {
-            throw ToolError(wording::FileChanged(path_));
+            throw terminal::ToolError(wording::FileChanged(path_));
         }
         done += static_cast<std::size_t>(got);
     }

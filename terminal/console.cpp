@@ -1,14 +1,13 @@
-#include "jorvshare/report/console.h"
+#include "terminal/console.h"
 
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "jorvshare/report/one_line.h"
-#include "jorvshare/report/tool_error.h"
-#include "jorvshare/report/wording.h"
+#include "terminal/one_line.h"
+#include "terminal/tool_error.h"
 
-namespace jorvshare {
+namespace terminal {
 
 namespace {
 
@@ -31,24 +30,24 @@ int WriteAll(int descriptor, std::string_view text) {
 void PrintResult(std::string_view text) {
     const int code = WriteAll(STDOUT_FILENO, text);
     if (code != 0) {
-        throw ToolError(wording::Errno("standard output", code));
+        throw ToolError(Errno("standard output", code));
     }
 }
 
-void PrintSummary(const std::string& message) {
+void PrintSummary(std::string_view message) {
     PrintResult(OneLine(message) + "\n");
 }
 
-void PrintWarning(const std::string& message) {
-    PrintDiagnostic("jorvshare: warning: " + OneLine(message) + "\n");
+void PrintWarning(std::string_view program, std::string_view message) {
+    PrintDiagnostic(std::string(program) + ": warning: " + OneLine(message) + "\n");
 }
 
-void PrintError(const std::string& message) {
-    PrintDiagnostic("jorvshare: " + OneLine(message) + "\n");
+void PrintError(std::string_view program, std::string_view message) {
+    PrintDiagnostic(std::string(program) + ": " + OneLine(message) + "\n");
 }
 
 void PrintDiagnostic(std::string_view text) {
     WriteAll(STDERR_FILENO, text);
 }
 
-}  // namespace jorvshare
+}  // namespace terminal
