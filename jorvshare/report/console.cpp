@@ -3,35 +3,18 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <span>
 
 #include "jorvshare/report/one_line.h"
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "refstore/base/posix.h"
 
 namespace jorvshare {
 
-namespace {
-
-int WriteAll(int descriptor, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t put = ::write(descriptor, text.data(), text.size());
-        if (put < 0 && errno == EINTR) {
-            continue;
-        }
-        if (put < 0) {
-            return errno;
-        }
-        text.remove_prefix(static_cast<std::size_t>(put));
-    }
-    return 0;
-}
-
-}  // namespace
-
 void PrintResult(std::string_view text) {
-    const int code = WriteAll(STDOUT_FILENO, text);
-    if (code != 0) {
-        throw ToolError(wording::Errno("standard output", code));
+    if (!refstore::WriteAll(STDOUT_FILENO, std::as_bytes(std::span(text)))) {
+        throw ToolError(wording::Errno("standard output", errno));
     }
 }
 
@@ -48,7 +31,7 @@ void PrintError(const std::string& message) {
 }
 
 void PrintDiagnostic(std::string_view text) {
-    WriteAll(STDERR_FILENO, text);
+    refstore::WriteAll(STDERR_FILENO, std::as_bytes(std::span(text)));
 }
 
 }  // namespace jorvshare
