@@ -7,12 +7,12 @@
 #include <filesystem>
 
 #include "jorvshare/damage/change.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
 #include "refstore/table/table_environment.h"
 #include "refstore/table/table_writer.h"
 #include "storage/exception.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare::damage {
 
@@ -23,7 +23,7 @@ class TemporaryDirectory {
     TemporaryDirectory()
         : path_((std::filesystem::temp_directory_path() / "jorvshare-XXXXXX").string()) {
         if (::mkdtemp(path_.data()) == nullptr) {
-            throw ToolError(wording::Errno(path_, errno));
+            throw terminal::ToolError(wording::Errno(path_, errno));
         }
     }
     ~TemporaryDirectory() { RemoveTree(path_); }

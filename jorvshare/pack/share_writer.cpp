@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "jorvshare/pack/local_store.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
 #include "refstore/base/file_writer.h"
@@ -14,6 +13,7 @@
 #include "refstore/fingerprint/sha256.h"
 #include "refstore/header/header_writer.h"
 #include "refstore/table/table_writer.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -33,7 +33,7 @@ bool Lists(const refstore::TableRecord& table, std::uint64_t dcid) {
 }  // namespace
 
 ShareWriter::ShareWriter(ShareTarget target, const SharedData* shared, ContainerStore* containers,
-                         Progress* progress)
+                         terminal::Progress* progress)
     : target_(std::move(target)), shared_(shared), containers_(containers), progress_(progress) {
     MakeDirectory(target_.share.root);
     MakeDirectory(target_.share.HeadDir());
@@ -56,7 +56,7 @@ void ShareWriter::AddFile(const std::string& sourcePath, const std::string& rela
             refstore::WriteNewFile(target_.share.Map(relative),
                                    refstore::EncodeExtents(kTransId, extents));
         } catch (const std::length_error& error) {
-            throw ToolError(wording::At(sourcePath, error.what()));
+            throw terminal::ToolError(wording::At(sourcePath, error.what()));
         }
     }
     ++files_;
@@ -97,7 +97,7 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
     const std::uint64_t span = target_.tableSpan;
     const std::uint64_t count = std::max<std::uint64_t>(1, length / span + (length % span != 0));
     if (count > kMaxTables) {
-        throw ToolError(wording::TooManyTables(relative, count));
+        throw terminal::ToolError(wording::TooManyTables(relative, count));
     }
     refstore::TableDirectoryRecord record;
     record.fileSize = size;

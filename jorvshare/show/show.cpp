@@ -6,7 +6,6 @@
 #include <cstring>
 #include <memory>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/show/json_writer.h"
 #include "jorvshare/show/text_writer.h"
@@ -21,6 +20,7 @@
 #include "refstore/image/image_kind.h"
 #include "refstore/image/image_record.h"
 #include "refstore/table/table_environment.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -186,7 +186,7 @@ void ShowAny(const std::string& path, FieldWriter* out) {
     const std::size_t slash = path.rfind('/');
     // A user file may have this name as well: its extent file has been recognised above.
     if (path.substr(slash == std::string::npos ? 0 : slash + 1) != kTableFile) {
-        throw ToolError(wording::UnknownKind(path));
+        throw terminal::ToolError(wording::UnknownKind(path));
     }
     ShowTables(ParentOf(path), out);
 }

@@ -1,6 +1,6 @@
 #include "jorvshare/make/recipe.h"
-#include "jorvshare/report/one_line.h"
-#include "jorvshare/report/tool_error.h"
+#include "terminal/one_line.h"
+#include "terminal/tool_error.h"
 #include "tests/fuzz/fuzz_input.h"
 
 namespace {

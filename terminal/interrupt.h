@@ -3,7 +3,7 @@
 #include <array>
 #include <csignal>
 
-namespace jorvshare {
+namespace terminal {
 
 /// Thrown by CheckInterrupt; not derived from std::exception, so that no handler takes it for a
 /// failure of the work at hand.
@@ -37,4 +37,4 @@ void FinishRegardless();
 /// Ends the process by `signal`, as if it had never been caught.
 [[noreturn]] void DieOf(int signal);
 
-}  // namespace jorvshare
+}  // namespace terminal

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace jorvshare {
+namespace terminal {
 
 /// A message as one line, whatever bytes the names in it hold: a line end as "\n", a carriage
 /// return as "\r", a tab as "\t", other control characters as "\x" with two hexadecimal digits, and
@@ -11,4 +11,4 @@ namespace jorvshare {
 /// are.
 std::string OneLine(std::string_view message);
 
-}  // namespace jorvshare
+}  // namespace terminal

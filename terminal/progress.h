@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace jorvshare {
+namespace terminal {
 
 /// Progress bar on standard error, shown only when that is a terminal and wiped at the end. One
 /// thread.
@@ -29,4 +29,4 @@ class Progress {
     std::chrono::steady_clock::time_point next_;
 };
 
-}  // namespace jorvshare
+}  // namespace terminal

@@ -1,6 +1,6 @@
-#include "jorvshare/report/one_line.h"
+#include "terminal/one_line.h"
 
-namespace jorvshare {
+namespace terminal {
 
 std::string OneLine(std::string_view message) {
     constexpr std::string_view digits = "0123456789abcdef";
@@ -27,4 +27,4 @@ std::string OneLine(std::string_view message) {
     return line;
 }
 
-}  // namespace jorvshare
+}  // namespace terminal

@@ -1,8 +1,8 @@
-#include "jorvshare/interrupt/interrupt.h"
+#include "terminal/interrupt.h"
 
 #include <cstdlib>
 
-namespace jorvshare {
+namespace terminal {
 
 namespace {
 
@@ -70,4 +70,4 @@ void DieOf(int signal) {
     ::_Exit(128 + signal);
 }
 
-}  // namespace jorvshare
+}  // namespace terminal

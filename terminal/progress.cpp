@@ -1,13 +1,13 @@
-#include "jorvshare/report/progress.h"
+#include "terminal/progress.h"
 
 #include <unistd.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "jorvshare/report/console.h"
+#include "terminal/console.h"
 
-namespace jorvshare {
+namespace terminal {
 
 namespace {
 
@@ -47,4 +47,4 @@ void Progress::Draw() {
                     std::to_string(static_cast<int>(part * 100)) + "%");
 }
 
-}  // namespace jorvshare
+}  // namespace terminal

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-namespace jorvshare {
+namespace terminal {
 
 /// A run that cannot go on, for a reason that the user can act upon: a message without a line end
 /// of its own. Names in it are raw; PrintError makes it one line.
@@ -20,4 +20,7 @@ class ToolError : public std::exception {
     std::string message_;
 };
 
-}  // namespace jorvshare
+/// "<path>: <system's text> (errno <code>)"
+std::string Errno(const std::string& path, int code);
+
+}  // namespace terminal

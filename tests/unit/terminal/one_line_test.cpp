@@ -1,10 +1,10 @@
-#include "jorvshare/report/one_line.h"
+#include "terminal/one_line.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using jorvshare::OneLine;
+using terminal::OneLine;
 
 TEST(OneLine, PrintableTextAndBytesAbove127StandAsTheyAre) {
     std::string text;
