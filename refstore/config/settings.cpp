@@ -62,7 +62,7 @@ Settings ReadSettings(const std::string& path) {
         }
         throw Exception(path + ": " + Reason(failure.GetErrorNumber()));
     }
-    return ParseSettings({reinterpret_cast<const char*>(bytes.data.get()), bytes.size}, path);
+    return ParseSettings(bytes.Text(), path);
 }
 
 const Settings& GetSettings() {
