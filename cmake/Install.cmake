@@ -58,7 +58,9 @@ add_custom_command(OUTPUT ${manual}
     COMMAND jorv_line_sections ${PROJECT_SOURCE_DIR}/man/jorvck.8.in ${manual}
     DEPENDS ${PROJECT_SOURCE_DIR}/man/jorvck.8.in jorv_line_sections VERBATIM)
 file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/man)
-set(manuals ${manual})
+# Whoever builds the checker alone can install it.
+add_custom_target(jorvck_manual DEPENDS ${manual})
+add_dependencies(jorvck jorvck_manual)
 install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT jorvck)
 install(FILES packaging/completion/jorvck DESTINATION ${completions} COMPONENT jorvck)
 
@@ -76,7 +78,6 @@ install(FILES packaging/systemd/default RENAME jorvck
     DESTINATION ${etc}/default COMPONENT jorvck)
 
 if(NOT JORVCK_STORAGE STREQUAL "reference")
-    add_custom_target(manuals ALL DEPENDS ${manuals})
     return()
 endif()
 # The library reads it in /etc and nowhere else; where that is not installed to, it is an example.
@@ -102,6 +103,7 @@ foreach(page IN LISTS pages)
     install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT jorvck)
 endforeach()
 add_custom_target(manuals ALL DEPENDS ${manuals})
+add_dependencies(manuals jorvck_manual)
 
 # --- jorvshare ---------------------------------------------------------------------------------
 install(TARGETS jorvshare RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT jorvshare)
