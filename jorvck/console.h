@@ -19,12 +19,12 @@ class PrintedLine {
   public:
     /// Converts on purpose, so that a line is written as it is named.
     consteval PrintedLine(const lines::Line& line) : line_(line) {
-        constexpr std::size_t count = sizeof...(Values);
-        constexpr std::array<bool, count> isNumber = {std::integral<Values>...};
+        constexpr std::size_t kCount = sizeof...(Values);
+        constexpr std::array<bool, kCount> kIsNumber = {std::integral<Values>...};
         bool fits = lines::IsListed(line) && line.kind != lines::Kind::kNeverPrinted &&
-                    lines::CountValues(line) == count;
-        for (std::size_t i = 0; i < count; ++i) {
-            fits = fits && line.values.at(i).isNumber == isNumber.at(i);
+                    lines::CountValues(line) == kCount;
+        for (std::size_t i = 0; i < kCount; ++i) {
+            fits = fits && line.values.at(i).isNumber == kIsNumber.at(i);
         }
         if (!fits) {
             throw "the line is not listed, never printed, or takes other values";
@@ -41,15 +41,19 @@ class PrintedLine {
 class ValueText {
   public:
     explicit ValueText(std::string_view text) : text_(text) {}
-    explicit ValueText(std::integral auto number)
-        : text_(digits_.data(), std::to_chars(digits_.begin(), digits_.end(), number).ptr) {}
+    explicit ValueText(std::integral auto number) {
+        const char* const end = std::to_chars(digits_.begin(), digits_.end(), number).ptr;
+        text_ = {digits_.data(), end};
+    }
     ValueText(const ValueText&) = delete;
     ValueText& operator=(const ValueText&) = delete;
 
     [[nodiscard]] std::string_view Get() const { return text_; }
 
   private:
-    std::array<char, 20> digits_;  // as long as the longest number of 64 bits
+    static constexpr std::size_t kMostDigits = 20;  // a number of 64 bits, its sign included
+
+    std::array<char, kMostDigits> digits_ = {};
     std::string_view text_;
 };
 
