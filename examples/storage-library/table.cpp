@@ -77,7 +77,7 @@ std::int32_t TextTable::GetDcidList(std::vector<DcidEntry>* dcids,
                                     std::unique_ptr<BloomFilter>* filter) {
     dcids->clear();
     auto impl = std::make_unique<BloomFilter::Impl>();
-    for (const TextExt& extent : extents_) {
+    for (TextExt& extent : extents_) {
         dcids->emplace_back(extent.GetDCID().dcid, 0);
         impl->fingerprints.push_back(extent.GetDCID().fp);
     }
