@@ -13,7 +13,7 @@ void WriteBytes(std::ostream& stream, std::string_view bytes) {
     stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     stream.flush();
     if (stream.fail()) {
-        // Else one moment of a full disk would silence the stream for good.
+        // Clear the error, or one full disk would silence the stream for good.
         stream.clear();
     }
 }

@@ -12,12 +12,12 @@
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
-/// A line of the catalogue for values of the given types. Made while compiling, and refused there
-/// when the catalogue does not list the line, never prints it, or wants other values.
+/// A catalogue line together with the types of its values. Constructed at compile time; compilation
+/// fails when the line is not listed, is never printed, or takes other values.
 template <typename... Values>
 class PrintedLine {
   public:
-    /// Converts on purpose, so that a line is written as it is named.
+    /// Implicit, so that Write takes the line itself.
     consteval PrintedLine(const lines::Line& line) : line_(line) {
         constexpr std::size_t kCount = sizeof...(Values);
         constexpr std::array<bool, kCount> kIsNumber = {std::integral<Values>...};
@@ -37,7 +37,7 @@ class PrintedLine {
     const lines::Line& line_;
 };
 
-/// The text of one value, for the life of the value and of this object.
+/// One value as text; valid while both the value and this object live.
 class ValueText {
   public:
     explicit ValueText(std::string_view text) : text_(text) {}
@@ -57,7 +57,7 @@ class ValueText {
     std::string_view text_;
 };
 
-/// Write without the check of its arguments.
+/// Writes without checking the number and kind of the values; called by Write alone.
 void WriteText(const lines::Line& line, std::span<const std::string_view> values);
 
 /// The one way in which the checker prints: writes the line, its values in place, to the line's
@@ -69,6 +69,7 @@ void WriteText(const lines::Line& line, std::span<const std::string_view> values
 /// pipe that nobody reads any more ends the process by SIGPIPE, as it ends every filter.
 template <typename... Values>
 void Write(PrintedLine<std::type_identity_t<Values>...> line, const Values&... values) {
+    // The lambda's parameters keep the texts alive during the write.
     [&line](const auto&... texts) {
         const std::array<std::string_view, sizeof...(texts)> all = {texts.Get()...};
         WriteText(line.Get(), all);

@@ -19,7 +19,6 @@
 #include "storage/exception.h"
 #include "storage/extent_file.h"
 #include "storage/file_ext_map_mgr.h"
-#include "storage/null_data_cache_management.h"
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
@@ -34,9 +33,9 @@ struct CloseDirectory {
     void operator()(DIR* directory) const { ::closedir(directory); }
 };
 
-/// Whether an entry counts as a directory by its type code. A bit test, not a comparison: it holds
-/// for block devices, sockets and whiteouts as well. None of them belongs into a map tree, and
-/// opening them as directories gives the line that says so.
+/// Whether the type code has the directory bit. A bit test, not a comparison: block devices,
+/// sockets and whiteouts have it too. None belongs in a map tree, and opening it as a directory
+/// prints the line that reports it.
 bool HasDirectoryBit(const dirent64& entry) {
     constexpr unsigned kDirectoryBit = 4;
     return (entry.d_type & kDirectoryBit) != 0;
@@ -46,14 +45,14 @@ struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-/// Clears the part of the buffer that was read into, however the read ended: data of one extent
-/// must not take part in the next one's checksum. The rest of the buffer is clear already.
-class BufferHold {
+/// Clears the bytes that may have been read into, on every way out: the buffer is all zero between
+/// reads.
+class ClearOnExit {
   public:
-    explicit BufferHold(std::span<unsigned char> buffer) : buffer_(buffer) {}
-    ~BufferHold() { std::fill(buffer_.begin(), buffer_.end(), 0); }
-    BufferHold(const BufferHold&) = delete;
-    BufferHold& operator=(const BufferHold&) = delete;
+    explicit ClearOnExit(std::span<unsigned char> buffer) : buffer_(buffer) {}
+    ~ClearOnExit() { std::fill(buffer_.begin(), buffer_.end(), 0); }
+    ClearOnExit(const ClearOnExit&) = delete;
+    ClearOnExit& operator=(const ClearOnExit&) = delete;
 
   private:
     std::span<unsigned char> buffer_;
@@ -86,15 +85,14 @@ std::optional<ExtNodeCheck::DirectoryPair> ExtNodeCheck::CheckDirectory(
     const DirectoryPair& directory, int* result) {
     const std::unique_ptr<DIR, CloseDirectory> listing(::opendir(directory.mapDir.c_str()));
     if (listing == nullptr) {
-        // The line names the current entry, of which there is none yet: it ends in its blank. The
-        // directory is left out on purpose.
+        // The line ends after its blank: it names the current entry, and there is none yet.
+        // Deliberately not the directory.
         Write(lines::kChecksumFailed, "");
         *result = -1;
         return std::nullopt;
     }
-    // Only the map directory is tested for a final "/", and the storage-unit directory gets the
-    // same separator whatever it ends in. Testing both would read another storage unit where the
-    // two differ, and the lines about it would change.
+    // Only the map directory is tested for a final "/", and both get the same separator.
+    // Deliberate: testing both would read a different storage unit where they differ.
     const std::string_view separator = directory.mapDir.ends_with('/') ? "" : "/";
     // An error part-way through a listing counts as its end.
     while (const dirent64* const entry = ::readdir64(listing.get())) {
@@ -102,9 +100,9 @@ std::optional<ExtNodeCheck::DirectoryPair> ExtNodeCheck::CheckDirectory(
         DirectoryPair paths{directory.mapDir, directory.stuDir};
         paths.mapDir.append(separator).append(name);
         paths.stuDir.append(separator).append(name);
-        // The walk follows the first directory that it meets and never comes back for the entries
-        // that the listing had yet to yield. Kept: scripts read these lines, and a walk that came
-        // back would print some for files that this check has never reported on.
+        // The walk follows the first directory and never returns for the remaining entries.
+        // Deliberate: scripts rely on the lines, and returning would add lines about files that
+        // were never checked.
         if (HasDirectoryBit(*entry)) {
             if (name == "." || name == "..") {
                 continue;
@@ -133,16 +131,17 @@ std::string ExtNodeCheck::HeadPath(const std::string& mapPath) const {
 }
 
 void ExtNodeCheck::ExtNodeCheck_Cksum_File(const std::string& mapPath, const std::string& stuPath) {
+    jorv::NullDataCacheManagement nullCache;
     if (Jorv::JorvConfig::GetInstance()->useFileExtMap == 0) {
-        CheckExtentFile(mapPath, stuPath);
+        CheckExtentFile(mapPath, stuPath, &nullCache);
     } else {
-        CheckExtentMap(mapPath, stuPath);
+        CheckExtentMap(mapPath, stuPath, &nullCache);
     }
 }
 
-void ExtNodeCheck::CheckExtentFile(const std::string& mapPath, const std::string& stuPath) {
-    jorv::NullDataCacheManagement nullCache;
-    const std::unique_ptr<Jorv::CMappingTable> table(Jorv::CreateMappingTable(&nullCache, ""));
+void ExtNodeCheck::CheckExtentFile(const std::string& mapPath, const std::string& stuPath,
+                                   jorv::NullDataCacheManagement* nullCache) {
+    const std::unique_ptr<Jorv::CMappingTable> table(Jorv::CreateMappingTable(nullCache, ""));
     Jorv::ExtentFile extentFile(table.get());
     extentFile.Load(mapPath);
     // After the load: a file that does not load has only the walk's error line.
@@ -150,14 +149,15 @@ void ExtNodeCheck::CheckExtentFile(const std::string& mapPath, const std::string
     ExtNodeCheck_Cksum_File_Table(table.get(), mapPath, stuPath);
 }
 
-void ExtNodeCheck::CheckExtentMap(const std::string& mapPath, const std::string& stuPath) {
-    jorv::NullDataCacheManagement nullCache;
-    Jorv::FileExtMapMgr manager(mapPath, "", nullptr, &nullCache);
-    // An entry without its extent directory, or without a header file, is no file of this layout.
+void ExtNodeCheck::CheckExtentMap(const std::string& mapPath, const std::string& stuPath,
+                                  jorv::NullDataCacheManagement* nullCache) {
+    const std::string headPath = HeadPath(mapPath);
+    Jorv::FileExtMapMgr manager(mapPath, "", nullptr, nullCache);
+    // An entry without extent directory or header file is skipped silently.
     if (!fs::is_directory(mapPath)) {
         return;
     }
-    const fs::file_status head = fs::status(HeadPath(mapPath));
+    const fs::file_status head = fs::status(headPath);
     if (!fs::exists(head) || fs::is_directory(head)) {
         return;
     }
@@ -170,27 +170,26 @@ void ExtNodeCheck::CheckExtentMap(const std::string& mapPath, const std::string&
 int ExtNodeCheck::ExtNodeCheck_Cksum_File_Table(Jorv::CMappingTable* table,
                                                 const std::string& mapPath,
                                                 const std::string& stuPath) {
-    bool isTested = false;
+    bool isFifoTested = false;
     for (auto cursor = table->begin(); !cursor.Equals(table->end()); cursor.Next()) {
-        Jorv::Ext* const extent = cursor.operator->();
+        Jorv::Ext* const extent = cursor.Current();
         const std::uint64_t start = extent->GetStartOffset();
         const std::uint64_t end = extent->GetEndOffset();
         const std::int64_t dataOffset = extent->GetDataOffset();
         const std::uint64_t dcid = extent->GetDCID().dcid;
         const std::uint64_t soRef = extent->GetSORef();
-        // Announced only: storage objects and containers are not read here.
+        // Only announced: data outside the storage unit is not read here.
         if (soRef != 0 || dcid >= kFirstContainerDcid) {
             Write(lines::kStorageObject);
         }
         if (dcid != kLocalDcid) {
             continue;
         }
-        // Tested once per table: a path that becomes a FIFO between two extents is not worth a
-        // call per extent.
-        if (!isTested && IsFifo(stuPath)) {
+        // Once per table: a test per extent would cost one system call each.
+        if (!isFifoTested && IsFifo(stuPath)) {
             return -1;
         }
-        isTested = true;
+        isFifoTested = true;
         if (CheckLocalExtent(extent, start, end, dataOffset, mapPath, stuPath) != 0) {
             return -1;
         }
@@ -201,19 +200,18 @@ int ExtNodeCheck::ExtNodeCheck_Cksum_File_Table(Jorv::CMappingTable* table,
 int ExtNodeCheck::CheckLocalExtent(Jorv::Ext* extent, std::uint64_t start, std::uint64_t end,
                                    std::int64_t dataOffset, const std::string& mapPath,
                                    const std::string& stuPath) {
-    // Opened anew for every extent, so that no handle outlives one.
+    // Opened for each extent and closed before the next.
     const std::unique_ptr<std::FILE, CloseFile> file(::fopen64(stuPath.c_str(), "rb"));
     if (file == nullptr) {
-        // Silent on purpose: a storage unit that cannot be opened ends the table without a line.
-        // Scripts read these lines, and one more would be a finding that they do not know.
+        // Deliberately silent: a script that reads these lines would not know one more.
         return -1;
     }
-    // Longer than the buffer, or with its end before its start (a length that wraps): a sound share
-    // has no such extent. It is reported as unreadable, and nothing is read.
+    // Too long for the buffer, or inverted (the length wraps). A sound share has no such extent:
+    // report it as unreadable and read nothing.
     const std::uint64_t length = end - start;
     const std::span<unsigned char> buffer(readBuffer.get(), length <= kReadBufferSize ? length : 0);
-    const BufferHold hold(buffer);
-    // One read straight into the buffer; the stream's own would be made and freed for it.
+    const ClearOnExit hold(buffer);
+    // Unbuffered: fread reads straight into the buffer, and the stream allocates none.
     std::setvbuf(file.get(), nullptr, _IONBF, 0);
     if (::fseeko64(file.get(), dataOffset, SEEK_SET) != 0) {
         Write(lines::kSeekFailed, mapPath);
@@ -228,7 +226,8 @@ int ExtNodeCheck::CheckLocalExtent(Jorv::Ext* extent, std::uint64_t start, std::
         return -1;
     }
     // A short read is no error: the checksum covers what was there.
-    if (ComputeSampleCksum(buffer.first(count)) != extent->GetCksum()) {
+    const std::uint64_t cksum = ComputeSampleCksum(buffer.first(count));
+    if (cksum != extent->GetCksum()) {
         Write(lines::kChecksumFailed, mapPath);
         return -1;
     }

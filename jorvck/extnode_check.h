@@ -7,6 +7,7 @@
 #include <string>
 
 #include "storage/mapping_table.h"
+#include "storage/null_data_cache_management.h"
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
@@ -45,20 +46,22 @@ class ExtNodeCheck {
         std::string stuDir;
     };
 
-    /// Lists one directory and checks its files up to the first subdirectory, which it returns;
-    /// none when the listing came to its end. `result` receives what the walk returns then.
+    /// Checks the files of one directory up to its first subdirectory, and returns that. At the end
+    /// of the listing returns none and sets `result`.
     std::optional<DirectoryPair> CheckDirectory(const DirectoryPair& directory, int* result);
 
-    /// As ExtNodeCheck_Cksum_File, for each of the two layouts.
-    void CheckExtentFile(const std::string& mapPath, const std::string& stuPath);
-    void CheckExtentMap(const std::string& mapPath, const std::string& stuPath);
+    /// ExtNodeCheck_Cksum_File for the layout of extent files and of mapping tables.
+    void CheckExtentFile(const std::string& mapPath, const std::string& stuPath,
+                         jorv::NullDataCacheManagement* nullCache);
+    void CheckExtentMap(const std::string& mapPath, const std::string& stuPath,
+                        jorv::NullDataCacheManagement* nullCache);
 
     /// Reads one local extent back and compares checksums: 0, or -1 when a failure ends the table.
     int CheckLocalExtent(Jorv::Ext* extent, std::uint64_t start, std::uint64_t end,
                          std::int64_t dataOffset, const std::string& mapPath,
                          const std::string& stuPath);
 
-    /// The path in the head tree that belongs to a path in the map tree.
+    /// The header's path for a path in the map tree.
     [[nodiscard]] std::string HeadPath(const std::string& mapPath) const;
 
     std::unique_ptr<unsigned char[]> readBuffer;

@@ -33,26 +33,12 @@ std::string Quoted(const fs::path& path) {
     return text.str();
 }
 
-/// Threads that are joined in the order in which they were started, on every way out.
-class JoinedThreads {
-  public:
-    explicit JoinedThreads(std::size_t count) { threads_.reserve(count); }
-    ~JoinedThreads() {
-        for (std::thread& thread : threads_) {
-            thread.join();
-        }
+/// Joins the threads in the order in which they were started.
+void JoinAll(std::vector<std::jthread>* threads) {
+    for (std::jthread& thread : *threads) {
+        thread.join();
     }
-    JoinedThreads(const JoinedThreads&) = delete;
-    JoinedThreads& operator=(const JoinedThreads&) = delete;
-
-    template <typename Body>
-    void Start(Body body) {
-        threads_.emplace_back(std::move(body));
-    }
-
-  private:
-    std::vector<std::thread> threads_;
-};
+}
 
 }  // namespace
 
@@ -147,18 +133,22 @@ void FileCheckManager::LoadHeaders(const std::string& headDir) {
 }
 
 void FileCheckManager::RunLoaders() {
-    JoinedThreads loaders(volumes.size());
+    std::vector<std::jthread> loaders;
+    loaders.reserve(volumes.size());
     for (const std::string& volume : volumes) {
-        loaders.Start([this, volume] { LoadDataContainers(volume); });
+        loaders.emplace_back([this, volume] { LoadDataContainers(volume); });
     }
+    JoinAll(&loaders);
 }
 
 void FileCheckManager::RunWorkers() {
     // One worker per volume: without a volume no file is checked.
-    JoinedThreads workers(volumes.size());
+    std::vector<std::jthread> workers;
+    workers.reserve(volumes.size());
     for (std::size_t i = 0; i < volumes.size(); ++i) {
-        workers.Start([this] { CheckTask(); });
+        workers.emplace_back([this] { CheckTask(); });
     }
+    JoinAll(&workers);
 }
 
 void FileCheckManager::CheckTask() {
@@ -194,7 +184,7 @@ bool FileCheckManager::TakeFile(std::string* relPath) {
         }
         return true;
     } catch (...) {
-        // Printed under the lock, which is held to take a file anyway.
+        // Still under the lock: there is nothing else to do before the next take.
         Write(lines::kCheckGotError, *relPath);
         return false;
     }

@@ -28,7 +28,7 @@ class FileCheckManager {
     /// check, leave by exception, after the threads that were started have been joined.
     void CheckShare(const std::string& id, long hours);
 
-    /// Fills the list of volumes; leaves it alone when the storage table cannot be read.
+    /// Fills the list of volumes; unchanged when the storage table cannot be read.
     void LoadVolumeList();
 
     /// Adds the DCIDs of all data containers below `volumePath`. Several run at once.
@@ -44,7 +44,7 @@ class FileCheckManager {
     void CheckTask();
 
   protected:
-    /// Start the threads of a phase and join them all.
+    /// Start one thread per volume and join them all.
     void RunLoaders();
     void RunWorkers();
 
@@ -52,12 +52,13 @@ class FileCheckManager {
     /// queueMutex held. False when that failed and has been reported.
     bool TakeFile(std::string* relPath);
 
-    /// Checks one file with a checker of its own. No lock is held meanwhile, and no failure keeps
-    /// the worker from the next file.
+    /// Checks one file without holding a lock. Failures are reported; nothing is thrown unless
+    /// reporting fails.
     void CheckFile(const std::string& relPath);
 
     // Members without a mutex are set before the threads start that read them.
 
+    // Members without a mutex are set before the threads that read them start.
     std::string shareMetaDir;
     std::string shareId;
     std::set<std::string> volumes;

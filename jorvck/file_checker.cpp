@@ -57,7 +57,7 @@ int FileChecker::CheckExtentAndData(const std::string& relPath,
 }
 
 int FileChecker::OpenExtentMap(const std::string& relPath, FileInfo* info) {
-    // No header leads here: the path always has its "map". A guard of its own all the same.
+    // Cannot happen today: the path always contains "map". Kept as a guard.
     if (info->ext.empty()) {
         Write(lines::kNoExtentPath, GetSharePath(relPath));
         info->ec = kNoExtentPath;
@@ -73,7 +73,7 @@ int FileChecker::OpenExtentMap(const std::string& relPath, FileInfo* info) {
     extMapMgr.reset(Jorv::FileExtMapMgr::newFileExtMapMgr(info->ext, "", &nullCache));
     const bool onKlfs =
         Jorv::FileSystemDaemonConfig::GetInstance()->klfsAware && IsKlfs(info->ext.c_str());
-    // The result is ignored: whether or not the table opened, loading decides.
+    // Result ignored: LoadTables reports a table that cannot be loaded.
     extMapMgr->table->Open(info->ext, onKlfs, "");
     extMapMgr->LoadTables();
     if (extMapMgr->GetFileSize() != info->size) {
@@ -90,7 +90,7 @@ void FileChecker::CheckTables(const std::string& relPath, FileInfo* info,
                               const std::set<std::uint64_t>& dcids) {
     const auto checkTable = [&](Jorv::CMappingTable* table) {
         CheckTable(table, relPath, info, dcids);
-        // A fault ends its own table alone.
+        // A fault ends only its own table.
         return 0;
     };
     WalkTables(extMapMgr.get(), FixedSpan(ReadTableSpanBytes()), checkTable);
@@ -98,8 +98,8 @@ void FileChecker::CheckTables(const std::string& relPath, FileInfo* info,
 
 void FileChecker::CheckTable(Jorv::CMappingTable* table, const std::string& relPath, FileInfo* info,
                              const std::set<std::uint64_t>& dcids) {
-    // Neighbouring extents mostly lie in one container: a DCID that was just found is not searched
-    // for again. Beginning with 0 is safe: reserved DCIDs never reach the comparison.
+    // Neighbouring extents are mostly in one container: skip the search for the DCID just found. 0
+    // is a safe start: reserved DCIDs fail the first comparison.
     std::uint64_t found = 0;
     for (auto cursor = table->begin(); !cursor.Equals(table->end()); cursor.Next()) {
         const std::uint64_t dcid = cursor->GetDCID().dcid;
@@ -163,7 +163,7 @@ std::int32_t FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo*
         Write(lines::kExtentMissing, info->ext, info->fg);
         info->ec = kExtentsMissing;
         PrintFileMeta(info);
-        return kExtentMissing;
+        return kNoExtentDirectory;
     }
     return kFound;
 }

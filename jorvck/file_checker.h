@@ -48,23 +48,23 @@ class FileChecker {
     ///
     /// @param dcids known data containers; read without a lock, so nothing may change them.
     /// @return 0 when the file was checked to its end, faults of single extents included, or was
-    ///         skipped for its age; -1 when its meta information could not be had or the sizes
+    ///         skipped for its age; -1 when its meta information could not be loaded or the sizes
     ///         differ; -2 when its extent directory has no data file.
     ///
     /// Exceptions of the storage and path libraries pass to the caller.
     int CheckExtentAndData(const std::string& relPath, const std::set<std::uint64_t>* dcids);
 
-    /// What GetFileMetaInfo returns. Not check codes, though one number is in both.
+    /// Results of GetFileMetaInfo. Not check codes, although both have a 4.
     enum MetaResult : std::int32_t {
         kFound = 0,
         kHeaderNotLoaded = 1,
         kHeaderMissing = 2,
-        kExtentMissing = 4,      ///< the extent directory does not exist
+        kNoExtentDirectory = 4,  ///< the extent directory does not exist
         kYoungerThanLimit = 10,  ///< nothing printed, `info` untouched
     };
 
-    /// Loads what the file's header says into `info` and finds its extent directory; a MetaResult.
-    /// Missing or unloadable headers and missing extents have already been reported.
+    /// Loads the file's header into `info` and looks for its extent directory. Returns a
+    /// MetaResult; failures have been reported.
     std::int32_t GetFileMetaInfo(const std::string& relPath, FileInfo* info);
 
     /// Writes the file's summary line.
@@ -88,7 +88,7 @@ class FileChecker {
     std::string shareId;
     std::int64_t ageLimitSeconds;
     jorv::NullDataCacheManagement nullCache;
-    /// After the null cache, so that it is destroyed first.
+    /// Declared after nullCache, so that it is destroyed before it.
     std::unique_ptr<Jorv::FileExtMapMgr> extMapMgr;
 };
 

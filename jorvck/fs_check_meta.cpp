@@ -56,9 +56,8 @@ std::string FingerprintText(const crfp_digest_t& fp) {
 
 /// The DCIDs that a table's extents may name.
 std::vector<std::uint64_t> KnownDcids(const std::vector<Jorv::DcidEntry>& dcidList) {
-    // As many zeros as the list is long come before the list itself. They are meant to be there:
-    // through them DCID 0 counts as listed whenever there is a list at all, and leaving them out
-    // would turn every extent with DCID 0 into a finding.
+    // One zero per list entry comes first. Deliberate: DCID 0 thereby counts as listed whenever the
+    // list is not empty.
     std::vector<std::uint64_t> knownDcids(dcidList.size(), 0);
     knownDcids.reserve(2 * dcidList.size());
     for (const Jorv::DcidEntry& entry : dcidList) {
@@ -72,20 +71,18 @@ std::vector<std::uint64_t> KnownDcids(const std::vector<Jorv::DcidEntry>& dcidLi
 FsCheckMeta::FsCheckMeta(std::string path) : sharePath(std::move(path)) {}
 
 void FsCheckMeta::CheckMeta() {
-    // A run without --share_path has an empty path, and must end like any other: the walk would end
-    // it by an exception, as no directory has that name.
+    // Without --share_path the path is empty. The walk would throw; the run must go on.
     if (sharePath.empty()) {
         return;
     }
     TreeWalk walk(sharePath);
     while (walk.Next()) {
-        // A search in plain text, not by path components: a parent named "headers", or a share
-        // below "/data/headroom", matches too. Kept: scripts read the lines of this check, and
-        // comparing components would take other files for headers than they know of.
+        // A text search, not by component: a parent "headers" or a share below "/data/headroom"
+        // matches too. Deliberate: scripts rely on the lines for the files matched so far.
         const std::size_t headPosition = walk.Directory().rfind(kHead);
-        // Queried before the search is evaluated: a status that cannot be read ends the run
-        // wherever in the share the entry lies. Links are followed, so that one to a directory is
-        // no header and a broken one is a header that does not load.
+        // Read for every entry: an unreadable status ends the run anywhere in the share. Links are
+        // followed: a link to a directory is no header, a broken link is a header that does not
+        // load.
         const bool isDirectory = S_ISDIR(walk.Type());
         if (isDirectory || headPosition == std::string_view::npos) {
             continue;
@@ -180,8 +177,8 @@ int FsCheckMeta::CheckDCIDAndBloom(const std::string& /*extentPath*/, Jorv::CMap
             Write(lines::kUnlistedDcid, extent.dcid);
             return -1;
         }
-        // Special ids must be listed like any other, but are never tested against the filter.
-        // Only printed: the table still counts as consistent, and the walk goes on.
+        // Reserved DCIDs are not in the filter. A mismatch is only printed: the table still counts
+        // as consistent.
         if (extent.dcid >= kFirstContainerDcid && !bloomFilter->Matches(extent.fp)) {
             Write(lines::kUnmatchedFingerprint, FingerprintText(extent.fp));
         }

@@ -15,9 +15,8 @@ namespace Corvane::Kst::Marlow::JorvCk {
 
 namespace {
 
-/// Raises the limit of open files as far as the system lets it, up to 4096: the walks hold one
-/// directory open per level, and the file data check has a walk per volume. The old limit stays
-/// where it cannot be raised.
+/// Raises the limit of open files to 4096, or as far as allowed: each walk holds one directory open
+/// per level, and there is one walk per volume. A failure is ignored.
 void RaiseOpenFileLimit() {
     constexpr rlim_t kEnough = 4096;
     rlimit limit = {};

@@ -11,8 +11,8 @@ namespace Corvane::Kst::Marlow::JorvCk {
 
 namespace {
 
-/// The hours of "--t": the leading number as the C library reads it, 0 where there is none, its
-/// low 32 bits, and 0 for what is negative then.
+/// Hours of "--t": the low 32 bits of the leading number as a signed number, at least 0; 0 when
+/// there is no number.
 std::int32_t ParseHours(const char* word) {
     // atol on purpose: a word that is no number means 0 hours and no message.
     const long number = std::atol(word);
@@ -56,7 +56,7 @@ bool EnvParam::ParseArgv(int argc, char** argv) {
         } else if (word == "--help") {
             return false;
         } else if (word == "--verify_data") {
-            // Does not make the command line acceptable: alone it names no share to verify.
+            // Does not make the command line acceptable: it names no share.
             params.verifyData = true;
         } else {
             usageNeeded = true;

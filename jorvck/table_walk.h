@@ -12,13 +12,12 @@ inline constexpr std::uint64_t kFirstContainerDcid = 64;
 /// The extent's data lies in the file's own storage-unit file.
 inline constexpr std::uint64_t kLocalDcid = 1;
 
-/// Hands the mapping tables of one file to `check`, from offset 0 on, until no table covers the
-/// offset or `check` returns other than 0, which is then the result; else 0. The file's size does
-/// not bound the walk.
+/// Calls `check` for each mapping table of a file, from offset 0 on. Stops when no table covers the
+/// offset (result 0) or when `check` returns nonzero (that result). Not bounded by the file's size.
 ///
 /// @param span  gives the number of bytes from one table to the next. Called after each table,
-///              before `check`. Pass ReadTableSpanBytes to read the setting (and take the lock) per
-///              table, FixedSpan to read it once.
+/// before `check`. Pass ReadTableSpanBytes to read the setting (and take the lock) per table,
+/// FixedSpan to read it once.
 /// @param check an int from a CMappingTable*, which stays the manager's.
 template <typename Span, typename Check>
 int WalkTables(Jorv::FileExtMapMgr* manager, Span span, Check check) {

@@ -12,12 +12,10 @@ namespace Corvane::Kst::Marlow::JorvCk {
 
 namespace {
 
-/// What the entries of the directory are put behind: its path without the slashes that it ends in,
-/// and one "/".
-///
-/// By the path library's own rule, which has one odd case: "//" and a name are a network root to
-/// it, so that nothing is left of the root "//" and its entries are looked up from the working
-/// directory. Kept: a walk of other files than the library walks would report other files.
+/// Prefix of the paths of a directory's entries: its path without trailing slashes, plus one "/".
+/// Follows the path library, including one odd case: it takes "//name" for a network root, so the
+/// root "//" has an empty prefix and its entries are looked up from the working directory. Kept, so
+/// that both walk the same files.
 std::string Prefix(std::string directory) {
     if (directory.ends_with('/')) {
         directory = (boost::filesystem::path(directory) / ".").remove_filename().native();
@@ -47,10 +45,10 @@ TreeWalk::TreeWalk(const std::string& root, boost::system::error_code& failure) 
 }
 
 bool TreeWalk::Next() {
-    const bool stands = !levels_.empty() && path_.size() > levels_.back().length;
-    if (stands && IsDirectory()) {
+    const bool isOnEntry = !levels_.empty() && path_.size() > levels_.back().length;
+    if (isOnEntry && IsDirectory()) {
         const int error = Open();
-        if (error != 0) {
+        if (error != 0 && !HasVanished(error)) {
             Raise(error);
         }
     }
@@ -76,7 +74,8 @@ std::string_view TreeWalk::Directory() const {
 }
 
 mode_t TreeWalk::Type() const {
-    // A path that is too long to be opened has no status either.
+    // Status() looks up a name in the open directory, where no length limit of the whole path
+    // applies. Fail as a lookup by path does.
     if (path_.size() >= PATH_MAX) {
         Raise(ENAMETOOLONG);
     }
@@ -125,15 +124,14 @@ void TreeWalk::Enter(const dirent64& entry) {
 }
 
 bool TreeWalk::IsDirectory() const {
-    const bool isRootless = levels_.back().length == 0;
-    if (listedType_ != DT_UNKNOWN && !isRootless) {
+    const bool hasPrefix = levels_.back().length != 0;
+    if (listedType_ != DT_UNKNOWN && hasPrefix) {
         return listedType_ == DT_DIR;
     }
     struct stat attributes = {};
     const int error = Status(AT_SYMLINK_NOFOLLOW, &attributes);
     if (error != 0) {
-        // An entry that went away is passed over; one that was never at its path raises.
-        if (isRootless || (error != ENOENT && error != ENOTDIR)) {
+        if (!HasVanished(error)) {
             Raise(error);
         }
         return false;
@@ -141,11 +139,14 @@ bool TreeWalk::IsDirectory() const {
     return S_ISDIR(attributes.st_mode);
 }
 
+bool TreeWalk::HasVanished(int error) const {
+    return levels_.back().length != 0 && (error == ENOENT || error == ENOTDIR);
+}
+
 int TreeWalk::Status(int flags, struct stat* attributes) const {
     const Level& level = levels_.back();
-    // From the directory that is open, not by the whole path, which the system would have to go
-    // down from its root once more; it leads to the same entry but where nothing is left of the
-    // root.
+    // Relative to the open directory: cheaper than a lookup of the whole path, and the same entry.
+    // Without a prefix the path is relative to the working directory.
     const int from = level.length == 0 ? AT_FDCWD : ::dirfd(level.listing.get());
     return ::fstatat(from, path_.c_str() + level.length, attributes, flags) == 0 ? 0 : errno;
 }

@@ -11,33 +11,31 @@
 
 namespace Corvane::Kst::Marlow::JorvCk {
 
-/// Walk over everything below a directory: depth first, each directory's entries in the order of
-/// its listing, an entry before what is below it. Symbolic links are not gone down into.
+/// Walks everything below a directory: depth first, in listing order, an entry before what is below
+/// it. Does not follow symbolic links.
 ///
-/// It yields the entries and the paths of the path library's recursive iterator, with a third of
-/// its calls: that one asks for the status of every entry twice, by its whole path, and the listing
-/// tells most of it. So where that one raises when it goes on from an entry that went away, or
-/// whose status cannot be read, this one goes on, unless the listing tells no type; Type() raises
-/// in the second case.
+/// Yields the same entries and paths as Boost's recursive_directory_iterator with a third of the
+/// system calls: that one reads the status of every entry twice, by its whole path. Differs in one
+/// case: an entry that vanished is passed over.
 class TreeWalk {
   public:
-    /// Stands in front of the first entry. A directory that cannot be listed raises
-    /// filesystem_error.
+    /// Starts before the first entry. Throws filesystem_error when the directory cannot be listed.
     explicit TreeWalk(const std::string& root);
 
-    /// The same, but a directory that cannot be listed, told by `failure`, has no entries.
+    /// The same, but a directory that cannot be listed sets `failure` and has no entries.
     TreeWalk(const std::string& root, boost::system::error_code& failure);
 
-    /// Goes to the next entry; false at the end. What cannot be listed raises filesystem_error.
+    /// Moves to the next entry; false at the end. Throws filesystem_error when a directory cannot
+    /// be listed.
     bool Next();
 
-    /// The current entry's path: the root without the slashes that it ends in, "/", and the rest.
+    /// Path of the current entry: the root without trailing slashes, "/", and the path below it.
     [[nodiscard]] const std::string& Path() const { return path_; }
-    /// The directory of the current entry: the beginning of Path() up to the last "/".
+    /// Directory of the current entry: Path() up to its last "/".
     [[nodiscard]] std::string_view Directory() const;
 
-    /// Type bits of the current entry's status, links followed; 0 when there is none, as with a
-    /// broken link. A status that cannot be read raises filesystem_error.
+    /// Type bits of the current entry's status, links followed; 0 when there is none, as for a
+    /// broken link. Throws filesystem_error when the status cannot be read.
     [[nodiscard]] mode_t Type() const;
 
   private:
@@ -47,27 +45,31 @@ class TreeWalk {
     /// A directory that is being listed.
     struct Level {
         std::unique_ptr<DIR, CloseListing> listing;
-        std::size_t length;  ///< of its path, with the "/" that entries are put behind; see Prefix
+        std::size_t length;  ///< of the prefix of its entries' paths; see Prefix
     };
 
-    /// Opens the directory that path_ names and makes path_ what its entries are put behind; an
-    /// error number, or 0.
+    /// Opens the directory at path_ and turns path_ into the prefix of its entries' paths. Returns
+    /// an error number, or 0.
     int Open();
-    /// Reads the next entry but "." and ".." of the innermost directory; null at its end, and with
-    /// an error number when it cannot be read.
+    /// Reads the next entry of the innermost directory, skipping "." and "..". Null at its end, or
+    /// with an error number on failure.
     const dirent64* Read(int* error);
     void Enter(const dirent64& entry);
-    /// Whether the walk goes down into the current entry.
+    /// Whether the walk enters the current entry.
     [[nodiscard]] bool IsDirectory() const;
+    /// Whether an error number of the current entry says that it vanished. Without a prefix the
+    /// path may never have named the entry.
+    [[nodiscard]] bool HasVanished(int error) const;
     /// Status of the current entry, links followed or not; an error number, or 0.
     int Status(int flags, struct stat* attributes) const;
     [[noreturn]] void Raise(int error) const;
 
     std::string path_;
     std::vector<Level> levels_;
-    /// Of the root, read ahead so that the constructor tells whether it can be listed.
+    /// First entry of a directory just opened. Read at once, so that the constructor knows whether
+    /// the root can be listed.
     const dirent64* first_ = nullptr;
-    /// Type of the current entry as the listing tells it; before the first entry none to go into.
+    /// Type code of the current entry. DT_REG before the first entry: there is nothing to enter.
     unsigned char listedType_ = DT_REG;
 };
 

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <new>
@@ -26,9 +27,8 @@ constexpr std::int32_t kMountFlag = 0x10;
 /// run.
 KovfsMountRecord kovfs_data_vc;
 
-/// What the lines of the image list and the records made of them may take together. A sparse file
-/// of any size takes no room on disk, and a small one can hold a long policy before many images:
-/// both would fill the memory of the machine.
+/// Limits the memory of the lines and records of one vcopy.dat: a sparse file of any size, or a
+/// small one with a long policy and many images, would exhaust the machine.
 class Budget {
   public:
     /// @throws std::bad_alloc when less than `bytes` is left.
@@ -44,8 +44,8 @@ class Budget {
     std::size_t left_ = 256UL << 20U;
 };
 
-/// Opening a FIFO would wait for a writer, and the lines of a device may never end: both are taken
-/// for a file that cannot be opened.
+/// A FIFO would block until a writer comes, and a device may never end: both count as files that
+/// cannot be opened.
 bool IsFifoOrDevice(const std::string& path) {
     struct stat attributes = {};
     return ::stat(path.c_str(), &attributes) == 0 &&
@@ -58,8 +58,8 @@ std::ifstream OpenList(const std::string& fileName) {
     return IsFifoOrDevice(fileName) ? std::ifstream() : std::ifstream(fileName);
 }
 
-/// std::getline with a budget, which the line's bytes are taken from. False when there is no line;
-/// the stream is then at its end or failed.
+/// std::getline within a budget. False when there is no further line or reading failed (see the
+/// stream's state).
 bool ReadLine(std::istream& file, Budget* budget, std::string* line) {
     std::array<char, 4096> part = {};
     for (;;) {
@@ -75,7 +75,7 @@ bool ReadLine(std::istream& file, Budget* budget, std::string* line) {
         if (isEnded || file.eof()) {
             return true;
         }
-        // The part is full.
+        // The buffer is full and the line goes on.
         file.clear();
     }
 }
@@ -168,7 +168,7 @@ void checkVcopy(const char* sharePath) {
     try {
         isValid = ValidateImages(images);
     } catch (...) {
-        // What was mounted is unmounted on every way out; the exception is what the run ends with.
+        // Unmount on every way out; the exception ends the run.
         KovfsUmount(kFileSystemName);
         throw;
     }

@@ -1,5 +1,5 @@
-// Copies a manual page from standard input to standard output. In place of a line "@LINES CHECK@"
-// it writes the catalogue's lines of that check as entries of an mdoc(7) list.
+// line_sections IN OUT: copies the manual page IN to OUT. In place of a line "@LINES CHECK@" it writes
+// the catalogue's lines of that check as entries of an mdoc(7) list.
 
 #include <array>
 #include <fstream>
@@ -18,8 +18,8 @@ std::string_view NameOf(lines::Check check) {
 }
 
 std::string_view NameOf(lines::Kind kind) {
-    constexpr std::array<std::string_view, 6> kNames = {
-        "finding", "summary of a file", "progress", "notice", "the run could not go on", "never"};
+    constexpr std::array<std::string_view, 6> kNames = {"finding", "summary of a file", "progress",
+                                                        "notice",  "check incomplete",  "never"};
     return kNames.at(static_cast<std::size_t>(kind));
 }
 

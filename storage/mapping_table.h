@@ -122,7 +122,7 @@ class CMappingTable {
                                      std::unique_ptr<BloomFilter>* filter) = 0;
 };
 
-// A check that an exception leaves destroys its handles on the way.
+// A throwing destructor would end the process while an exception passes.
 static_assert(std::is_nothrow_destructible_v<CMappingTable::iterator>);
 
 /// Makes a new, empty table.

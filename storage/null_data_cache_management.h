@@ -7,13 +7,13 @@ namespace jorv {
 /// Data-cache manager that refuses everything: mapping tables are opened through it read-only and
 /// without a data cache.
 ///
-/// A rejecting operation ends in logAndThrowEINVAL, given the operation's own name. The value that
-/// each of them has behind it is for a derived class whose logAndThrowEINVAL returns: false or 0,
-/// null for nodes and sessions, 1 from getObjectID, -1 from trylockANode, all bits set from
-/// getNextNodeID, nothing from getDataStorePaths, the empty text from getStatisticHeader.
+/// A rejecting operation calls logAndThrowEINVAL with its own name. It returns a value only in a
+/// derived class whose logAndThrowEINVAL returns: false or 0, null for nodes and shares, 1 from
+/// getObjectID, -1 from trylockANode, all bits set from getNextNodeID, an empty list from
+/// getDataStorePaths, the empty text from getStatisticHeader.
 ///
 /// getStorageStat and GetDcOffset return 0 and, like the interface's own defaults, neither log nor
-/// throw nor write through their pointers: a library may ask for them on its way to the metadata.
+/// throw nor write through their pointers.
 ///
 /// Holds no resources and no state; any thread may call it.
 class NullDataCacheManagement : public DataCacheManagementInterface {
@@ -93,7 +93,7 @@ class NullDataCacheManagement : public DataCacheManagementInterface {
     virtual void logAndThrowEINVAL(const char* functionName) const;
 
   private:
-    /// Refuses the operation `name`; `value` is what a refusal that returns is answered with.
+    /// Refuses the operation `name`. Returns `value` if logAndThrowEINVAL returns.
     template <typename Value>
     Value Rejected(const char* name, Value value) const {
         logAndThrowEINVAL(name);
