@@ -61,7 +61,7 @@ class DataCacheManagementInterface {
     virtual bool read(DataCacheNode*, unsigned char*, unsigned int, unsigned int*) = 0;
     virtual bool isPrefetchBusy(DataTransferManagement*) = 0;
     virtual bool pread(DataCacheNode*, unsigned char*, unsigned int, long, unsigned int*,
-                       std::list<DCInfo>*, long) = 0;
+                       std::list<DCInfo*>, long) = 0;
     virtual int getObjectID(const DataCacheNode*, ObjectID*, DataCacheNode::NodeLockType) = 0;
     virtual bool isWritable(const DataCacheNode*) = 0;
     virtual bool releaseDataCacheNode(DataCacheNode**) = 0;

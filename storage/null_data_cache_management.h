@@ -37,7 +37,7 @@ class NullDataCacheManagement : public DataCacheManagementInterface {
               unsigned int* got) override;
     bool isPrefetchBusy(DataTransferManagement* dtm) override;
     bool pread(DataCacheNode* node, unsigned char* data, unsigned int size, long offset,
-               unsigned int* got, std::list<DCInfo>* ahead, long aheadOffset) override;
+               unsigned int* got, std::list<DCInfo*> ahead, long aheadOffset) override;
     int getObjectID(const DataCacheNode* node, ObjectID* id,
                     DataCacheNode::NodeLockType lock) override;
     bool isWritable(const DataCacheNode* node) override;
