@@ -6,9 +6,9 @@
 
 namespace Corvane::Kst::Marlow::Jorv {
 
-/// Where an extent's data lies and what it is.
+/// Container and fingerprint of an extent's data.
 struct ExtDcid {
-    /// Data-container identifier. Values below 64 are reserved; 1 says that the data lies in the
+    /// Data-container identifier. Values below 64 are reserved; 1 means that the data lies in the
     /// file's own storage-unit file.
     std::uint64_t dcid;
     /// Fingerprint of the extent's data.
@@ -17,11 +17,11 @@ struct ExtDcid {
 
 /// Extent record of one mapping-table entry.
 ///
-/// Owned by the table or its cursor and never freed by the caller; valid until the cursor that
+/// The table or its cursor owns it, and the caller never frees it. Valid until the cursor that
 /// returned it moves or is destroyed. One thread at a time.
 ///
-/// Each operation is followed by one slot that the checker does not use. The slot order is fixed:
-/// a storage library built apart from the checker relies on it.
+/// Each operation is followed by one slot that the checker does not use. The slot order is fixed,
+/// because a storage library may be built separately from the checker.
 class Ext {
   public:
     /// The extent's DCID and fingerprint.
@@ -44,8 +44,7 @@ class Ext {
     virtual std::uint64_t GetStartOffset() = 0;
     virtual void ReservedAfterGetStartOffset() {}
 
-    /// Offset in the file where the extent ends, exclusive, in bytes; the length is end minus
-    /// start.
+    /// Offset in the file just after the extent, in bytes; the length is end minus start.
     virtual std::uint64_t GetEndOffset() = 0;
     virtual void ReservedAfterGetEndOffset() {}
 
