@@ -18,8 +18,8 @@
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/base/regular_file.h"
-#include "refstore/fingerprint/sha256.h"
-#include "refstore/image/image_writer.h"
+#include "refstore/fingerprint.h"
+#include "refstore/image/image_record.h"
 
 namespace jorvshare {
 

@@ -5,7 +5,7 @@
 #include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/fingerprint.h"
 #include "storage/exception.h"
 
 namespace jorvshare {
