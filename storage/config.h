@@ -1,28 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <shared_mutex>
 #include <string>
 
 namespace Corvane::Kst::Marlow::Jorv {
-
-/// Reader/writer lock of the configuration; works with std::shared_lock and std::unique_lock.
-class ConfigLock {
-  public:
-    ConfigLock();
-    ~ConfigLock();
-    ConfigLock(const ConfigLock&) = delete;
-    ConfigLock& operator=(const ConfigLock&) = delete;
-
-    void lock_shared();
-    void unlock_shared();
-    void lock();
-    void unlock();
-
-  private:
-    struct Impl;
-    std::unique_ptr<Impl> impl_;
-};
 
 /// Settings of the storage layout. Shared by all threads.
 class JorvConfig {
@@ -54,7 +36,7 @@ class FileSystemDaemonConfig {
     /// Ask IsKlfs before a file's mapping table is opened. Read without a lock.
     bool klfsAware = false;
     /// Guards dcidBloomEnabled and tableSpanGiB; readers hold it for the moment of the read only.
-    ConfigLock configLock;
+    std::shared_mutex configLock;
 };
 
 }  // namespace Corvane::Kst::Marlow::Jorv

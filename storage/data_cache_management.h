@@ -47,6 +47,8 @@ class DataCacheManagementInterface {
 
     virtual ~DataCacheManagementInterface() = default;
 
+    // The names are those of the file system's daemon.
+    // NOLINTBEGIN(readability-identifier-naming)
     virtual DataCacheNode* getDataCacheNodeForWrite(unsigned int*, unsigned long, unsigned long,
                                                     DataTransferManagement*) = 0;
     virtual DataCacheNode* getDataCacheNode(const ObjectID&, unsigned int*, unsigned long,
@@ -110,6 +112,7 @@ class DataCacheManagementInterface {
     virtual int GetDcOffset(DataTransferManagement*, std::vector<DCOffset>*) = 0;
     virtual void SyncConfigValues(DataTransferManagement*) {}
     virtual unsigned long getNextNodeID() = 0;
+    // NOLINTEND(readability-identifier-naming)
 };
 
 }  // namespace jorv

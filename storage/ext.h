@@ -25,27 +25,28 @@ struct ExtDcid {
 class Ext {
   public:
     /// The extent's DCID and fingerprint.
-    virtual ExtDcid GetDCID() const = 0;
+    virtual ExtDcid GetDCID() = 0;
     virtual void ReservedAfterGetDCID() {}
 
     /// Storage-object reference, 0 when the extent has none.
-    virtual std::uint64_t GetSORef() const = 0;
+    virtual std::uint64_t GetSORef() = 0;
     virtual void ReservedAfterGetSORef() {}
 
     /// Checksum recorded for the extent's data; compared as a whole 64-bit value.
-    virtual std::uint64_t GetCksum() const = 0;
+    virtual std::uint64_t GetCksum() = 0;
     virtual void ReservedAfterGetCksum() {}
 
     /// Byte offset of the extent's data in the storage-unit file, used as a seek position.
-    virtual std::int64_t GetDataOffset() const = 0;
+    virtual std::int64_t GetDataOffset() = 0;
     virtual void ReservedAfterGetDataOffset() {}
 
     /// Offset in the file where the extent begins, in bytes.
-    virtual std::uint64_t GetStartOffset() const = 0;
+    virtual std::uint64_t GetStartOffset() = 0;
     virtual void ReservedAfterGetStartOffset() {}
 
-    /// Offset in the file just behind the extent, in bytes; the length is end minus start.
-    virtual std::uint64_t GetEndOffset() const = 0;
+    /// Offset in the file where the extent ends, exclusive, in bytes; the length is end minus
+    /// start.
+    virtual std::uint64_t GetEndOffset() = 0;
     virtual void ReservedAfterGetEndOffset() {}
 
   protected:

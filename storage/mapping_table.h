@@ -30,9 +30,9 @@ class MappingCursor {
     /// Advances by one entry. Not called past the end.
     virtual void Next() = 0;
 
-    /// True when both cursors stand at the same position. `other` comes from the same table and
+    /// True when both cursors are at the same position. `other` comes from the same table and
     /// may be null where the table hands out null for its end; null is then the end position.
-    virtual bool Equals(const MappingCursor* other) const = 0;
+    virtual bool Equals(MappingCursor* other) = 0;
 
     /// Frees the cursor; nothing may touch it afterwards.
     virtual void Destroy() = 0;
@@ -46,7 +46,7 @@ class MappingCursor {
 
 /// Mapping table: the extents that make up one file, or one span of it, in the table's own order.
 ///
-/// The virtual slots below stand in a fixed order, the destructor first. One thread at a time; the
+/// The order of the virtual slots is fixed, the destructor first. One thread at a time; the
 /// library never calls the data-cache manager that the table was made with.
 class CMappingTable {
   public:
@@ -56,10 +56,13 @@ class CMappingTable {
     /// exception out of Destroy ends the process.
     class iterator {
       public:
+        /// An empty handle.
+        iterator() noexcept = default;
+
         /// Takes ownership of `cursor`, which may be null.
         explicit iterator(MappingCursor* cursor) noexcept : cursor_(cursor) {}
 
-        /// True when both stand at the same position; an empty handle stands at the end.
+        /// True when both are at the same position; an empty handle is at the end.
         [[nodiscard]] bool Equals(const iterator& other) const {
             if (cursor_ != nullptr) {
                 return cursor_->Equals(other.cursor_.get());
@@ -67,8 +70,13 @@ class CMappingTable {
             return other.cursor_ == nullptr || other.cursor_->Equals(nullptr);
         }
 
+        friend bool operator==(const iterator& one, const iterator& other) {
+            return one.Equals(other);
+        }
+
         /// The current entry, as MappingCursor::Current.
-        Ext* operator->() const { return cursor_->Current(); }
+        [[nodiscard]] Ext* Current() const { return cursor_->Current(); }
+        Ext* operator->() const { return Current(); }
 
         /// Advances by one entry, as MappingCursor::Next.
         void Next() { cursor_->Next(); }
@@ -100,7 +108,7 @@ class CMappingTable {
     /// @return 0 on success, else an errno-style code; the table then holds no entries.
     ///
     /// May throw SysException instead of returning a code.
-    virtual std::int32_t Open(const std::string& path, bool onKlfs, const std::string& name) = 0;
+    virtual std::int32_t Open(const std::string& path, bool onKlfs, std::string name) = 0;
 
     /// Hands over the table's DCID list and bloom filter.
     ///

@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "bench/micro/scratch.h"
-#include "jorvck/share_metadata/fs_check_meta.h"
+#include "jorvck/fs_check_meta.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/table/mapping_table.h"
 #include "refstore/table/table_record.h"

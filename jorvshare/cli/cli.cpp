@@ -12,15 +12,15 @@
 
 #include "jorvshare/cli/virtual_copy.h"
 #include "jorvshare/damage/damage.h"
-#include "jorvshare/interrupt/interrupt.h"
 #include "jorvshare/make/make.h"
 #include "jorvshare/pack/pack.h"
-#include "jorvshare/report/console.h"
-#include "jorvshare/report/one_line.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/show/show.h"
 #include "jorvshare/unpack/unpack.h"
+#include "terminal/console.h"
+#include "terminal/interrupt.h"
+#include "terminal/one_line.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -65,7 +65,7 @@ void AddPack(CLI::App* app, Command* command) {
                 options->virtualCopy = ParseVirtualCopy(*virtualCopy);
             }
             const wording::PackSummary summary = Pack(*options);
-            PrintSummary(wording::Packed(options->shareId, summary));
+            terminal::PrintSummary(wording::Packed(options->shareId, summary));
         };
     });
 }
@@ -83,7 +83,8 @@ void AddUnpack(CLI::App* app, Command* command) {
     unpack->callback([command, options] {
         *command = [options] {
             const UnpackSummary summary = Unpack(*options);
-            PrintSummary(wording::Unpacked(options->shareId, summary.files, summary.bytes));
+            terminal::PrintSummary(
+                wording::Unpacked(options->shareId, summary.files, summary.bytes));
         };
     });
 }
@@ -98,7 +99,7 @@ void AddMake(CLI::App* app, Command* command) {
     make->callback([command, recipe, site] {
         *command = [recipe, site] {
             const MakeSummary summary = Make(*recipe, *site);
-            PrintSummary(wording::Made(*site, summary.shares, summary.files));
+            terminal::PrintSummary(wording::Made(*site, summary.shares, summary.files));
         };
     });
 }
@@ -161,19 +162,19 @@ void AddDamage(CLI::App* app, Command* command) {
 
 int RunCommand(const Command& command) {
     // Around the handlers as well: what they print must not end the process either.
-    const InterruptScope scope;
+    const terminal::InterruptScope scope;
     try {
         command();
         return 0;
-    } catch (const Interrupted& interrupted) {
-        PrintError(wording::Interrupted(interrupted.signal));
-        DieOf(interrupted.signal);
+    } catch (const terminal::Interrupted& interrupted) {
+        terminal::PrintError(wording::kProgram, wording::Interrupted(interrupted.signal));
+        terminal::DieOf(interrupted.signal);
     } catch (const std::bad_alloc&) {
-        PrintError(wording::OutOfMemory());
-    } catch (const ToolError& error) {
-        PrintError(error.Message());
+        terminal::PrintError(wording::kProgram, wording::OutOfMemory());
+    } catch (const terminal::ToolError& error) {
+        terminal::PrintError(wording::kProgram, error.Message());
     } catch (const std::exception& error) {
-        PrintError(error.what());
+        terminal::PrintError(wording::kProgram, error.what());
     }
     return kFailed;
 }
@@ -186,7 +187,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     app.require_subcommand(1);
     // The library's own has the words of the command line as they are.
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
-        return OneLine(error.what()) + "\nRun with --help for more information.\n";
+        return terminal::OneLine(error.what()) + "\nRun with --help for more information.\n";
     });
     Command command;
     AddPack(&app, &command);
@@ -201,8 +202,8 @@ int RunCommandLine(int argc, const char* const* argv) {
         std::ostringstream errors;
         const bool failed = app.exit(stop, out, errors) != 0;
         const Command print = [&out, &errors] {
-            PrintDiagnostic(errors.str());
-            PrintResult(out.str());
+            terminal::PrintDiagnostic(errors.str());
+            terminal::PrintResult(out.str());
         };
         return RunCommand(print) != 0 ? kFailed : failed ? kUsage : 0;
     }

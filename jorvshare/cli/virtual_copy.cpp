@@ -1,7 +1,7 @@
 #include "jorvshare/cli/virtual_copy.h"
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -19,7 +19,7 @@ ImageName ParseVirtualCopy(const std::string& text) {
             return image;
         }
     }
-    throw ToolError(wording::BadVirtualCopy(text));
+    throw terminal::ToolError(wording::BadVirtualCopy(text));
 }
 
 }  // namespace jorvshare

@@ -6,8 +6,6 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "jorvshare/interrupt/interrupt.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/output_file.h"
@@ -15,6 +13,8 @@
 #include "jorvshare/site/undo.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/base/regular_file.h"
+#include "terminal/interrupt.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare::damage {
 
@@ -31,7 +31,7 @@ std::string HexByte(std::byte byte) {
 
 void Require(bool done, const std::string& path) {
     if (!done) {
-        throw ToolError(wording::Errno(path, errno));
+        throw terminal::ToolError(wording::Errno(path, errno));
     }
 }
 
@@ -40,7 +40,7 @@ void Put(const Scene& scene, const std::string& path, std::span<const std::byte>
     struct stat former = {};
     Require(::stat(path.c_str(), &former) == 0, path);
     const std::string staged = StagingPlace(scene.Site().Root(), path);
-    FinishRegardless();
+    terminal::FinishRegardless();
     Undo undo;
     undo.RemoveTree(staged);
     OutputFile file(staged);
@@ -58,10 +58,10 @@ void Put(const Scene& scene, const std::string& path, std::span<const std::byte>
 // Takes what is at `path` out of its place in one step, and then to pieces.
 void TakeAway(const Scene& scene, const std::string& path) {
     const std::string aside = StagingPlace(scene.Site().Root(), path);
-    FinishRegardless();
+    terminal::FinishRegardless();
     Require(::rename(path.c_str(), aside.c_str()) == 0, path);
     if (const int code = RemoveTree(aside); code != 0) {
-        throw ToolError(wording::Errno(aside, code));
+        throw terminal::ToolError(wording::Errno(aside, code));
     }
     refstore::SyncFileSystem(ParentOf(path));
 }

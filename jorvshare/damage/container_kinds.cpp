@@ -4,10 +4,10 @@
 #include "jorvshare/damage/change.h"
 #include "jorvshare/damage/data_check.h"
 #include "jorvshare/damage/kind.h"
-#include "jorvshare/interrupt/interrupt.h"
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
+#include "terminal/interrupt.h"
 
 namespace jorvshare::damage {
 
@@ -45,7 +45,7 @@ void DamageContainer(const Scene& scene, Report* report) {
 
 void AddStranger(const Scene& scene, Report* report) {
     const std::string container = Join(ChooseVolume(scene), "no-number");
-    FinishRegardless();
+    terminal::FinishRegardless();
     refstore::WriteNewFile(container + ".bhd", {});
     refstore::WriteNewFile(container + ".bin", {});
     report->Changed("made the empty files " + container + ".bin and .bhd");

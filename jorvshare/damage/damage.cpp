@@ -8,9 +8,9 @@
 
 #include "jorvshare/damage/data_check.h"
 #include "jorvshare/damage/kind.h"
-#include "jorvshare/report/console.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "terminal/console.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -95,8 +95,8 @@ void Damage(const damage::DamageOptions& options) {
     const Kind kind = Find(options.kind).value();
     const unsigned modes = scene.Tables() ? kind.tables : kind.files;
     if (modes == 0) {
-        throw ToolError(wording::KindNotForLayout(options.kind, scene.Site().Root(),
-                                                  scene.Tables() ? "tables" : "files"));
+        throw terminal::ToolError(wording::KindNotForLayout(options.kind, scene.Site().Root(),
+                                                            scene.Tables() ? "tables" : "files"));
     }
     damage::Report report;
     const auto before = DataCheck(scene, modes);
@@ -124,7 +124,7 @@ void Damage(const damage::DamageOptions& options) {
             text += line + "\n";
         }
     }
-    PrintResult(text);
+    terminal::PrintResult(text);
 }
 
 void ListDamage() {
@@ -137,7 +137,7 @@ void ListDamage() {
                 Padded(ModeNames(kind.files), modesWidth) +
                 Padded(ModeNames(kind.tables), modesWidth) + std::string(kind.summary) + "\n";
     }
-    PrintResult(text);
+    terminal::PrintResult(text);
 }
 
 bool IsDamageKind(const std::string& name) {

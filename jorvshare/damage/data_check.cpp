@@ -11,14 +11,14 @@
 
 #include "jorvshare/damage/findings.h"
 #include "jorvshare/damage/listing.h"
-#include "jorvshare/interrupt/interrupt.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/extent/extent.h"
 #include "refstore/header/header_record.h"
 #include "refstore/table/table_directory.h"
 #include "storage/exception.h"
+#include "terminal/interrupt.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare::damage {
 
@@ -58,7 +58,7 @@ std::set<std::string> Volumes(const Scene& scene) {
     try {
         const std::vector<std::string> volumes = ReadVolumes(scene.Site().Fstab());
         return {volumes.begin(), volumes.end()};
-    } catch (const ToolError&) {
+    } catch (const terminal::ToolError&) {
         return {};
     }
 }
@@ -198,7 +198,7 @@ Lines DataLines(const Scene& scene, bool aged) {
         return LinesOf(output);
     }
     for (const std::string& file : queue.files) {
-        CheckInterrupt();
+        terminal::CheckInterrupt();
         ++taken;
         if (taken % kProgressStep == 0) {
             output += finding::Progress(taken, total);

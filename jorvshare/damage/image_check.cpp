@@ -5,9 +5,9 @@
 
 #include "jorvshare/damage/change.h"
 #include "jorvshare/damage/findings.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare::damage {
 
@@ -24,7 +24,7 @@ std::vector<ImageName> ListedImages(const Scene& scene) {
     for (ImageName image; std::getline(lines, image.policy);) {
         std::string names;
         if (!std::getline(lines, image.backupTime) || !std::getline(lines, names)) {
-            throw ToolError(wording::At(path, "not in groups of three lines"));
+            throw terminal::ToolError(wording::At(path, "not in groups of three lines"));
         }
         std::size_t start = 0;
         for (std::size_t end = names.find(';'); end != std::string::npos;

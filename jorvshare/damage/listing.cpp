@@ -1,8 +1,8 @@
 #include "jorvshare/damage/listing.h"
 
-#include "jorvshare/interrupt/interrupt.h"
 #include "jorvshare/site/directory.h"
 #include "refstore/base/posix.h"
+#include "terminal/interrupt.h"
 
 namespace jorvshare::damage {
 
@@ -15,7 +15,7 @@ void AddFiles(const std::string& directory, const std::string& prefix,
         return;
     }
     for (const refstore::DirectoryEntry& entry : *listed) {
-        CheckInterrupt();
+        terminal::CheckInterrupt();
         const std::string path = Join(directory, entry.name);
         if (KindOf(path) == EntryKind::kDirectory) {
             AddFiles(path, prefix + entry.name + "/", files);

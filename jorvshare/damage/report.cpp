@@ -2,12 +2,12 @@
 
 #include <map>
 
-#include "jorvshare/report/one_line.h"
+#include "terminal/one_line.h"
 
 namespace jorvshare::damage {
 
 void Report::Changed(const std::string& what) {
-    changes_.push_back(OneLine(what));
+    changes_.push_back(terminal::OneLine(what));
 }
 
 void Report::Expect(Mode mode, Stream stream, const std::string& text) {

@@ -4,8 +4,6 @@
 #include <random>
 #include <utility>
 
-#include "jorvshare/interrupt/interrupt.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/confinement.h"
 #include "jorvshare/site/directory.h"
@@ -13,6 +11,8 @@
 #include "jorvshare/site/volumes.h"
 #include "refstore/config/settings.h"
 #include "storage/jorv_utils.h"
+#include "terminal/interrupt.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare::damage {
 
@@ -21,7 +21,7 @@ namespace {
 void AddFiles(const std::string& directory, const std::string& prefix,
               std::vector<std::string>* files) {
     for (const DirectoryEntry& entry : ListDirectory(directory)) {
-        CheckInterrupt();
+        terminal::CheckInterrupt();
         if (entry.kind == EntryKind::kDirectory) {
             AddFiles(Join(directory, entry.name), prefix + entry.name + "/", files);
         } else if (entry.kind == EntryKind::kFile) {
@@ -42,7 +42,7 @@ std::string Append(std::string path, const std::string& name) {
 std::vector<std::string> ListedVolumes(const SiteLayout& site) {
     try {
         return ReadVolumes(site.Fstab());
-    } catch (const ToolError&) {
+    } catch (const terminal::ToolError&) {
         return {};
     }
 }
@@ -61,7 +61,7 @@ Scene::Scene(DamageOptions options) : options_(std::move(options)) {
     tables_ = settings.useFileExtMap != 0;
     share_ = site_->Share(options_.shareId);
     if (KindOf(share_.root) != EntryKind::kDirectory) {
-        throw ToolError(wording::NoShare(options_.shareId, root));
+        throw terminal::ToolError(wording::NoShare(options_.shareId, root));
     }
     RemoveUnfinished(root);
 }
@@ -88,15 +88,15 @@ std::string Scene::ChooseFile(const std::vector<std::string>& candidates) const 
     }
     const std::vector<std::string> files = Files();
     if (std::find(files.begin(), files.end(), path) == files.end()) {
-        throw ToolError(wording::NoSuchFile(path, options_.shareId));
+        throw terminal::ToolError(wording::NoSuchFile(path, options_.shareId));
     }
-    throw ToolError(wording::KindNotForFile(options_.kind, path));
+    throw terminal::ToolError(wording::KindNotForFile(options_.kind, path));
 }
 
 std::string Scene::ChooseFile(const Applies& applies) const {
     std::vector<std::string> candidates;
     for (const std::string& file : Files()) {
-        CheckInterrupt();
+        terminal::CheckInterrupt();
         // The header check pairs by the last "/head" of the directory's path.
         const std::string directory = ParentOf(share_.Head(file));
         const bool paired = directory.rfind("/head") == share_.root.size();
@@ -126,12 +126,12 @@ std::uint64_t Scene::Choose(std::uint64_t bound) const {
 
 void Scene::RequireNoPath() const {
     if (options_.path) {
-        throw ToolError(wording::KindNotForFile(options_.kind, *options_.path));
+        throw terminal::ToolError(wording::KindNotForFile(options_.kind, *options_.path));
     }
 }
 
 void Scene::FailNothing() const {
-    throw ToolError(wording::NothingToDamage(options_.kind, options_.shareId));
+    throw terminal::ToolError(wording::NothingToDamage(options_.kind, options_.shareId));
 }
 
 finding::FileNames Scene::Names(const std::string& relative,

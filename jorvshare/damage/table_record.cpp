@@ -4,6 +4,7 @@
 
 #include "refstore/table/table_directory.h"
 #include "storage/exception.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare::damage {
 

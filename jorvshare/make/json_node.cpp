@@ -4,8 +4,8 @@
 #include <charconv>
 #include <set>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -62,7 +62,7 @@ std::optional<unsigned> HexDigit(char letter) {
 }  // namespace
 
 void JsonNode::Fail(std::string_view why) const {
-    throw ToolError(wording::BadRecipe(document_, where_, why));
+    throw terminal::ToolError(wording::BadRecipe(document_, where_, why));
 }
 
 void JsonNode::RequireKeys(std::initializer_list<std::string_view> keys) const {
@@ -183,7 +183,7 @@ nlohmann::json ParseJson(const std::string& document, std::string_view text) {
             keys.pop_back();
         } else if (event == json::parse_event_t::key &&
                    !keys.back().insert(parsed.get<std::string>()).second) {
-            throw ToolError(wording::BadRecipe(
+            throw terminal::ToolError(wording::BadRecipe(
                 document, {}, "the key \"" + parsed.get<std::string>() + "\" stands twice"));
         }
         return true;
@@ -194,7 +194,7 @@ nlohmann::json ParseJson(const std::string& document, std::string_view text) {
         // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."
         const std::string_view what = error.what();
         const std::size_t bracket = what.find("] ");
-        throw ToolError(wording::BadRecipe(
+        throw terminal::ToolError(wording::BadRecipe(
             document, {}, bracket == std::string_view::npos ? what : what.substr(bracket + 2)));
     }
 }

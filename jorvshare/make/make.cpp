@@ -3,9 +3,7 @@
 #include <span>
 #include <stdexcept>
 
-#include "jorvshare/interrupt/interrupt.h"
 #include "jorvshare/make/recipe.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/bytes_of.h"
 #include "jorvshare/site/directory.h"
@@ -20,13 +18,15 @@
 #include "refstore/header/header_record.h"
 #include "refstore/image/image_record.h"
 #include "refstore/table/table_directory.h"
+#include "terminal/interrupt.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
 namespace {
 
 void WriteBelow(const std::string& path, std::span<const std::byte> bytes) {
-    CheckInterrupt();
+    terminal::CheckInterrupt();
     MakeDirectories(ParentOf(path));
     refstore::WriteNewFile(path, bytes);
 }
@@ -138,9 +138,9 @@ MakeSummary Make(const std::string& recipePath, const std::string& site) {
     try {
         Builder(recipe, target.Partial(), target.Final()).Build();
     } catch (const std::length_error& error) {
-        throw ToolError(wording::At(recipePath, error.what()));
+        throw terminal::ToolError(wording::At(recipePath, error.what()));
     }
-    CheckInterrupt();
+    terminal::CheckInterrupt();
     target.Commit();
     MakeSummary summary;
     summary.shares = recipe.shares.size();

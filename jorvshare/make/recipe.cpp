@@ -5,9 +5,9 @@
 #include "jorvshare/make/json_node.h"
 #include "jorvshare/make/recipe.h"
 #include "jorvshare/make/recipe_extents.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/site/site_layout.h"
 #include "refstore/base/regular_file.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -50,7 +50,7 @@ std::string ReadShareId(const JsonNode& node) {
     std::string id = ReadName(node);
     try {
         CheckShareId(id);
-    } catch (const ToolError& error) {
+    } catch (const terminal::ToolError& error) {
         node.Fail(error.Message());
     }
     return id;

@@ -4,8 +4,8 @@
 #include <limits>
 #include <utility>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -55,7 +55,7 @@ void ContainerStore::Finish() {
 void ContainerStore::Begin() {
     const std::string& volume = volumes_.at(dcids_.size() % volumes_.size());
     if (lastDcid_ == std::numeric_limits<std::uint64_t>::max()) {
-        throw ToolError(wording::NoFreeDcid(volume));
+        throw terminal::ToolError(wording::NoFreeDcid(volume));
     }
     ++lastDcid_;
     openVolume_ = volume;

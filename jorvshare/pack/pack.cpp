@@ -4,15 +4,11 @@
 #include <span>
 #include <vector>
 
-#include "jorvshare/interrupt/interrupt.h"
 #include "jorvshare/pack/container_store.h"
 #include "jorvshare/pack/pack_site.h"
 #include "jorvshare/pack/share_writer.h"
 #include "jorvshare/pack/shared_data.h"
 #include "jorvshare/pack/source_tree.h"
-#include "jorvshare/report/console.h"
-#include "jorvshare/report/progress.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/site/bytes_of.h"
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/volumes.h"
@@ -20,6 +16,10 @@
 #include "refstore/base/regular_file.h"
 #include "refstore/fingerprint.h"
 #include "refstore/image/image_record.h"
+#include "terminal/console.h"
+#include "terminal/interrupt.h"
+#include "terminal/progress.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -27,19 +27,20 @@ namespace {
 
 void WarnOfUncheckable(const SourceTree& tree, const ShareLayout& share, MapLayout map) {
     if (tree.unpairable != 0) {
-        PrintWarning(wording::Unpairable(tree.unpairable));
+        terminal::PrintWarning(wording::kProgram, wording::Unpairable(tree.unpairable));
     }
     // There a file is a directory in the map tree, with its name.
     if (map == MapLayout::kTables && tree.namedHead != 0) {
-        PrintWarning(wording::TablesTakenForHeaders(tree.namedHead));
+        terminal::PrintWarning(wording::kProgram, wording::TablesTakenForHeaders(tree.namedHead));
     }
     if (share.root.find("/head") != std::string::npos) {
-        PrintWarning(wording::HeadInSharePath(share.root));
+        terminal::PrintWarning(wording::kProgram, wording::HeadInSharePath(share.root));
     }
 }
 
 /// First pass: reads everything to learn what occurs in more than one file.
-SharedData FindShared(const std::string& source, const SourceTree& tree, Progress* progress) {
+SharedData FindShared(const std::string& source, const SourceTree& tree,
+                      terminal::Progress* progress) {
     SharedData shared;
     std::uint64_t number = 0;
     for (const std::string& relative : tree.files) {
@@ -108,7 +109,7 @@ std::uint64_t LastDcid(const PackSite& site) {
 
 void RefuseOverlap(const std::string& source, const std::string& site) {
     if (IsWithin(site, source)) {
-        throw ToolError(wording::Inside("site", site, "source", source));
+        throw terminal::ToolError(wording::Inside("site", site, "source", source));
     }
 }
 
@@ -127,11 +128,11 @@ wording::PackSummary Pack(const PackOptions& options) {
         if (options.virtualCopy.has_value()) {
             FinishKilledRun(site.Layout(), share, *options.virtualCopy);
         }
-        throw ToolError(wording::ShareExists(options.shareId, root));
+        throw terminal::ToolError(wording::ShareExists(options.shareId, root));
     }
     if (options.virtualCopy.has_value() &&
         KindOf(site.Layout().Image(*options.virtualCopy)) != EntryKind::kUnknown) {
-        throw ToolError(wording::ImageExists(site.Layout().Image(*options.virtualCopy)));
+        throw terminal::ToolError(wording::ImageExists(site.Layout().Image(*options.virtualCopy)));
     }
     site.MakeMissing(ParentOf(share.root));
     RemoveTree(staging.root);
@@ -140,7 +141,7 @@ wording::PackSummary Pack(const PackOptions& options) {
     const SourceTree tree = WalkSource(source);
     WarnOfUncheckable(tree, share, site.Map());
     const bool twoPasses = site.Map() == MapLayout::kFiles;
-    Progress progress("packing", tree.dataBytes * (twoPasses ? 2 : 1));
+    terminal::Progress progress("packing", tree.dataBytes * (twoPasses ? 2 : 1));
     const SharedData shared = twoPasses ? FindShared(source, tree, &progress) : SharedData();
     ContainerStore containers(site.Volumes(), LastDcid(site),
                               std::uint64_t{options.containerMiB} << 20U, &site.Changes());
@@ -150,7 +151,7 @@ wording::PackSummary Pack(const PackOptions& options) {
         writer.AddDirectory(directory);
     }
     for (const std::string& file : tree.files) {
-        CheckInterrupt();
+        terminal::CheckInterrupt();
         writer.AddFile(Join(source, file), file);
     }
     containers.Finish();
@@ -158,7 +159,7 @@ wording::PackSummary Pack(const PackOptions& options) {
         WriteImage(&site, staging, *options.virtualCopy, containers.Dcids());
     }
     site.Sync();
-    CheckInterrupt();
+    terminal::CheckInterrupt();
     PutInPlace(&site, staging.root, share.root);
     if (options.virtualCopy.has_value()) {
         PutInPlace(&site, site.Layout().ImageStaging(*options.virtualCopy),

@@ -8,7 +8,6 @@
 #include <span>
 #include <string_view>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/bytes_of.h"
 #include "jorvshare/site/confinement.h"
@@ -19,6 +18,7 @@
 #include "refstore/base/regular_file.h"
 #include "refstore/config/settings.h"
 #include "refstore/fstab/fstab_writer.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -49,7 +49,7 @@ bool IsBegunFstab(const SiteLayout& site) {
     std::vector<std::string> volumes;
     try {
         volumes = ReadVolumes(site.Fstab());
-    } catch (const ToolError&) {
+    } catch (const terminal::ToolError&) {
         return false;
     }
     for (std::size_t i = 0; i < volumes.size(); ++i) {
@@ -98,7 +98,7 @@ bool IsFresh(const SiteLayout& site) {
 void RequireThere(const std::vector<std::string>& volumes) {
     for (const std::string& volume : volumes) {
         if (!IsThere(volume)) {
-            throw ToolError(wording::MissingVolume(volume));
+            throw terminal::ToolError(wording::MissingVolume(volume));
         }
     }
 }
@@ -119,7 +119,7 @@ PackSite::PackSite(const std::string& root, const PackOptions& options) {
         layout_.emplace(root);
         Create(options);
     } else {
-        throw ToolError(wording::NotASite(root));
+        throw terminal::ToolError(wording::NotASite(root));
     }
     for (const std::string& directory :
          {layout_->MetaRoot(), layout_->ImagesRoot(), layout_->LogDir()}) {
@@ -155,11 +155,11 @@ void PackSite::Join(const std::string& root, const PackOptions& options) {
     layout_.emplace(root, settings);
     map_ = settings.useFileExtMap != 0 ? MapLayout::kTables : MapLayout::kFiles;
     if (options.layout.value_or(map_) != map_) {
-        throw ToolError(wording::OtherLayout(root, Name(map_), Name(*options.layout)));
+        throw terminal::ToolError(wording::OtherLayout(root, Name(map_), Name(*options.layout)));
     }
     const std::uint32_t span = settings.tableSpanGiB;
     if (options.tableSpanGiB.value_or(span) != span) {
-        throw ToolError(wording::OtherSpan(root, span, *options.tableSpanGiB));
+        throw terminal::ToolError(wording::OtherSpan(root, span, *options.tableSpanGiB));
     }
     tableSpan_ = std::uint64_t{span} << 30U;
     volumes_ = ReadVolumes(layout_->Fstab());
@@ -193,7 +193,7 @@ void PackSite::MakeMissing(const std::string& directory) {
         MakeDirectory(directory);
         undo_.RemoveDirectory(directory);
     } else if (!S_ISDIR(attributes.st_mode)) {
-        throw ToolError(wording::Errno(directory, ENOTDIR));
+        throw terminal::ToolError(wording::Errno(directory, ENOTDIR));
     }
 }
 

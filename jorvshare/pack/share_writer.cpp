@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "jorvshare/pack/local_store.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
 #include "refstore/base/file_writer.h"
@@ -15,6 +14,7 @@
 #include "refstore/header/header_record.h"
 #include "refstore/table/table_directory.h"
 #include "refstore/table/table_record.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -32,7 +32,7 @@ bool Lists(const refstore::TableRecord& table, std::uint64_t dcid) {
 }  // namespace
 
 ShareWriter::ShareWriter(ShareTarget target, const SharedData* shared, ContainerStore* containers,
-                         Progress* progress)
+                         terminal::Progress* progress)
     : target_(std::move(target)), shared_(shared), containers_(containers), progress_(progress) {
     MakeDirectory(target_.share.root);
     MakeDirectory(target_.share.HeadDir());
@@ -56,7 +56,7 @@ void ShareWriter::AddFile(const std::string& sourcePath, const std::string& rela
                                    refstore::EncodeExtents(kTransId, extents));
         }
     } catch (const std::length_error& error) {
-        throw ToolError(wording::At(sourcePath, error.what()));
+        throw terminal::ToolError(wording::At(sourcePath, error.what()));
     }
     ++files_;
     bytes_ += static_cast<std::uint64_t>(file.Size());
@@ -97,7 +97,7 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
     const std::uint64_t count = std::max<std::uint64_t>(1, length / span + (length % span != 0));
     // A sparse file of any size costs one table per span.
     if (count > refstore::kMaxTables) {
-        throw ToolError(wording::TooManyTables(relative, count));
+        throw terminal::ToolError(wording::TooManyTables(relative, count));
     }
     refstore::TableDirectoryRecord record;
     record.fileSize = size;
@@ -117,7 +117,7 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
     for (const refstore::TableRecord& table : record.tables) {
         if (refstore::CostsTooMuch(table.offset, table.end,
                                    table.extents.size() + table.dcids.size())) {
-            throw ToolError(wording::TableCostsTooMuch(relative));
+            throw terminal::ToolError(wording::TableCostsTooMuch(relative));
         }
     }
     MakeDirectory(target_.share.Map(relative));

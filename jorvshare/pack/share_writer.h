@@ -8,9 +8,9 @@
 #include "jorvshare/pack/pack_options.h"
 #include "jorvshare/pack/shared_data.h"
 #include "jorvshare/pack/source_file.h"
-#include "jorvshare/report/progress.h"
 #include "jorvshare/site/site_layout.h"
 #include "refstore/extent/extent.h"
+#include "terminal/progress.h"
 
 namespace jorvshare {
 
@@ -29,7 +29,7 @@ class ShareWriter {
     /// `shared`, `containers` and `progress` outlive the writer; `shared` is not read in the
     /// layout of tables.
     ShareWriter(ShareTarget target, const SharedData* shared, ContainerStore* containers,
-                Progress* progress);
+                terminal::Progress* progress);
 
     /// Makes a directory of the share. Directories come before what is in them.
     void AddDirectory(const std::string& relative);
@@ -51,7 +51,7 @@ class ShareWriter {
     const ShareTarget target_;
     const SharedData* shared_;
     ContainerStore* containers_;
-    Progress* progress_;
+    terminal::Progress* progress_;
     std::uint64_t files_ = 0;
     std::uint64_t bytes_ = 0;
     std::uint64_t extents_ = 0;

@@ -8,9 +8,9 @@
 #include <cerrno>
 #include <utility>
 
-#include "jorvshare/interrupt/interrupt.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "terminal/interrupt.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -18,10 +18,10 @@ SourceFile::SourceFile(std::string path)
     : path_(std::move(path)), file_(refstore::OpenFile(path_, O_RDONLY | O_NOFOLLOW | O_NONBLOCK)) {
     struct stat attributes = {};
     if (!file_ || ::fstat(file_.Get(), &attributes) != 0) {
-        throw ToolError(wording::Errno(path_, errno));
+        throw terminal::ToolError(wording::Errno(path_, errno));
     }
     if (!S_ISREG(attributes.st_mode)) {
-        throw ToolError(wording::FileChanged(path_));
+        throw terminal::ToolError(wording::FileChanged(path_));
     }
     size_ = attributes.st_size;
     seconds_ = attributes.st_mtim.tv_sec;
@@ -37,7 +37,7 @@ void SourceFile::ForEachPiece(const Piece& piece) {
         offset = Seek(offset, SEEK_DATA, offset);
         const std::int64_t end = std::min(size_, Seek(offset, SEEK_HOLE, size_));
         while (offset < end) {
-            CheckInterrupt();
+            terminal::CheckInterrupt();
             const std::int64_t next = std::min(end, (offset / kGrid + 1) * kGrid);
             piece(static_cast<std::uint64_t>(offset),
                   Read(offset, static_cast<std::size_t>(next - offset)));
@@ -47,7 +47,7 @@ void SourceFile::ForEachPiece(const Piece& piece) {
     // Behind the end of a file that has become shorter there seems to be only a hole.
     struct stat attributes = {};
     if (::fstat(file_.Get(), &attributes) != 0 || attributes.st_size < size_) {
-        throw ToolError(wording::FileChanged(path_));
+        throw terminal::ToolError(wording::FileChanged(path_));
     }
 }
 
@@ -63,7 +63,7 @@ std::int64_t SourceFile::Seek(std::int64_t offset, int whence, std::int64_t othe
         return size_;  // only a hole is left
     }
     if (errno != EINVAL && errno != EOPNOTSUPP) {
-        throw ToolError(wording::Errno(path_, errno));
+        throw terminal::ToolError(wording::Errno(path_, errno));
     }
     return otherwise;
 }
@@ -73,11 +73,11 @@ std::span<const std::byte> SourceFile::Read(std::int64_t offset, std::size_t len
     const auto piece = std::span(buffer_).first(length);
     const auto got = refstore::ReadAt(file_, static_cast<std::uint64_t>(offset), piece);
     if (!got) {
-        throw ToolError(wording::Errno(path_, errno));
+        throw terminal::ToolError(wording::Errno(path_, errno));
     }
     // Zeros in place of what was there would be a silent loss.
     if (*got < length) {
-        throw ToolError(wording::FileChanged(path_));
+        throw terminal::ToolError(wording::FileChanged(path_));
     }
     return piece;
 }

@@ -6,11 +6,11 @@
 #include <cerrno>
 #include <string_view>
 
-#include "jorvshare/interrupt/interrupt.h"
-#include "jorvshare/report/console.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
+#include "terminal/console.h"
+#include "terminal/interrupt.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -38,7 +38,7 @@ class Walker {
     /// @param prefix  relative path of the directory with a slash behind it, or empty.
     /// @param inHead  a directory of the prefix begins with "head".
     void Walk(const std::string& prefix, bool inHead) {
-        CheckInterrupt();
+        terminal::CheckInterrupt();
         for (const DirectoryEntry& entry : ListDirectory(Join(root_, prefix))) {
             const std::string relative = prefix + entry.name;
             if (entry.kind == EntryKind::kDirectory) {
@@ -51,7 +51,8 @@ class Walker {
                 tree_->namedHead += namedHead ? 1 : 0;
                 CountData(relative);
             } else {
-                PrintWarning(wording::Skipped(KindName(entry.kind), Join(root_, relative)));
+                terminal::PrintWarning(wording::kProgram, wording::Skipped(KindName(entry.kind),
+                                                                           Join(root_, relative)));
                 ++tree_->skipped;
             }
         }
@@ -62,7 +63,7 @@ class Walker {
         const std::string path = Join(root_, relative);
         struct stat attributes = {};
         if (::lstat(path.c_str(), &attributes) != 0) {
-            throw ToolError(wording::Errno(path, errno));
+            throw terminal::ToolError(wording::Errno(path, errno));
         }
         tree_->dataBytes += std::min(static_cast<std::uint64_t>(attributes.st_size),
                                      static_cast<std::uint64_t>(attributes.st_blocks) * kBlock);

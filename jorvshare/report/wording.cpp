@@ -1,7 +1,5 @@
 #include "jorvshare/report/wording.h"
 
-#include <system_error>
-
 namespace jorvshare::wording {
 
 namespace {
@@ -11,11 +9,6 @@ std::string Number(std::uint64_t value, std::string_view one, std::string_view m
 }
 
 }  // namespace
-
-std::string Errno(const std::string& path, int code) {
-    return path + ": " + std::generic_category().message(code) + " (errno " + std::to_string(code) +
-           ")";
-}
 
 std::string At(const std::string& path, std::string_view why) {
     return path + ": " + std::string(why);

@@ -4,13 +4,17 @@
 #include <string>
 #include <string_view>
 
+#include "terminal/tool_error.h"
+
 /// Messages of the tool's own; not what it shows of a structure or tells of a damage, nor the texts
 /// of the storage library and of the command line. Names are raw, whatever bytes they hold: what
 /// prints a message makes it one line.
 namespace jorvshare::wording {
 
-/// "<path>: <system's text> (errno <code>)"
-std::string Errno(const std::string& path, int code);
+/// Begins every warning and error.
+inline constexpr std::string_view kProgram = "jorvshare";
+
+using terminal::Errno;
 /// "<path>: <why>"
 std::string At(const std::string& path, std::string_view why);
 

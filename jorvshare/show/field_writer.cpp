@@ -1,7 +1,7 @@
 #include "jorvshare/show/field_writer.h"
 
-#include "jorvshare/interrupt/interrupt.h"
-#include "jorvshare/report/console.h"
+#include "terminal/console.h"
+#include "terminal/interrupt.h"
 
 namespace jorvshare {
 
@@ -19,8 +19,8 @@ void FieldWriter::Put(std::string_view text) {
 }
 
 void FieldWriter::Flush() {
-    CheckInterrupt();
-    PrintResult(buffer_);
+    terminal::CheckInterrupt();
+    terminal::PrintResult(buffer_);
     buffer_.clear();
 }
 

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <memory>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/show/json_writer.h"
 #include "jorvshare/show/text_writer.h"
@@ -16,6 +15,7 @@
 #include "refstore/header/header_record.h"
 #include "refstore/image/image_record.h"
 #include "refstore/table/table_directory.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -169,7 +169,7 @@ void ShowAny(const std::string& path, FieldWriter* out) {
             return;
         }
     }
-    throw ToolError(wording::UnknownKind(path));
+    throw terminal::ToolError(wording::UnknownKind(path));
 }
 
 }  // namespace

@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <string_view>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -23,7 +23,7 @@ void RequireWithin(const SiteLayout& site, const std::vector<std::string>& volum
     const auto require = [](std::string_view what, const std::string& path,
                             const std::string& directory) {
         if (!LiesBelow(path, directory)) {
-            throw ToolError(wording::Elsewhere(what, path, directory));
+            throw terminal::ToolError(wording::Elsewhere(what, path, directory));
         }
     };
     require("metadata root", site.MetaRoot(), site.Root());
@@ -34,7 +34,7 @@ void RequireWithin(const SiteLayout& site, const std::vector<std::string>& volum
     }
     for (const std::string& path : {site.MetaRoot(), site.ImagesRoot(), site.VolumesRoot()}) {
         if (KindOf(path) == EntryKind::kSymlink) {
-            throw ToolError(wording::IsSymlink(path));
+            throw terminal::ToolError(wording::IsSymlink(path));
         }
     }
 }

@@ -9,16 +9,16 @@
 #include <cstdlib>
 #include <memory>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "refstore/base/posix.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
 namespace {
 
 [[noreturn]] void Fail(const std::string& path, int code) {
-    throw ToolError(wording::Errno(path, code));
+    throw terminal::ToolError(wording::Errno(path, code));
 }
 
 EntryKind KindOfMode(mode_t mode) {
@@ -102,7 +102,7 @@ int RemoveTree(const std::string& path) {
             const int code = RemoveTree(Join(path, entry.name));
             failure = failure == 0 ? code : failure;
         }
-    } catch (const ToolError&) {
+    } catch (const terminal::ToolError&) {
         // Not a directory that can be read: rmdir below fails or not, there is nothing else to try.
     }
     if (::rmdir(path.c_str()) == 0 || errno == ENOENT) {

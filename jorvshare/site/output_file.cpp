@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <utility>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -52,7 +52,7 @@ void OutputFile::Close() {
 
 void OutputFile::Require(bool done) const {
     if (!done) {
-        throw ToolError(wording::Errno(path_, errno));
+        throw terminal::ToolError(wording::Errno(path_, errno));
     }
 }
 

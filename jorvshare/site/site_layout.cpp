@@ -5,10 +5,10 @@
 #include <string_view>
 #include <utility>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
 #include "storage/jorv_utils.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -85,7 +85,7 @@ refstore::Settings SiteLayout::NewSettings() {
 
 void CheckShareId(const std::string& id) {
     const auto refuse = [&id](std::string_view why) {
-        throw ToolError(wording::BadShareId(id, why));
+        throw terminal::ToolError(wording::BadShareId(id, why));
     };
     if (id.size() > NAME_MAX) {
         refuse("longer than 255 bytes");
@@ -110,10 +110,11 @@ bool IsPlainName(const std::string& name) {
 void RequireSite(const std::string& root) {
     const EntryKind kind = KindOf(root);
     if (kind != EntryKind::kDirectory) {
-        throw ToolError(wording::Errno(root, kind == EntryKind::kUnknown ? ENOENT : ENOTDIR));
+        throw terminal::ToolError(
+            wording::Errno(root, kind == EntryKind::kUnknown ? ENOENT : ENOTDIR));
     }
     if (KindOf(Join(root, SiteLayout::kSettingsName)) == EntryKind::kUnknown) {
-        throw ToolError(wording::NotASite(root));
+        throw terminal::ToolError(wording::NotASite(root));
     }
 }
 

@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <string_view>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -23,7 +23,7 @@ bool IsNumber(std::string_view text) {
 dev_t DeviceOf(const std::string& directory) {
     struct stat attributes = {};
     if (::stat(directory.c_str(), &attributes) != 0) {
-        throw ToolError(wording::Errno(directory, errno));
+        throw terminal::ToolError(wording::Errno(directory, errno));
     }
     return attributes.st_dev;
 }

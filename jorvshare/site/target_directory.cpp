@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
 #include "refstore/base/file_writer.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -18,11 +18,11 @@ TargetDirectory::TargetDirectory(const std::string& path)
     const EntryKind kind = KindOf(final_);
     replaces_ = kind != EntryKind::kUnknown;
     if (replaces_ && (kind != EntryKind::kDirectory || !ListDirectory(final_).empty())) {
-        throw ToolError(wording::NotEmpty(final_));
+        throw terminal::ToolError(wording::NotEmpty(final_));
     }
     // Not taken for our own and removed: people give such names to directories of theirs.
     if (KindOf(partial_) != EntryKind::kUnknown) {
-        throw ToolError(wording::LeftOver(partial_));
+        throw terminal::ToolError(wording::LeftOver(partial_));
     }
     MakeDirectory(partial_);
     struct stat attributes = {};
@@ -51,7 +51,7 @@ void TargetDirectory::Commit() {
     refstore::SyncFileSystem(partial_);
     const unsigned flags = replaces_ ? 0 : RENAME_NOREPLACE;
     if (::renameat2(AT_FDCWD, partial_.c_str(), AT_FDCWD, final_.c_str(), flags) != 0) {
-        throw ToolError(wording::Errno(final_, errno));
+        throw terminal::ToolError(wording::Errno(final_, errno));
     }
     renamed_ = true;
     refstore::SyncFileSystem(ParentOf(final_));

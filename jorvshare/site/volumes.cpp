@@ -7,10 +7,10 @@
 #include <charconv>
 #include <string_view>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
 #include "storage/vol_mgr.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -46,7 +46,7 @@ std::vector<std::string> ReadVolumes(const std::string& fstab) {
     using Corvane::Kst::Marlow::Jorv::VolMgr;
     std::vector<VolMgr::MntEnt> entries;
     if (VolMgr::LoadGlobalFstab(fstab, &entries) != 0) {
-        throw ToolError(wording::BadFstab(fstab));
+        throw terminal::ToolError(wording::BadFstab(fstab));
     }
     std::vector<std::string> volumes;
     volumes.reserve(entries.size());
@@ -62,7 +62,7 @@ bool IsThere(const std::string& volume) {
         return true;
     }
     if (errno != ENOENT) {
-        throw ToolError(wording::Errno(volume, errno));
+        throw terminal::ToolError(wording::Errno(volume, errno));
     }
     return false;
 }

@@ -2,11 +2,11 @@
 
 #include <utility>
 
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
 #include "refstore/fingerprint.h"
 #include "storage/exception.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -35,28 +35,28 @@ std::vector<std::byte> ExtentData::Read(const refstore::Extent& extent) {
         }
     } catch (const Corvane::Kst::Marlow::Jorv::SysException& error) {
         why = error.what();
-    } catch (const ToolError& error) {
+    } catch (const terminal::ToolError& error) {
         why = error.Message();
     }
-    throw ToolError(wording::DamagedExtent(relative_, extent.start, why));
+    throw terminal::ToolError(wording::DamagedExtent(relative_, extent.start, why));
 }
 
 std::vector<std::byte> ExtentData::ReadUnit(const refstore::Extent& extent) {
     if (!unit_.has_value()) {
         if (KindOf(unitPath_) == EntryKind::kSymlink) {
-            throw ToolError("its storage unit is a symbolic link");
+            throw terminal::ToolError("its storage unit is a symbolic link");
         }
         unit_.emplace("storage unit", unitPath_);
     }
     const std::uint64_t length = extent.end - extent.start;
     const auto offset = static_cast<std::uint64_t>(extent.dataOffset);
     if (extent.dataOffset < 0 || offset > unit_->Size() || length > unit_->Size() - offset) {
-        throw ToolError("its data lies outside of the storage unit");
+        throw terminal::ToolError("its data lies outside of the storage unit");
     }
     std::vector<std::byte> data(length);
     unit_->ReadAt(offset, data);
     if (refstore::Fingerprint(data) != extent.fp) {
-        throw ToolError("fingerprint mismatch");
+        throw terminal::ToolError("fingerprint mismatch");
     }
     return data;
 }

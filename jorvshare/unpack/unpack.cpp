@@ -3,10 +3,6 @@
 #include <cstring>
 #include <functional>
 
-#include "jorvshare/interrupt/interrupt.h"
-#include "jorvshare/report/console.h"
-#include "jorvshare/report/progress.h"
-#include "jorvshare/report/tool_error.h"
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
 #include "jorvshare/site/output_file.h"
@@ -17,6 +13,10 @@
 #include "refstore/extent/extent_record.h"
 #include "refstore/header/header_record.h"
 #include "refstore/table/table_directory.h"
+#include "terminal/console.h"
+#include "terminal/interrupt.h"
+#include "terminal/progress.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
@@ -41,7 +41,7 @@ class Restorer {
     void RestoreDirectory(const std::string& prefix) {
         RequireRealDirectories(prefix);
         for (const DirectoryEntry& entry : ListDirectory(share_.Head(prefix))) {
-            CheckInterrupt();
+            terminal::CheckInterrupt();
             const std::string relative = prefix + entry.name;
             if (entry.kind == EntryKind::kDirectory) {
                 MakeDirectory(Join(destination_, relative));
@@ -59,7 +59,7 @@ class Restorer {
 
   private:
     [[noreturn]] static void Fail(const std::string& relative, std::string_view why) {
-        throw ToolError(wording::Damaged(relative, why));
+        throw terminal::ToolError(wording::Damaged(relative, why));
     }
 
     std::uint64_t CountFiles(const std::string& prefix) {
@@ -79,7 +79,7 @@ class Restorer {
             path.pop_back();
             const EntryKind kind = KindOf(path);
             if (kind != EntryKind::kDirectory && kind != EntryKind::kUnknown) {
-                throw ToolError(wording::At(path, "not a directory"));
+                throw terminal::ToolError(wording::At(path, "not a directory"));
             }
         }
     }
@@ -93,9 +93,9 @@ class Restorer {
         OutputFile file(Join(destination_, relative));
         file.SetSize(header.size);
         ForEachExtent(relative, header, [&](const refstore::Extent& extent) {
-            CheckInterrupt();
+            terminal::CheckInterrupt();
             if (extent.end > static_cast<std::uint64_t>(header.size)) {
-                throw ToolError(
+                throw terminal::ToolError(
                     wording::DamagedExtent(relative, extent.start, "it ends behind the file"));
             }
             file.WriteAt(extent.start, data_.Read(extent));
@@ -139,7 +139,7 @@ class Restorer {
     const bool tables_;
     const std::string destination_;
     ExtentData data_;
-    Progress progress_;
+    terminal::Progress progress_;
     UnpackSummary summary_;
 };
 
@@ -150,7 +150,7 @@ std::vector<std::string> VolumesThere(const std::string& fstab) {
         if (IsThere(volume)) {
             volumes.push_back(std::move(volume));
         } else {
-            PrintWarning(wording::MissingVolume(volume));
+            terminal::PrintWarning(wording::kProgram, wording::MissingVolume(volume));
         }
     }
     return volumes;
@@ -167,17 +167,17 @@ UnpackSummary Unpack(const UnpackOptions& options) {
     const SiteLayout site(root, settings);
     const ShareLayout share = site.Share(options.shareId);
     if (KindOf(share.root) != EntryKind::kDirectory) {
-        throw ToolError(wording::NoShare(options.shareId, root));
+        throw terminal::ToolError(wording::NoShare(options.shareId, root));
     }
     const std::string destination = AbsoluteTarget(options.destination);
     if (IsWithin(destination, root)) {
-        throw ToolError(wording::Inside("destination", destination, "site", root));
+        throw terminal::ToolError(wording::Inside("destination", destination, "site", root));
     }
     TargetDirectory target(destination);
     refstore::ContainerReader containers(VolumesThere(site.Fstab()));
     Restorer restorer(share, settings.useFileExtMap != 0, target.Partial(), &containers);
     restorer.RestoreDirectory("");
-    CheckInterrupt();
+    terminal::CheckInterrupt();
     target.Commit();
     return restorer.Summary();
 }

@@ -14,14 +14,14 @@ class ExtentView final : public Corvane::Kst::Marlow::Jorv::Ext {
     /// Points the view at an extent that outlives its use.
     void Look(const Extent* extent) { extent_ = extent; }
 
-    Corvane::Kst::Marlow::Jorv::ExtDcid GetDCID() const override {
+    Corvane::Kst::Marlow::Jorv::ExtDcid GetDCID() override {
         return {extent_->dcid, extent_->fp};
     }
-    std::uint64_t GetSORef() const override { return extent_->soRef; }
-    std::uint64_t GetCksum() const override { return extent_->cksum; }
-    std::int64_t GetDataOffset() const override { return extent_->dataOffset; }
-    std::uint64_t GetStartOffset() const override { return extent_->start; }
-    std::uint64_t GetEndOffset() const override { return extent_->end; }
+    std::uint64_t GetSORef() override { return extent_->soRef; }
+    std::uint64_t GetCksum() override { return extent_->cksum; }
+    std::int64_t GetDataOffset() override { return extent_->dataOffset; }
+    std::uint64_t GetStartOffset() override { return extent_->start; }
+    std::uint64_t GetEndOffset() override { return extent_->end; }
 
   private:
     const Extent* extent_ = nullptr;
@@ -42,7 +42,7 @@ class ExtentCursor final : public Corvane::Kst::Marlow::Jorv::MappingCursor {
 
     void Next() override { left_ = left_.subspan(1); }
 
-    bool Equals(const MappingCursor* other) const override {
+    bool Equals(MappingCursor* other) override {
         // The other cursor is of the same table, and so of this class.
         return left_.size() ==
                (other == nullptr ? 0 : static_cast<const ExtentCursor*>(other)->left_.size());

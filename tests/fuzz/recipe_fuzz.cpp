@@ -1,6 +1,6 @@
 #include "jorvshare/make/recipe.h"
-#include "jorvshare/report/one_line.h"
-#include "jorvshare/report/tool_error.h"
+#include "terminal/one_line.h"
+#include "terminal/tool_error.h"
 #include "tests/fuzz/fuzz_input.h"
 
 namespace {
@@ -36,9 +36,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 }
             }
         }
-    } catch (const jorvshare::ToolError& failure) {
+    } catch (const terminal::ToolError& failure) {
         // One line, whatever the recipe holds.
-        if (jorvshare::OneLine(failure.Message()).find('\n') != std::string::npos) {
+        if (terminal::OneLine(failure.Message()).find('\n') != std::string::npos) {
             std::abort();
         }
     }

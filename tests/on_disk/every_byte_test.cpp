@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "jorvck/share_metadata/fs_check_meta.h"
+#include "jorvck/fs_check_meta.h"
 #include "refstore/extent/extent_record.h"
 #include "refstore/header/header_record.h"
 #include "refstore/table/table_record.h"

@@ -1,4 +1,4 @@
-#include "jorvck/paths/tree_walk.h"
+#include "jorvck/tree_walk.h"
 
 #include <gtest/gtest.h>
 

@@ -9,14 +9,13 @@
 #include <utility>
 #include <vector>
 
-#include "jorvshare/report/tool_error.h"
+#include "terminal/tool_error.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
 
 using jorvshare::kMaxExtent;
 using jorvshare::SourceFile;
-using jorvshare::ToolError;
 using test_support::TempDir;
 using test_support::WriteFile;
 
@@ -36,7 +35,7 @@ class SourceFileTest : public testing::Test {
         try {
             action();
             ADD_FAILURE() << "no error";
-        } catch (const ToolError& error) {
+        } catch (const terminal::ToolError& error) {
             EXPECT_EQ(error.Message(), path_ + ": changed while it was packed");
         }
     }
@@ -92,8 +91,8 @@ TEST_F(SourceFileTest, WhatIsNoFileAnyMoreIsRefused) {
     std::filesystem::create_directory(path_);
     ExpectChanged([&] { const SourceFile file(path_); });
     std::filesystem::create_symlink("f", temp_ / "link");
-    EXPECT_THROW(SourceFile(temp_ / "link"), ToolError);
-    EXPECT_THROW(SourceFile(temp_ / "none"), ToolError);
+    EXPECT_THROW(SourceFile(temp_ / "link"), terminal::ToolError);
+    EXPECT_THROW(SourceFile(temp_ / "none"), terminal::ToolError);
 }
 
 }  // namespace

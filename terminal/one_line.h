@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace terminal {
+
+/// A message as one line, whatever bytes the names in it hold: a line end as "\n", a carriage
+/// return as "\r", a tab as "\t", other control characters as "\x" with two hexadecimal digits, and
+/// a backslash, so that nothing looks like another name, as "\\". All other bytes stand as they
+/// are.
+std::string OneLine(std::string_view message);
+
+}  // namespace terminal

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace terminal {
+
+/// Progress bar on standard error, shown only when that is a terminal and wiped at the end. One
+/// thread.
+class Progress {
+  public:
+    /// @param total steps of the whole work; steps may be bytes.
+    Progress(std::string label, std::uint64_t total);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    /// Adds `steps` that are done. Redraws ten times a second at most.
+    void Advance(std::uint64_t steps);
+
+  private:
+    void Draw();
+
+    const std::string label_;
+    const std::uint64_t total_;
+    const bool shown_;
+    std::uint64_t done_ = 0;
+    std::chrono::steady_clock::time_point next_;
+};
+
+}  // namespace terminal
