@@ -84,13 +84,7 @@ const lines::Line* KnownFindingOrNotice(lines::Stream stream, std::string_view t
 CheckerEnd RunChecker(const std::vector<std::string>& words, const OutputSink& sink) {
     Pipe out;
     Pipe err;
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        Execute(words, out.Input(), err.Input());
-    }
-    if (pid < 0) {
-        throw terminal::ToolError(terminal::Errno(words.front(), errno));
-    }
+    const pid_t pid = StartProgram(words, out.Input(), err.Input());
     out.CloseInput();
     err.CloseInput();
     int state = 0;

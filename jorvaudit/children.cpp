@@ -198,20 +198,28 @@ Children::Ended RunInChild(Children::Work work) {
     return ended;
 }
 
-void Execute(const std::vector<std::string>& words, int out, int err) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    DefaultSignals();
-    const sigset_t set = ChildSignal();
-    ::sigprocmask(SIG_UNBLOCK, &set, nullptr);
-    ::dup2(out, STDOUT_FILENO);
-    ::dup2(err, STDERR_FILENO);
+pid_t StartProgram(const std::vector<std::string>& words, int out, int err) {
     std::vector<char*> arguments;
     for (const std::string& word : words) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }
     arguments.push_back(nullptr);
-    ::execvp(arguments.front(), arguments.data());
-    ::_exit(kNotRun);
+    const sigset_t set = ChildSignal();
+    // It shares this process's memory until it is another program: a copy would cost as much as the
+    // check of many files.
+    const pid_t pid = ::vfork();
+    if (pid == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        ::sigprocmask(SIG_UNBLOCK, &set, nullptr);
+        ::dup2(out, STDOUT_FILENO);
+        ::dup2(err, STDERR_FILENO);
+        ::execvp(arguments.front(), arguments.data());
+        ::_exit(kNotRun);
+    }
+    if (pid < 0) {
+        throw terminal::ToolError(terminal::Errno(words.front(), errno));
+    }
+    return pid;
 }
 
 bool WaitForChild(std::chrono::milliseconds patience) {

@@ -73,9 +73,9 @@ class Children {
 /// Runs one piece of work in a child and waits for it; an interruption of the audit ends it.
 Children::Ended RunInChild(Children::Work work);
 
-/// In a child: replaces the process by a program, with standard output and error as given. Does not
-/// return; a program that cannot be run ends the child with status 127.
-[[noreturn]] void Execute(const std::vector<std::string>& words, int out, int err);
+/// In a child: starts a program, with standard output and error as given, which dies with the child.
+/// One that cannot be run ends with status 127. Throws ToolError when there is no process for it.
+pid_t StartProgram(const std::vector<std::string>& words, int out, int err);
 
 /// Whether SIGCHLD arrived within `patience`; waits for it. SIGCHLD is blocked.
 bool WaitForChild(std::chrono::milliseconds patience);

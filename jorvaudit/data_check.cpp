@@ -35,12 +35,13 @@ class DataCheck {
     DataCheck(const DataCheckMeans& means, const Tally& sums, const std::vector<Finding>& found)
         : means_(means), sums_(sums), found_(found), share_(means.ground->share) {
         for (const Finding& finding : found) {
-            if (finding.object != Object::kFile) {
-                continue;
-            }
-            if (finding.kind == &kinds::kCheckerKilled || finding.kind == &kinds::kCheckerTimeout ||
-                finding.kind == &kinds::kCheckerFailed) {
+            const Kind* const kind = finding.kind;
+            if (kind == &kinds::kCheckerKilled || kind == &kinds::kCheckerTimeout ||
+                kind == &kinds::kCheckerFailed || kind == &kinds::kHeaderUnreadable) {
                 leftOut_.insert(finding.name);
+            } else if (kind == &kinds::kDirectoryUnreadable) {
+                // The checker's listing of all headers ends at such a directory.
+                mustBeLinked_ = true;
             } else if (finding.kind == &kinds::kExtentsElsewhere && !finding.detail.empty()) {
                 apart_.insert(finding.name);
             }
@@ -48,8 +49,9 @@ class DataCheck {
     }
 
     DataResult Run() {
-        const bool divided = means_.options->parts > 1;
-        if (!divided && sums_.hostile == 0 && leftOut_.empty() && apart_.empty()) {
+        mustBeLinked_ = mustBeLinked_ || means_.options->parts > 1 || sums_.hostile > 0 ||
+                        !leftOut_.empty() || !apart_.empty();
+        if (!mustBeLinked_) {
             RunOver({}, {});
         } else if (PointElsewhere()) {
             LinkHeaders();
@@ -263,6 +265,7 @@ class DataCheck {
     const Tally& sums_;
     const std::vector<Finding>& found_;
     const std::string& share_;
+    bool mustBeLinked_ = false;
     std::set<std::string> leftOut_;
     std::set<std::string> apart_;
     std::string links_;

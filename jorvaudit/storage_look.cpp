@@ -138,19 +138,23 @@ FileFacts StorageLook::Look(const std::string& directory, const FileEntry& file,
     const std::string path = Below(directory, file.name);
     FileFacts facts;
     LookAtHeader(PathIn(share_, Tree::kHead, path), &facts);
-    std::unique_ptr<OpenedFile> unit;
-    if (file.unit == Has::kFile) {
-        unit = std::make_unique<OpenedFile>(PathIn(share_, Tree::kStu, path));
-        facts.unitError = unit->Error();
+    const std::string unitPath = PathIn(share_, Tree::kStu, path);
+    // A storage unit that may not be opened is passed over by the checker in silence.
+    if (file.unit == Has::kFile && ::faccessat(AT_FDCWD, unitPath.c_str(), R_OK, AT_EACCESS) != 0) {
+        facts.unitError = errno;
     }
     if (depth == Depth::kHeader || file.extents == Has::kNothing) {
         return facts;
+    }
+    std::unique_ptr<OpenedFile> unit;
+    if (file.unit == Has::kFile && depth == Depth::kData) {
+        unit = std::make_unique<OpenedFile>(unitPath);
     }
     std::uint64_t last = 0;
     std::vector<char> buffer;
     const auto visit = [&](storage::Ext* extent) {
         const std::uint64_t dcid = extent->GetDCID().dcid;
-        if (dcid == kLocal && depth == Depth::kData && unit) {
+        if (dcid == kLocal && unit) {
             unit->Read(extent->GetDataOffset(), extent->GetEndOffset() - extent->GetStartOffset(),
                        &buffer);
         }
@@ -168,7 +172,9 @@ FileFacts StorageLook::Look(const std::string& directory, const FileEntry& file,
     } catch (const storage::SysException& failure) {
         facts.extentsError = NumberOf(failure);
     }
-    facts.unitError = unit ? unit->Error() : 0;
+    if (unit) {
+        facts.unitError = unit->Error();
+    }
     std::ranges::sort(facts.missing);
     const auto repeated = std::ranges::unique(facts.missing);
     facts.missing.erase(repeated.begin(), repeated.end());

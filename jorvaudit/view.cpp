@@ -11,62 +11,77 @@
 #include <system_error>
 #include <utility>
 
+#include "jorvaudit/listing.h"
 #include "terminal/tool_error.h"
 
 namespace jorvaudit {
 
 namespace {
 
-constexpr std::array kTrees = {"/head/", "/map/", "/stu/"};
+// Beside the trees. The checker's walk over headers goes through the whole view, and a directory that
+// is a link saves it a look at every entry of map and stu.
+constexpr std::array kDirectories = {"/head", "/maps", "/units"};
 constexpr const char* kNothing = "/nothing";
+
+[[noreturn]] void Fail(const std::string& path) {
+    throw terminal::ToolError(terminal::Errno(path, errno));
+}
 
 }  // namespace
 
 View::View(std::string path) : path_(std::move(path)) {
-    namespace fs = std::filesystem;
     std::error_code failure;
-    fs::remove_all(path_, failure);
-    for (const char* const tree : kTrees) {
-        if (!failure) {
-            fs::create_directories(path_ + tree, failure);
+    std::filesystem::remove_all(path_, failure);
+    std::filesystem::create_directories(path_, failure);
+    for (std::size_t i = 0; i < kDirectories.size(); ++i) {
+        const std::string directory = path_ + kDirectories.at(i);
+        if (::mkdir(directory.c_str(), S_IRWXU) != 0) {
+            Fail(directory);
+        }
+        directories_[i] = ::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+        const std::string tree = PathIn(path_, static_cast<Tree>(i), "");
+        if (i > 0 && ::symlink(kDirectories.at(i) + 1, tree.c_str()) != 0) {
+            Fail(tree);
         }
     }
-    if (failure) {
-        throw terminal::ToolError(terminal::Errno(path_, failure.value()));
-    }
-    const int empty = ::open((path_ + kNothing).c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, S_IRUSR);
+    const std::string nothing = path_ + kNothing;
+    const int empty = ::open(nothing.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, S_IRUSR);
     if (empty < 0) {
-        throw terminal::ToolError(terminal::Errno(path_, errno));
+        Fail(nothing);
     }
     ::close(empty);
 }
 
-void View::Add(const std::string& header, const std::string& extents,
-               const std::string* storageUnit) {
-    Link(kTrees[0], header);
-    Link(kTrees[1], extents);
-    Link(kTrees[2], storageUnit != nullptr ? *storageUnit : path_ + kNothing);
-    ++files_;
+View::~View() {
+    for (const int directory : directories_) {
+        ::close(directory);
+    }
 }
 
-void View::Link(const char* tree, const std::string& target) const {
-    const std::string link = path_ + tree + std::to_string(files_);
-    if (::symlink(target.c_str(), link.c_str()) != 0) {
-        throw terminal::ToolError(terminal::Errno(link, errno));
+void View::Add(const std::string& header, const std::string& extents,
+               const std::string* storageUnit) {
+    const std::string nothing = storageUnit == nullptr ? path_ + kNothing : "";
+    const std::array targets = {&header, &extents, storageUnit == nullptr ? &nothing : storageUnit};
+    const std::string name = std::to_string(files_++);
+    for (std::size_t i = 0; i < targets.size(); ++i) {
+        if (::symlinkat(targets.at(i)->c_str(), directories_[i], name.c_str()) != 0) {
+            Fail(*targets.at(i));
+        }
     }
 }
 
 void View::Clear() {
     for (; files_ > 0; --files_) {
-        for (const char* const tree : kTrees) {
-            ::unlink((path_ + tree + std::to_string(files_ - 1)).c_str());
+        const std::string name = std::to_string(files_ - 1);
+        for (const int directory : directories_) {
+            ::unlinkat(directory, name.c_str(), 0);
         }
     }
 }
 
 long View::NumberOf(const std::string& path) const {
-    for (const char* const tree : kTrees) {
-        const std::string prefix = path_ + tree;
+    for (const Tree tree : {Tree::kHead, Tree::kMap, Tree::kStu}) {
+        const std::string prefix = PathIn(path_, tree, "") + "/";
         long number = -1;
         if (path.starts_with(prefix)) {
             const char* const end = path.data() + path.size();
