@@ -59,6 +59,16 @@ void DefaultSignals() {
     }
 }
 
+// Locks of the audit must end with it, although its children may live a moment longer.
+void CloseOthers(int kept) {
+    const auto number = static_cast<unsigned>(kept);
+    constexpr unsigned kFirst = STDERR_FILENO + 1;
+    if (number > kFirst) {
+        ::close_range(kFirst, number - 1, 0);
+    }
+    ::close_range(number + 1, ~0U, 0);
+}
+
 // What a storage library prints is the checker's to show; the audit's own look at it is silent.
 void Silence() {
     const int null = ::open("/dev/null", O_RDWR | O_CLOEXEC);
@@ -75,6 +85,7 @@ void Silence() {
         ::_exit(kThrew);
     }
     DefaultSignals();
+    CloseOthers(memory);
     Silence();
     try {
         WriteAll(memory, work.body());

@@ -107,6 +107,7 @@ Report ReportOfHead(const json& head) {
     report.started = TimeOf(head.at("started"));
     report.ended = TimeOf(head.at("ended"));
     head.at("counted").get_to(report.counted);
+    head.at("status").get_to(report.status);
     report.tally = TallyOf(head.at("tally"));
     if (head.contains("parts")) {
         head.at("parts").at("of").get_to(report.parts);

@@ -16,17 +16,33 @@ namespace {
 
 constexpr std::size_t kMostFiles = 1000;
 
+// The uppermost directory above `path`, or it itself, that a tree does not have: "map/a".
+std::string MissingTop(const std::string& share, Tree tree, const std::string& path) {
+    for (std::size_t end = 0; end != std::string::npos;) {
+        end = path.find('/', end == 0 ? 0 : end + 1);
+        struct stat attributes = {};
+        const std::string upper = path.substr(0, end);
+        if (::stat(PathIn(share, tree, upper).c_str(), &attributes) != 0) {
+            struct stat root = {};
+            const bool isWhole = ::stat(PathIn(share, tree, "").c_str(), &root) != 0;
+            const std::string name(kTreeNames.at(static_cast<std::size_t>(tree)));
+            return isWhole ? name : name + "/" + upper;
+        }
+    }
+    return {};
+}
+
 // A missing directory is one cause for all the files that it held.
-void SetGroup(const std::array<std::string, 3>& missingTop, Finding* finding) {
+void SetGroup(const std::string& share, const Listing& listing, Finding* finding) {
     const Kind* const kind = finding->kind;
-    const std::size_t tree = kind == &kinds::kHeaderWithoutExtents ? 1
-                             : kind == &kinds::kStorageUnitMissing ? 2
-                                                                   : 0;
-    const bool byNames =
-        kind == &kinds::kHeaderWithoutExtents || kind == &kinds::kStorageUnitMissing ||
+    const bool ofHead =
         kind == &kinds::kExtentsWithoutHeader || kind == &kinds::kStorageUnitWithoutHeader;
-    if (byNames) {
-        finding->group = missingTop.at(tree);
+    const bool ofMap = kind == &kinds::kHeaderWithoutExtents;
+    if (ofHead || ofMap || kind == &kinds::kStorageUnitMissing) {
+        const Tree tree = ofHead ? Tree::kHead : ofMap ? Tree::kMap : Tree::kStu;
+        if (listing.missing.at(static_cast<std::size_t>(tree))) {
+            finding->group = MissingTop(share, tree, listing.path);
+        }
     }
 }
 
@@ -83,22 +99,12 @@ void TreeAudit::OpenDirectory() {
     const std::string path = directory->listing.path;
     Listing& listing = directory->listing;
     listing = ListDirectory(means_.settings->share, path, means_.settings->tables);
-    for (std::size_t i = 0; i < listing.missing.size(); ++i) {
-        std::string& top = directory->missingTop.at(i);
-        if (!listing.missing.at(i)) {
-            top.clear();
-        } else if (top.empty()) {
-            top = Below(std::string(kTreeNames.at(i)), path);
-            top.erase(path.empty() ? top.size() - 1 : top.size());
-        }
-    }
     if (directory->withBelow && !listing.directories.empty()) {
         // The directory itself counts as much as each of those below it.
         directory->weight /= 1.0 + static_cast<double>(listing.directories.size());
         for (const std::string& name : std::views::reverse(listing.directories)) {
             auto below = std::make_shared<Directory>();
             below->listing.path = Below(path, name);
-            below->missingTop = directory->missingTop;
             below->weight = directory->weight;
             waiting_.push_back(std::move(below));
         }
@@ -147,7 +153,7 @@ void TreeAudit::AddTasks(const std::shared_ptr<Directory>& directory) {
         const FileEntry& file = listing.files[number];
         if (file.header == Has::kNothing) {
             Finding finding = JudgeOrphan(Below(listing.path, file.name), file);
-            SetGroup(directory->missingTop, &finding);
+            SetGroup(means_.settings->share, listing, &finding);
             directory->findings.push_back(std::move(finding));
             continue;
         }
@@ -221,7 +227,7 @@ void TreeAudit::AddOutcome(const Task& task, ViewOutcome outcome) {
     Directory& directory = *task.directory;
     directory.tally += outcome.tally;
     for (Finding& finding : outcome.findings) {
-        SetGroup(directory.missingTop, &finding);
+        SetGroup(means_.settings->share, directory.listing, &finding);
         directory.findings.push_back(std::move(finding));
     }
     if (!outcome.raw.empty()) {

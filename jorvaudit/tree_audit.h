@@ -43,8 +43,6 @@ class TreeAudit {
     /// A directory that is waited for, or worked at.
     struct Directory {
         Listing listing;
-        /// Of each tree, the uppermost directory that is missing there; empty where none is.
-        std::array<std::string, 3> missingTop;
         double weight = 0;
         bool withBelow = true;
         std::size_t pending = 0;
