@@ -122,10 +122,13 @@ std::vector<std::string> SubjectsOf(const Finding& finding, bool volumesExplain)
     return {finding.object == Object::kFile ? "" : finding.name};
 }
 
-void FillCauses(Report* report) {
+void FillCauses(const IdSet& missing, Report* report) {
     // Where volumes are in doubt, a thousand missing containers are one consequence of that.
-    const bool volumesExplain = std::ranges::any_of(
-        report->findings, [](const Finding& finding) { return IsOfVolumes(finding.kind); });
+    constexpr std::uint64_t kFew = 10;
+    const bool volumesExplain =
+        boost::icl::cardinality(missing) > kFew &&
+        std::ranges::any_of(report->findings,
+                            [](const Finding& finding) { return IsOfVolumes(finding.kind); });
     const Count& headers = report->tally[What::kHeaders];
     const bool moved = report->tally.elsewhere > 0 && report->tally.elsewhere == headers.lookedAt;
     std::map<std::pair<std::string_view, std::string>, Cause> causes;
@@ -274,7 +277,7 @@ void Compose(Report* report) {
             again->acknowledged = finding.acknowledged;
         }
     }
-    FillCauses(report);
+    FillCauses(missing, report);
     report->affected.clear();
     report->status = kSound;
     for (const Finding& finding : report->findings) {
