@@ -14,16 +14,16 @@ bool IsOfAWrite(int signal) {
 }
 
 // A signal handler can reach nothing but a global: it is the one that this program has.
-volatile std::sig_atomic_t arrived = 0;
+volatile std::sig_atomic_t g_arrived = 0;
 
 extern "C" void Remember(int signal) {
-    arrived = signal;
+    g_arrived = signal;
 }
 
 }  // namespace
 
 InterruptScope::InterruptScope() {
-    arrived = 0;
+    g_arrived = 0;
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
         struct sigaction action = {};
         action.sa_handler = IsOfAWrite(kSignals.at(i)) ? SIG_IGN : Remember;
@@ -44,8 +44,8 @@ InterruptScope::~InterruptScope() {
 }
 
 void CheckInterrupt() {
-    if (arrived != 0) {
-        throw Interrupted{arrived};
+    if (g_arrived != 0) {
+        throw Interrupted{g_arrived};
     }
 }
 
@@ -57,7 +57,7 @@ void FinishRegardless() {
             ::sigaction(signal, &action, nullptr);
         }
     }
-    // Last: what arrived until here still counts, and nothing can arrive behind it.
+    // Last: what g_arrived until here still counts, and nothing can arrive behind it.
     CheckInterrupt();
 }
 

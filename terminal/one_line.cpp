@@ -3,7 +3,7 @@
 namespace terminal {
 
 std::string OneLine(std::string_view message) {
-    constexpr std::string_view digits = "0123456789abcdef";
+    constexpr std::string_view kDigits = "0123456789abcdef";
     std::string line;
     line.reserve(message.size());
     for (const char letter : message) {
@@ -18,8 +18,8 @@ std::string OneLine(std::string_view message) {
             line += "\\\\";
         } else if (byte < 0x20 || byte == 0x7f) {
             line += "\\x";
-            line += digits[byte >> 4U];
-            line += digits[byte & 15U];
+            line += kDigits[byte >> 4U];
+            line += kDigits[byte & 15U];
         } else {
             line += letter;
         }

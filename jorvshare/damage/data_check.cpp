@@ -15,7 +15,7 @@
 #include "jorvshare/site/volumes.h"
 #include "refstore/extent/extent.h"
 #include "refstore/header/header_record.h"
-#include "refstore/table/table_environment.h"
+#include "refstore/table/table_directory.h"
 #include "storage/exception.h"
 #include "terminal/interrupt.h"
 #include "terminal/tool_error.h"
@@ -109,13 +109,11 @@ void LoadVolume(const std::string& volume, std::set<std::uint64_t>* known, std::
     }
 }
 
-void CheckTables(const refstore::TableEnvironment& tables, const finding::FileNames& names,
+void CheckTables(const refstore::TableDirectory& tables, const finding::FileNames& names,
                  const refstore::HeaderRecord& header, const std::set<std::uint64_t>& known,
                  std::string* output) {
-    for (std::size_t table = 0; table < tables.Tables().size(); ++table) {
-        for (auto walk = tables.Extents(table); walk.Left() != 0; walk.Next()) {
-            refstore::Extent extent;
-            std::memcpy(&extent, walk.Bytes(), sizeof extent);
+    for (const refstore::StoredTableView& table : tables.Tables()) {
+        for (const refstore::Extent& extent : table.extents) {
             if (extent.dcid < kFirstContainer || !known.contains(extent.dcid)) {
                 WriteLine(output, finding::BadDcid(names, header, extent.dcid));
                 break;
@@ -137,14 +135,15 @@ void CheckFile(const Scene& scene, const std::string& file, bool aged,
         return;
     }
     const finding::FileNames names = scene.Names(file, header.extentLocation);
+    const std::string data = refstore::TableDirectory::FileIn(names.extents);
     if (!Exists(names.extents)) {
         WriteLine(output, finding::ExtentsMissing(names, header));
-    } else if (!Exists(names.extents + "/data.mdb")) {
+    } else if (!Exists(data)) {
         // Also of every file in the layout with extent files, which this check does not know.
         WriteLine(output, finding::DataFileMissing(names, header));
     } else {
         try {
-            const auto tables = refstore::TableEnvironment::Load(names.extents);
+            const auto tables = refstore::TableDirectory::Load(data);
             if (tables->FileSize() != header.size) {
                 WriteLine(output, finding::SizesDiffer(names, header, tables->FileSize()));
             } else {

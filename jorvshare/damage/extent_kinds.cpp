@@ -9,7 +9,6 @@
 #include "jorvshare/site/directory.h"
 #include "refstore/container/container_writer.h"
 #include "refstore/extent/extent_record.h"
-#include "refstore/extent/extent_writer.h"
 #include "storage/exception.h"
 
 namespace jorvshare::damage {

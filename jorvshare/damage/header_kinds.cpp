@@ -9,7 +9,6 @@
 #include "jorvshare/site/directory.h"
 #include "refstore/container/container_writer.h"
 #include "refstore/header/header_record.h"
-#include "refstore/header/header_writer.h"
 #include "storage/exception.h"
 
 namespace jorvshare::damage {

@@ -7,7 +7,6 @@
 #include "jorvshare/site/directory.h"
 #include "refstore/image/image_check.h"
 #include "refstore/image/image_record.h"
-#include "refstore/image/image_writer.h"
 
 namespace jorvshare::damage {
 

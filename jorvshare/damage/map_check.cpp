@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "jorvshare/damage/findings.h"
-#include "jorvshare/damage/listing.h"
+#include "refstore/base/posix.h"
 #include "refstore/extent/extent_record.h"
 #include "storage/exception.h"
 
@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::uint64_t kFirstContainer = 64;
 // Directories have it, and so have block devices and sockets.
-constexpr unsigned kDirectoryBit = 4;
+constexpr mode_t kDirectoryBit = S_IFDIR;
 
 bool IsDirectory(const std::string& path) {
     struct stat attributes = {};
@@ -30,7 +30,12 @@ MapWalk WalkMap(const ShareLayout& share) {
     for (bool down = true; down;) {
         down = false;
         walk.last = walk.files.size();
-        for (const ListedEntry& entry : InListingOrder(share.Map(prefix), &walk.opened)) {
+        const auto listed = refstore::ListDirectory(share.Map(prefix));
+        walk.opened = listed.has_value();
+        if (!listed) {
+            break;
+        }
+        for (const refstore::DirectoryEntry& entry : *listed) {
             const std::string relative = prefix + entry.name;
             if ((entry.type & kDirectoryBit) != 0 || IsDirectory(share.Head(relative))) {
                 prefix = relative + "/";

@@ -9,7 +9,7 @@
 #include "jorvshare/damage/table_record.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/container/container_writer.h"
-#include "refstore/table/bloom_bits.h"
+#include "refstore/table/bloom_filter.h"
 
 namespace jorvshare::damage {
 
@@ -111,7 +111,7 @@ Victim ChooseExtent(const Scene& scene, const Fits& fits) {
 
 void Store(const Scene& scene, const Victim& victim, const std::string& what, Report* report) {
     Rewrite(
-        scene, DataFile(victim.directory), EncodeTables(victim.record),
+        scene, DataFile(victim.directory), refstore::EncodeTables(victim.record),
         "table at " + std::to_string(victim.record.tables[victim.place.table].offset) + ", " + what,
         report);
 }
@@ -139,8 +139,7 @@ std::vector<crfp_digest_t> Without(const std::vector<crfp_digest_t>& bloom,
 // A filter lets some fingerprints pass that it was not made of: one of these would go unnoticed.
 bool FilterCanMiss(const TableRecord& table, const Extent& extent) {
     const refstore::BloomBits bits = refstore::MakeBloomBits(Without(table.bloom, extent.fp));
-    return InContainer(table, extent) &&
-           !refstore::BloomContains(bits.hashes, bits.words, extent.fp);
+    return InContainer(table, extent) && !refstore::BloomContains(bits, extent.fp);
 }
 
 void UnlistFingerprint(const Scene& scene, Report* report) {
@@ -184,7 +183,7 @@ void ChangeSize(const Scene& scene, Report* report) {
     TableDirectoryRecord record = *LoadTables(scene, file);
     const std::int64_t former = record.fileSize;
     record.fileSize ^= 1;
-    Rewrite(scene, DataFile(scene.Share().Map(file)), EncodeTables(record),
+    Rewrite(scene, DataFile(scene.Share().Map(file)), refstore::EncodeTables(record),
             FieldChange("file_size", std::to_string(former), std::to_string(record.fileSize)),
             report);
 }

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "jorvshare/damage/scene.h"
 #include "refstore/table/table_record.h"
@@ -15,9 +13,6 @@ namespace jorvshare::damage {
 /// existing one was made of cannot be got back.
 std::optional<refstore::TableDirectoryRecord> LoadTables(const Scene& scene,
                                                          const std::string& relative);
-
-/// The bytes of the data.mdb of `record`. Made in a directory for temporary files.
-std::vector<std::byte> EncodeTables(const refstore::TableDirectoryRecord& record);
 
 /// A fingerprint in lower-case hexadecimal digits.
 std::string DigitsOf(const crfp_digest_t& fp);

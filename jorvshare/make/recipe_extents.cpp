@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "refstore/extent/sampled_checksum.h"
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/fingerprint.h"
 
 namespace jorvshare {
 

@@ -46,8 +46,9 @@ void ContainerStore::Finish() {
         open_->Finish();
         // Only now: before, what is found under these names is not this run's, and a container that
         // fails to be written takes itself back.
-        undo_->RemoveTree(base + ".bin");
+        // The latest first: no .bin is left alone by a run that is killed.
         undo_->RemoveTree(base + ".bhd");
+        undo_->RemoveTree(base + ".bin");
         open_.reset();
     }
 }

@@ -16,7 +16,7 @@
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/base/regular_file.h"
-#include "refstore/config/settings_writer.h"
+#include "refstore/config/settings.h"
 #include "refstore/fstab/fstab_writer.h"
 #include "terminal/tool_error.h"
 

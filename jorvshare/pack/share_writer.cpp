@@ -8,11 +8,12 @@
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
 #include "refstore/base/file_writer.h"
-#include "refstore/extent/extent_writer.h"
+#include "refstore/extent/extent_record.h"
 #include "refstore/extent/sampled_checksum.h"
-#include "refstore/fingerprint/sha256.h"
-#include "refstore/header/header_writer.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/fingerprint.h"
+#include "refstore/header/header_record.h"
+#include "refstore/table/table_directory.h"
+#include "refstore/table/table_record.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
@@ -21,8 +22,6 @@ namespace {
 
 constexpr std::uint64_t kLocalDcid = 1;
 constexpr std::int64_t kTransId = 1;
-// A sparse file of any size costs one table per span: without a bound it would eat all memory.
-constexpr std::uint64_t kMaxTables = std::uint64_t{1} << 20;
 
 bool Lists(const refstore::TableRecord& table, std::uint64_t dcid) {
     // From the back: data that was packed together mostly lies together.
@@ -49,15 +48,15 @@ void ShareWriter::AddDirectory(const std::string& relative) {
 void ShareWriter::AddFile(const std::string& sourcePath, const std::string& relative) {
     SourceFile file(sourcePath);
     const std::vector<refstore::Extent> extents = StoreData(&file, relative);
-    if (target_.layout == MapLayout::kTables) {
-        WriteTables(relative, file.Size(), extents);
-    } else {
-        try {
+    try {
+        if (target_.layout == MapLayout::kTables) {
+            WriteTables(relative, file.Size(), extents);
+        } else {
             refstore::WriteNewFile(target_.share.Map(relative),
                                    refstore::EncodeExtents(kTransId, extents));
-        } catch (const std::length_error& error) {
-            throw terminal::ToolError(wording::At(sourcePath, error.what()));
         }
+    } catch (const std::length_error& error) {
+        throw terminal::ToolError(wording::At(sourcePath, error.what()));
     }
     ++files_;
     bytes_ += static_cast<std::uint64_t>(file.Size());
@@ -96,7 +95,8 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
     const auto length = static_cast<std::uint64_t>(size);
     const std::uint64_t span = target_.tableSpan;
     const std::uint64_t count = std::max<std::uint64_t>(1, length / span + (length % span != 0));
-    if (count > kMaxTables) {
+    // A sparse file of any size costs one table per span.
+    if (count > refstore::kMaxTables) {
         throw terminal::ToolError(wording::TooManyTables(relative, count));
     }
     refstore::TableDirectoryRecord record;
@@ -114,8 +114,15 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
             table.dcids.emplace_back(extent.dcid, 0);
         }
     }
+    for (const refstore::TableRecord& table : record.tables) {
+        if (refstore::CostsTooMuch(table.offset, table.end,
+                                   table.extents.size() + table.dcids.size())) {
+            throw terminal::ToolError(wording::TableCostsTooMuch(relative));
+        }
+    }
     MakeDirectory(target_.share.Map(relative));
-    refstore::WriteTableDirectory(target_.share.Map(relative), record);
+    refstore::WriteNewFile(refstore::TableDirectory::FileIn(target_.share.Map(relative)),
+                           refstore::EncodeTables(record));
 }
 
 void ShareWriter::WriteHeader(const SourceFile& file, const std::string& relative) {

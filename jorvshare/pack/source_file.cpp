@@ -15,29 +15,18 @@
 namespace jorvshare {
 
 SourceFile::SourceFile(std::string path)
-    : path_(std::move(path)),
-      descriptor_(
-          ::open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
+    : path_(std::move(path)), file_(refstore::OpenFile(path_, O_RDONLY | O_NOFOLLOW | O_NONBLOCK)) {
     struct stat attributes = {};
-    if (descriptor_ < 0 || ::fstat(descriptor_, &attributes) != 0) {
-        const int code = errno;
-        if (descriptor_ >= 0) {
-            ::close(descriptor_);
-        }
-        throw terminal::ToolError(wording::Errno(path_, code));
+    if (!file_ || ::fstat(file_.Get(), &attributes) != 0) {
+        throw terminal::ToolError(wording::Errno(path_, errno));
     }
     if (!S_ISREG(attributes.st_mode)) {
-        ::close(descriptor_);
         throw terminal::ToolError(wording::FileChanged(path_));
     }
     size_ = attributes.st_size;
     seconds_ = attributes.st_mtim.tv_sec;
     nanoseconds_ = static_cast<std::uint32_t>(attributes.st_mtim.tv_nsec);
     mode_ = attributes.st_mode & 07777U;
-}
-
-SourceFile::~SourceFile() {
-    ::close(descriptor_);
 }
 
 void SourceFile::ForEachPiece(const Piece& piece) {
@@ -57,7 +46,7 @@ void SourceFile::ForEachPiece(const Piece& piece) {
     }
     // Behind the end of a file that has become shorter there seems to be only a hole.
     struct stat attributes = {};
-    if (::fstat(descriptor_, &attributes) != 0 || attributes.st_size < size_) {
+    if (::fstat(file_.Get(), &attributes) != 0 || attributes.st_size < size_) {
         throw terminal::ToolError(wording::FileChanged(path_));
     }
 }
@@ -66,7 +55,7 @@ std::int64_t SourceFile::Seek(std::int64_t offset, int whence, std::int64_t othe
     if (offset >= size_) {
         return size_;
     }
-    const std::int64_t found = ::lseek(descriptor_, offset, whence);
+    const std::int64_t found = ::lseek(file_.Get(), offset, whence);
     if (found >= 0) {
         return found;
     }
@@ -81,23 +70,16 @@ std::int64_t SourceFile::Seek(std::int64_t offset, int whence, std::int64_t othe
 
 std::span<const std::byte> SourceFile::Read(std::int64_t offset, std::size_t length) {
     buffer_.resize(std::max(buffer_.size(), length));
-    std::size_t done = 0;
-    while (done < length) {
-        const ssize_t got = ::pread(descriptor_, buffer_.data() + done, length - done,
-                                    offset + static_cast<std::int64_t>(done));
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got < 0) {
-            throw terminal::ToolError(wording::Errno(path_, errno));
-        }
-        // Zeros in place of what was there would be a silent loss.
-        if (got == 0) {
-            throw terminal::ToolError(wording::FileChanged(path_));
-        }
-        done += static_cast<std::size_t>(got);
+    const auto piece = std::span(buffer_).first(length);
+    const auto got = refstore::ReadAt(file_, static_cast<std::uint64_t>(offset), piece);
+    if (!got) {
+        throw terminal::ToolError(wording::Errno(path_, errno));
     }
-    return std::span<const std::byte>(buffer_).first(length);
+    // Zeros in place of what was there would be a silent loss.
+    if (*got < length) {
+        throw terminal::ToolError(wording::FileChanged(path_));
+    }
+    return piece;
 }
 
 }  // namespace jorvshare

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "refstore/base/posix.h"
+
 namespace jorvshare {
 
 /// Most bytes of one extent, and the grid on which files are cut: extent boundaries inside data
@@ -18,9 +20,6 @@ inline constexpr std::size_t kMaxExtent = 131072;
 class SourceFile {
   public:
     explicit SourceFile(std::string path);
-    ~SourceFile();
-    SourceFile(const SourceFile&) = delete;
-    SourceFile& operator=(const SourceFile&) = delete;
 
     [[nodiscard]] std::int64_t Size() const { return size_; }
     [[nodiscard]] std::int64_t ModifiedSeconds() const { return seconds_; }
@@ -39,7 +38,7 @@ class SourceFile {
     [[nodiscard]] std::span<const std::byte> Read(std::int64_t offset, std::size_t length);
 
     std::string path_;
-    int descriptor_;
+    refstore::Descriptor file_;
     std::int64_t size_ = 0;
     std::int64_t seconds_ = 0;
     std::uint32_t nanoseconds_ = 0;

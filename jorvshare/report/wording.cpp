@@ -122,6 +122,11 @@ std::string TooManyTables(const std::string& path, std::uint64_t tables) {
            " mapping tables; give a larger --table-span";
 }
 
+std::string TableCostsTooMuch(const std::string& path) {
+    return path +
+           ": a mapping table would cover more than readers accept; give a smaller --table-span";
+}
+
 std::string Packed(const std::string& id, const PackSummary& summary) {
     return "share " + id + ": " + Number(summary.files, "file", "files") + ", " +
            Number(summary.bytes, "byte", "bytes") + ", " +

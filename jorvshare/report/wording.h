@@ -45,6 +45,7 @@ std::string TablesTakenForHeaders(std::uint64_t files);
 std::string HeadInSharePath(const std::string& path);
 std::string FileChanged(const std::string& path);
 std::string TooManyTables(const std::string& path, std::uint64_t tables);
+std::string TableCostsTooMuch(const std::string& path);
 struct PackSummary {
     std::uint64_t files = 0;
     std::uint64_t bytes = 0;

@@ -9,24 +9,17 @@
 #include "jorvshare/report/wording.h"
 #include "jorvshare/show/json_writer.h"
 #include "jorvshare/show/text_writer.h"
-#include "jorvshare/site/directory.h"
 #include "refstore/base/regular_file.h"
-#include "refstore/container/container_kind.h"
 #include "refstore/container/container_record.h"
-#include "refstore/extent/extent_kind.h"
 #include "refstore/extent/extent_record.h"
-#include "refstore/header/header_kind.h"
 #include "refstore/header/header_record.h"
-#include "refstore/image/image_kind.h"
 #include "refstore/image/image_record.h"
-#include "refstore/table/table_environment.h"
+#include "refstore/table/table_directory.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
 
 namespace {
-
-constexpr std::string_view kTableFile = "data.mdb";
 
 std::string HexOf(const crfp_digest_t& fp) {
     std::array<char, 2 * sizeof(crfp_digest_t) + 1> text{};
@@ -42,16 +35,20 @@ std::string Octal(std::uint32_t mode) {
     return "0" + digits;
 }
 
-void ShowExtent(const refstore::Extent& extent, FieldWriter* out) {
-    out->BeginItem();
-    out->Unsigned("start", extent.start);
-    out->Unsigned("end", extent.end);
-    out->Unsigned("dcid", extent.dcid);
-    out->Unsigned("so_ref", extent.soRef);
-    out->Unsigned("cksum", extent.cksum);
-    out->Signed("data_offset", extent.dataOffset);
-    out->Text("fp", HexOf(extent.fp));
-    out->EndItem();
+void ShowExtentList(std::span<const refstore::Extent> extents, FieldWriter* out) {
+    out->BeginList("extents", extents.size());
+    for (const refstore::Extent& extent : extents) {
+        out->BeginItem();
+        out->Unsigned("start", extent.start);
+        out->Unsigned("end", extent.end);
+        out->Unsigned("dcid", extent.dcid);
+        out->Unsigned("so_ref", extent.soRef);
+        out->Unsigned("cksum", extent.cksum);
+        out->Signed("data_offset", extent.dataOffset);
+        out->Text("fp", HexOf(extent.fp));
+        out->EndItem();
+    }
+    out->EndList();
 }
 
 void ShowHeader(const std::string& path, FieldWriter* out) {
@@ -73,11 +70,7 @@ void ShowExtents(const std::string& path, FieldWriter* out) {
     out->Text("kind", refstore::kExtentFileKind.what);
     out->Text("path", path);
     out->Signed("trans_id", record.transId);
-    out->BeginList("extents", record.extents.size());
-    for (const refstore::Extent& extent : record.extents) {
-        ShowExtent(extent, out);
-    }
-    out->EndList();
+    ShowExtentList(record.extents, out);
 }
 
 void ShowContainer(const std::string& path, FieldWriter* out) {
@@ -114,27 +107,19 @@ void ShowImage(const std::string& path, FieldWriter* out) {
     out->EndList();
 }
 
-void ShowTables(const std::string& directory, FieldWriter* out) {
-    const auto environment = refstore::TableEnvironment::Load(directory);
+void ShowTables(const std::string& path, FieldWriter* out) {
+    const auto tables = refstore::TableDirectory::Load(path);
     out->Text("kind", "mapping tables");
-    out->Text("path", directory);
-    out->Signed("file_size", environment->FileSize());
-    out->BeginList("tables", environment->Tables().size());
-    for (std::size_t i = 0; i < environment->Tables().size(); ++i) {
-        const refstore::TableInfo& table = environment->Tables()[i];
+    out->Text("path", path);
+    out->Signed("file_size", tables->FileSize());
+    out->BeginList("tables", tables->Tables().size());
+    for (const refstore::StoredTableView& table : tables->Tables()) {
         out->BeginItem();
         out->Unsigned("offset", table.offset);
         out->Unsigned("end", table.end);
-        out->BeginList("extents", table.extents);
-        for (auto walk = environment->Extents(i); walk.Left() != 0; walk.Next()) {
-            refstore::Extent extent;
-            std::memcpy(&extent, walk.Bytes(), sizeof extent);
-            ShowExtent(extent, out);
-        }
-        out->EndList();
-        const auto dcids = environment->Dcids(i);
-        out->BeginList("dcids", dcids.size());
-        for (const auto& [dcid, second] : dcids) {
+        ShowExtentList(table.extents, out);
+        out->BeginList("dcids", table.dcids.size());
+        for (const auto& [dcid, second] : table.dcids) {
             out->BeginItem();
             out->Unsigned("dcid", dcid);
             out->Unsigned("second", second);
@@ -142,7 +127,7 @@ void ShowTables(const std::string& directory, FieldWriter* out) {
         }
         out->EndList();
         out->Unsigned("bloom_hashes", table.bloomHashes);
-        out->Unsigned("bloom_bits", table.bloomWords * 64);
+        out->Unsigned("bloom_bits", table.bloomWords.size() * 64);
         out->EndItem();
     }
     out->EndList();
@@ -154,8 +139,9 @@ struct Kind {
     std::string_view magic;
     Shower show;
 };
-constexpr std::array<Kind, 4> kKinds = {{{refstore::kHeaderKind.magic, ShowHeader},
+constexpr std::array<Kind, 5> kKinds = {{{refstore::kHeaderKind.magic, ShowHeader},
                                          {refstore::kExtentFileKind.magic, ShowExtents},
+                                         {refstore::kTablesKind.magic, ShowTables},
                                          {refstore::kContainerIndexKind.magic, ShowContainer},
                                          {refstore::kImageKind.magic, ShowImage}}};
 
@@ -173,7 +159,7 @@ std::string ReadMagic(const std::string& path) {
 void ShowAny(const std::string& path, FieldWriter* out) {
     struct stat attributes = {};
     if (::stat(path.c_str(), &attributes) == 0 && S_ISDIR(attributes.st_mode)) {
-        ShowTables(path, out);
+        ShowTables(refstore::TableDirectory::FileIn(path), out);
         return;
     }
     const std::string magic = ReadMagic(path);
@@ -183,12 +169,7 @@ void ShowAny(const std::string& path, FieldWriter* out) {
             return;
         }
     }
-    const std::size_t slash = path.rfind('/');
-    // A user file may have this name as well: its extent file has been recognised above.
-    if (path.substr(slash == std::string::npos ? 0 : slash + 1) != kTableFile) {
-        throw terminal::ToolError(wording::UnknownKind(path));
-    }
-    ShowTables(ParentOf(path), out);
+    throw terminal::ToolError(wording::UnknownKind(path));
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "jorvshare/site/directory.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +10,7 @@
 #include <memory>
 
 #include "jorvshare/report/wording.h"
+#include "refstore/base/posix.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
@@ -38,60 +38,22 @@ EntryKind KindOfMode(mode_t mode) {
     }
 }
 
-struct CloseDirectory {
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
-using OpenDirectory = std::unique_ptr<DIR, CloseDirectory>;
-
-OpenDirectory Open(std::string path) {
-    // With a slash behind it a symbolic link would be followed after all.
-    while (path.size() > 1 && path.ends_with('/')) {
-        path.pop_back();
-    }
-    const int descriptor =
-        ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
-    if (descriptor < 0) {
-        Fail(path, errno);
-    }
-    OpenDirectory directory(::fdopendir(descriptor));
-    if (directory == nullptr) {
-        const int code = errno;
-        ::close(descriptor);
-        Fail(path, code);
-    }
-    return directory;
-}
-
 }  // namespace
 
 std::vector<DirectoryEntry> ListDirectory(const std::string& path) {
-    const OpenDirectory directory = Open(path);
+    // With a slash at its end a symbolic link would be followed after all.
+    std::string bare = path;
+    while (bare.size() > 1 && bare.ends_with('/')) {
+        bare.pop_back();
+    }
+    const auto listed = refstore::ListDirectory(bare, O_NOFOLLOW);
+    if (!listed) {
+        Fail(bare, errno);
+    }
     std::vector<DirectoryEntry> entries;
-    while (true) {
-        errno = 0;
-        const dirent* found = ::readdir(directory.get());
-        if (found == nullptr) {
-            if (errno != 0) {
-                Fail(path, errno);
-            }
-            break;
-        }
-        std::string name = static_cast<const char*>(found->d_name);
-        if (name == "." || name == "..") {
-            continue;
-        }
-        EntryKind kind = EntryKind::kUnknown;
-        if (found->d_type != DT_UNKNOWN) {
-            kind = KindOfMode(static_cast<mode_t>(DTTOIF(found->d_type)));
-        } else {
-            struct stat attributes = {};
-            if (::fstatat(::dirfd(directory.get()), name.c_str(), &attributes,
-                          AT_SYMLINK_NOFOLLOW) != 0) {
-                Fail(Join(path, name), errno);
-            }
-            kind = KindOfMode(attributes.st_mode);
-        }
-        entries.push_back({std::move(name), kind});
+    for (const refstore::DirectoryEntry& entry : *listed) {
+        entries.push_back({entry.name, entry.type == 0 ? KindOf(Join(path, entry.name))
+                                                       : KindOfMode(entry.type)});
     }
     std::sort(entries.begin(), entries.end(),
               [](const auto& left, const auto& right) { return left.name < right.name; });
@@ -185,14 +147,6 @@ bool IsWithin(const std::string& path, const std::string& directory) {
 
 std::string Join(const std::string& directory, const std::string& name) {
     return directory + "/" + name;
-}
-
-std::string ParentOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos) {
-        return ".";
-    }
-    return slash == 0 ? "/" : path.substr(0, slash);
 }
 
 }  // namespace jorvshare

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "refstore/base/posix.h"
+
 namespace jorvshare {
 
 enum class EntryKind { kFile, kDirectory, kSymlink, kFifo, kSocket, kDevice, kUnknown };
@@ -42,7 +44,6 @@ bool IsWithin(const std::string& path, const std::string& directory);
 /// `directory` and `name` with a slash between.
 std::string Join(const std::string& directory, const std::string& name);
 
-/// `path` up to its last slash.
-std::string ParentOf(const std::string& path);
+using refstore::ParentOf;
 
 }  // namespace jorvshare

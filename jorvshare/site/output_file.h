@@ -7,6 +7,8 @@
 #include <span>
 #include <string>
 
+#include "refstore/base/posix.h"
+
 namespace jorvshare {
 
 /// A new file that is written piece by piece. Failures are ToolErrors that name the path; what was
@@ -16,9 +18,6 @@ class OutputFile {
     /// Makes the file with the permission bits `mode` under the umask; fails when anything is there
     /// already.
     explicit OutputFile(std::string path, mode_t mode = 0600);
-    ~OutputFile();
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
 
     void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes);
     /// Sets the size; what was never written is a hole.
@@ -36,7 +35,7 @@ class OutputFile {
     void Require(bool done) const;
 
     std::string path_;
-    int descriptor_;
+    refstore::Descriptor file_;
 };
 
 }  // namespace jorvshare

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "refstore/base/posix.h"
+
 namespace jorvshare {
 
 /// Exclusive hold of a site, so that two packs cannot mix. It is a lock on the directory itself:
@@ -10,12 +12,9 @@ class SiteLock {
   public:
     /// Takes the lock or fails at once with ToolError; never waits.
     explicit SiteLock(const std::string& site);
-    ~SiteLock();
-    SiteLock(const SiteLock&) = delete;
-    SiteLock& operator=(const SiteLock&) = delete;
 
   private:
-    int descriptor_;
+    refstore::Descriptor directory_;
 };
 
 }  // namespace jorvshare

@@ -4,7 +4,7 @@
 
 #include "jorvshare/report/wording.h"
 #include "jorvshare/site/directory.h"
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/fingerprint.h"
 #include "storage/exception.h"
 #include "terminal/tool_error.h"
 

@@ -12,7 +12,7 @@
 #include "jorvshare/unpack/extent_data.h"
 #include "refstore/extent/extent_record.h"
 #include "refstore/header/header_record.h"
-#include "refstore/table/table_environment.h"
+#include "refstore/table/table_directory.h"
 #include "terminal/console.h"
 #include "terminal/interrupt.h"
 #include "terminal/progress.h"
@@ -124,14 +124,12 @@ class Restorer {
             }
             return;
         }
-        const auto environment = refstore::TableEnvironment::Load(map);
-        if (environment->FileSize() != header.size) {
+        const auto tables = refstore::TableDirectory::Load(refstore::TableDirectory::FileIn(map));
+        if (tables->FileSize() != header.size) {
             Fail(relative, "header and mapping tables have different file sizes");
         }
-        for (std::size_t table = 0; table < environment->Tables().size(); ++table) {
-            for (auto walk = environment->Extents(table); walk.Left() != 0; walk.Next()) {
-                refstore::Extent extent;
-                std::memcpy(&extent, walk.Bytes(), sizeof extent);
+        for (const refstore::StoredTableView& table : tables->Tables()) {
+            for (const refstore::Extent& extent : table.extents) {
                 take(extent);
             }
         }

@@ -4,83 +4,45 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <utility>
 
 #include "refstore/base/errors.h"
+#include "refstore/base/posix.h"
 
 namespace refstore {
 
 namespace {
 
-constexpr std::size_t kMaxWrite = std::size_t{1} << 30;
 constexpr mode_t kMode = 0644;
 constexpr int kNewFile = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
 
-class Descriptor {
-  public:
-    Descriptor(const std::string& path, int flags, mode_t mode = 0) : path_(path), fd_(-1) {
-        RequireNoNul("file", path);
-        fd_ = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, mode);
-        Require(fd_ >= 0);
+void Require(bool done, const std::string& path) {
+    if (!done) {
+        ThrowErrno(errno, "file", path);
     }
-    ~Descriptor() {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
+}
 
-    void Write(std::span<const std::byte> bytes) const {
-        while (!bytes.empty()) {
-            const ssize_t put = ::write(fd_, bytes.data(), std::min(bytes.size(), kMaxWrite));
-            if (put < 0 && errno == EINTR) {
-                continue;
-            }
-            Require(put >= 0);
-            bytes = bytes.subspan(static_cast<std::size_t>(put));
-        }
-    }
-    void Sync() const { Require(::fsync(fd_) == 0); }
-    void SyncAll() const { Require(::syncfs(fd_) == 0); }
-    // Errors of delayed writing come with close on some file systems.
-    void Close() { Require(::close(std::exchange(fd_, -1)) == 0); }
+Descriptor Open(const std::string& path, int flags, mode_t mode = 0) {
+    RequireNoNul("file", path);
+    Descriptor file = OpenFile(path, flags | O_NONBLOCK, mode);
+    Require(static_cast<bool>(file), path);
+    return file;
+}
 
-  private:
-    void Require(bool done) const {
-        if (!done) {
-            ThrowErrno(errno, "file", path_);
-        }
-    }
-    std::string path_;
-    int fd_;
-};
-
-std::string ParentOf(std::string path) {
-    while (path.size() > 1 && path.back() == '/') {
-        path.pop_back();
-    }
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos) {
-        return ".";
-    }
-    return slash == 0 ? "/" : path.substr(0, slash);
+void SyncDirectoryOf(const std::string& path) {
+    const std::string parent = ParentOf(path);
+    Require(::fsync(Open(parent, O_RDONLY | O_DIRECTORY).Get()) == 0, parent);
 }
 
 void Write(const std::string& path, std::span<const std::byte> bytes, mode_t mode, bool sync) {
-    Descriptor file(path, kNewFile, mode);
-    try {
-        file.Write(bytes);
-        if (sync) {
-            file.Sync();
-        }
-        file.Close();
-    } catch (...) {
+    Descriptor file = Open(path, kNewFile, mode);
+    const bool written =
+        WriteAll(file.Get(), bytes) && (!sync || ::fsync(file.Get()) == 0) && file.Close();
+    if (!written) {
+        const int code = errno;
         ::unlink(path.c_str());
-        throw;
+        ThrowErrno(code, "file", path);
     }
 }
 
@@ -132,11 +94,11 @@ void ReplaceFile(const std::string& path, std::span<const std::byte> bytes) {
         ::unlink(beside.c_str());
         ThrowErrno(code, "file", path);
     }
-    Descriptor(ParentOf(path), O_RDONLY | O_DIRECTORY).Sync();
+    SyncDirectoryOf(path);
 }
 
 void SyncFileSystem(const std::string& path) {
-    Descriptor(path, O_RDONLY).SyncAll();
+    Require(::syncfs(Open(path, O_RDONLY).Get()) == 0, path);
 }
 
 void RenameNew(const std::string& from, const std::string& to) {
@@ -145,7 +107,7 @@ void RenameNew(const std::string& from, const std::string& to) {
     if (const int code = RenameUnlessThere(from, to); code != 0) {
         ThrowErrno(code, "file", to);
     }
-    Descriptor(ParentOf(to), O_RDONLY | O_DIRECTORY).Sync();
+    SyncDirectoryOf(to);
 }
 
 }  // namespace refstore

@@ -2,22 +2,16 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <memory>
-#include <utility>
 
 #include "refstore/base/errors.h"
 
 namespace refstore {
 
 namespace {
-
-// A single pread is kept below the 2 GiB that Linux moves at most.
-constexpr std::size_t kMaxRead = std::size_t{1} << 30;
 
 // Fresh memory comes a page at a time, which costs more than reading the file into it. Advice only:
 // a kernel without large pages ignores it.
@@ -30,78 +24,72 @@ void AskForLargePages(std::span<std::byte> memory) {
     }
 }
 
+// Error number of opening what has these attributes, 0 for a regular file.
+int RefusalOf(const struct stat& attributes) {
+    if (S_ISDIR(attributes.st_mode)) {
+        return EISDIR;
+    }
+    return S_ISREG(attributes.st_mode) ? 0 : EINVAL;
+}
+
+bool IsSame(const struct stat& left, const struct stat& right) {
+    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
+}
+
 }  // namespace
 
 RegularFile::RegularFile(std::string_view what, const std::string& path)
     : what_(what), path_(path) {
     RequireNoNul(what, path);
-    // O_NONBLOCK: opening a FIFO must not wait for a writer.
-    do {
-        fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    } while (fd_ < 0 && errno == EINTR);
-    if (fd_ < 0) {
-        // Opening a socket gives ENXIO, as does a device that is not there.
-        const int code = errno == ENXIO ? EINVAL : errno;
-        ThrowErrno(code, what, path);
-    }
-    int code = 0;
-    if (::fstat(fd_, &attributes_) != 0) {
-        code = errno;
-    } else if (S_ISDIR(attributes_.st_mode)) {
-        code = EISDIR;
-    } else if (!S_ISREG(attributes_.st_mode)) {
-        code = EINVAL;
-    }
-    if (code != 0) {
-        ::close(std::exchange(fd_, -1));
-        ThrowErrno(code, what, path);
-    }
-}
-
-RegularFile::~RegularFile() {
-    if (fd_ >= 0) {
-        ::close(fd_);
-    }
-}
-
-RegularFile::RegularFile(RegularFile&& other) noexcept
-    : what_(other.what_),
-      path_(std::move(other.path_)),
-      fd_(std::exchange(other.fd_, -1)),
-      attributes_(other.attributes_) {}
-
-void RegularFile::Read(std::uint64_t offset, std::span<std::byte> out, bool last) const {
-    std::size_t done = 0;
-    do {
-        const std::size_t wanted = std::min(out.size() - done, kMaxRead) + (last ? 1 : 0);
-        const ssize_t got =
-            ::pread(fd_, out.data() + done, wanted, static_cast<off_t>(offset + done));
-        if (got < 0 && errno == EINTR) {
-            continue;
+    const auto require = [&](bool done) {
+        if (!done) {
+            ThrowErrno(errno, what, path);
         }
-        if (got < 0) {
-            ThrowErrno(errno, what_, path_);
+    };
+    // The type is looked at first: to open a FIFO lets go of a process that waits for a reader, and
+    // to open some devices acts. A file that is replaced meanwhile is looked at again.
+    constexpr int kAttempts = 8;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        struct stat seen = {};
+        require(::stat(path.c_str(), &seen) == 0);
+        int refusal = RefusalOf(seen);
+        if (refusal == 0) {
+            // O_NONBLOCK: it may have become a FIFO.
+            file_ = OpenFile(path, O_RDONLY | O_NONBLOCK);
+            require(static_cast<bool>(file_));
+            require(::fstat(file_.Get(), &attributes_) == 0);
+            refusal = RefusalOf(attributes_);
         }
-        if (got == 0 && done < out.size()) {
-            ThrowDamage(what_, path_, "file ends too early");
+        if (refusal != 0) {
+            ThrowErrno(refusal, what, path);
         }
-        if (got == 0) {
+        if (IsSame(seen, attributes_)) {
             return;
         }
-        done += static_cast<std::size_t>(got);
-    } while (done < out.size());
-    if (done > out.size()) {
+    }
+    ThrowError(ESTALE, what, path, "replaced while it was opened");
+}
+
+void RegularFile::Read(std::uint64_t offset, std::span<std::byte> out, std::size_t wanted) const {
+    const auto got = refstore::ReadAt(file_, offset, out, wanted);
+    if (!got) {
+        ThrowErrno(errno, what_, path_);
+    }
+    if (*got < wanted) {
+        ThrowDamage(what_, path_, "file ends too early");
+    }
+    if (*got > wanted) {
         ThrowDamage(what_, path_, "file grew while it was read");
     }
 }
 
 void RegularFile::ReadAt(std::uint64_t offset, std::span<std::byte> out) const {
     if (!out.empty()) {
-        Read(offset, out, false);
+        Read(offset, out, out.size());
     }
 }
 
-FileBytes RegularFile::Room(std::uint64_t limit) const {
+FileBytes RegularFile::ReadAll(std::uint64_t limit) const {
     if (Size() > limit) {
         ThrowErrno(EFBIG, what_, path_);
     }
@@ -110,25 +98,7 @@ FileBytes RegularFile::Room(std::uint64_t limit) const {
         what_, path_, [this] { return std::make_unique_for_overwrite<std::byte[]>(Size() + 1); });
     bytes.size = Size();
     AskForLargePages({bytes.data.get(), bytes.size});
-    return bytes;
-}
-
-FileBytes RegularFile::ReadAll(std::uint64_t limit) const {
-    FileBytes bytes = Room(limit);
-    Read(0, {bytes.data.get(), bytes.size}, true);
-    return bytes;
-}
-
-FileBytes RegularFile::ReadAll(std::uint64_t limit, const Seen& seen) const {
-    FileBytes bytes = Room(limit);
-    std::size_t offset = 0;
-    do {
-        const std::size_t length = std::min(bytes.size - offset, kPiece);
-        const std::span<std::byte> piece(bytes.data.get() + offset, length);
-        Read(offset, piece, offset + length == bytes.size);
-        seen(piece);
-        offset += length;
-    } while (offset < bytes.size);
+    Read(0, {bytes.data.get(), bytes.size + 1}, bytes.size);
     return bytes;
 }
 

@@ -4,11 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
+
+#include "refstore/base/posix.h"
 
 namespace refstore {
 
@@ -18,20 +19,22 @@ struct FileBytes {
     std::size_t size = 0;
 
     [[nodiscard]] std::span<const std::byte> Span() const { return {data.get(), size}; }
+    [[nodiscard]] std::string_view Text() const {
+        return {reinterpret_cast<const char*>(data.get()), size};
+    }
 };
 
-/// A regular file opened for reading. Nothing else can be opened: a directory gives EISDIR, a FIFO,
+/// A regular file opened for reading. Nothing else is opened: a directory gives EISDIR, a FIFO,
 /// socket or device EINVAL, at once and without side effects. Every failure is a SysException whose
 /// message names `what` and the path. Move-only; one thread at a time.
 class RegularFile {
   public:
     /// @param what kind of structure, a literal, for messages; kept by reference.
     RegularFile(std::string_view what, const std::string& path);
-    ~RegularFile();
-    RegularFile(RegularFile&& other) noexcept;
-    RegularFile& operator=(RegularFile&&) = delete;
-    RegularFile(const RegularFile&) = delete;
-    RegularFile& operator=(const RegularFile&) = delete;
+
+    /// As given to the constructor.
+    [[nodiscard]] std::string_view What() const { return what_; }
+    [[nodiscard]] const std::string& Path() const { return path_; }
 
     /// Size in bytes when the file was opened.
     [[nodiscard]] std::uint64_t Size() const {
@@ -55,23 +58,15 @@ class RegularFile {
     /// is allocated.
     [[nodiscard]] FileBytes ReadAll(std::uint64_t limit) const;
 
-    /// The same, in pieces of kPiece bytes but for the last: each is shown to `seen`, in order,
-    /// while the processor still has it in its cache.
-    static constexpr std::size_t kPiece = std::size_t{1} << 18;
-    using Seen = std::function<void(std::span<const std::byte> piece)>;
-    [[nodiscard]] FileBytes ReadAll(std::uint64_t limit, const Seen& seen) const;
-
   private:
-    /// Memory for the whole file and one byte more.
-    [[nodiscard]] FileBytes Room(std::uint64_t limit) const;
-    /// As ReadAt. `last` says that the file is to end with `out`, behind which is room for one byte
-    /// more: asking for it as well tells without another call.
-    void Read(std::uint64_t offset, std::span<std::byte> out, bool last) const;
+    /// Reads `wanted` bytes into `out`, which may have room for one more: asking for that one tells
+    /// without another call that the file has grown.
+    void Read(std::uint64_t offset, std::span<std::byte> out, std::size_t wanted) const;
 
     std::string_view what_;
     std::string path_;
-    int fd_ = -1;
     struct stat attributes_ = {};
+    Descriptor file_;
 };
 
 }  // namespace refstore

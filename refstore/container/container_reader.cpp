@@ -1,19 +1,17 @@
 #include "refstore/container/container_reader.h"
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <memory>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "refstore/base/errors.h"
-#include "refstore/container/container_kind.h"
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/base/posix.h"
+#include "refstore/fingerprint.h"
 
 namespace refstore {
 
@@ -36,17 +34,9 @@ std::optional<std::uint64_t> IndexName(std::string_view name) {
     return dcid;
 }
 
-struct CloseDirectory {
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
-
-// Type of the entry as one of the file type bits, that of a link's target when `follow`; 0 when it
-// cannot be told.
-mode_t TypeOf(const std::string& path, bool follow) {
+bool IsRegularFile(const std::string& path) {
     struct stat attributes = {};
-    const int code =
-        follow ? ::stat(path.c_str(), &attributes) : ::lstat(path.c_str(), &attributes);
-    return code == 0 ? attributes.st_mode & S_IFMT : 0;
+    return ::stat(path.c_str(), &attributes) == 0 && S_ISREG(attributes.st_mode);
 }
 
 // Calls `visit` with the path and name of whatever lies below `volume` and is no directory. Links
@@ -58,34 +48,19 @@ void WalkBelow(const std::string& volume, const Visit& visit) {
     while (!left.empty()) {
         std::string parent = std::move(left.back());
         left.pop_back();
-        const std::unique_ptr<DIR, CloseDirectory> listing(::opendir(parent.c_str()));
-        if (listing == nullptr) {
+        const auto entries = ListDirectory(parent);
+        if (!entries) {
             ThrowErrno(errno, "volume", volume);
         }
         if (!parent.ends_with('/')) {
             parent += '/';
         }
-        for (;;) {
-            errno = 0;
-            const dirent64* const entry = ::readdir64(listing.get());
-            if (entry == nullptr) {
-                break;
-            }
-            const std::string_view name = entry->d_name;
-            if (name == "." || name == "..") {
-                continue;
-            }
-            std::string path = parent + entry->d_name;
-            const bool isDirectory = entry->d_type == DT_DIR || (entry->d_type == DT_UNKNOWN &&
-                                                                 TypeOf(path, false) == S_IFDIR);
-            if (isDirectory) {
-                left.push_back(std::move(path));
+        for (const DirectoryEntry& entry : *entries) {
+            if (entry.type == S_IFDIR) {
+                left.push_back(parent + entry.name);
             } else {
-                visit(path, name);
+                visit(parent + entry.name, entry.name);
             }
-        }
-        if (errno != 0) {
-            ThrowErrno(errno, "volume", volume);
         }
     }
 }
@@ -94,7 +69,7 @@ void FindBelow(const std::string& volume, std::map<std::uint64_t, ContainerFiles
     std::map<std::uint64_t, std::string> least;
     WalkBelow(volume, [&least](const std::string& path, std::string_view name) {
         const auto dcid = IndexName(name);
-        if (!dcid || TypeOf(path, true) != S_IFREG) {
+        if (!dcid || !IsRegularFile(path)) {
             return;
         }
         const auto [place, added] = least.try_emplace(*dcid, path);

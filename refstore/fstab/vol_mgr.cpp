@@ -73,8 +73,7 @@ std::int32_t VolMgr::LoadGlobalFstab(const std::string& path, std::vector<MntEnt
         const refstore::RegularFile file("storage table", path);
         const refstore::FileBytes bytes = file.ReadAll(kMaxBytes);
         std::vector<MntEnt> loaded;
-        if (bytes.size > 0 &&
-            !Parse({reinterpret_cast<const char*>(bytes.data.get()), bytes.size}, loaded)) {
+        if (bytes.size > 0 && !Parse(bytes.Text(), loaded)) {
             return EBADMSG;
         }
         entries->reserve(entries->size() + loaded.size());

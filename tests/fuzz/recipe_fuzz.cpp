@@ -36,9 +36,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 }
             }
         }
-    } catch (const jorvshare::ToolError& failure) {
+    } catch (const terminal::ToolError& failure) {
         // One line, whatever the recipe holds.
-        if (jorvshare::OneLine(failure.Message()).find('\n') != std::string::npos) {
+        if (terminal::OneLine(failure.Message()).find('\n') != std::string::npos) {
             std::abort();
         }
     }
