@@ -45,7 +45,7 @@ Captured RunCaptured(const std::vector<std::string>& words, Children::Seconds li
             Put(isOut ? outFile : errFile, bytes, isOut ? &out : &err);
         });
         std::string bytes;
-        nlohmann::json::to_cbor(
+        nlohmann::ordered_json::to_cbor(
             {{"status", end.status}, {"signal", end.signal}, {"out", out}, {"err", err}}, bytes);
         return bytes;
     };
@@ -56,7 +56,7 @@ Captured RunCaptured(const std::vector<std::string>& words, Children::Seconds li
                 .out = {},
                 .err = {}};
     }
-    const nlohmann::json object = nlohmann::json::from_cbor(ended.result);
+    const nlohmann::ordered_json object = nlohmann::ordered_json::from_cbor(ended.result);
     return {.end = {.status = object.at("status"), .signal = object.at("signal")},
             .timedOut = false,
             .out = object.at("out"),

@@ -73,8 +73,9 @@ class Children {
 /// Runs one piece of work in a child and waits for it; an interruption of the audit ends it.
 Children::Ended RunInChild(Children::Work work);
 
-/// In a child: starts a program, with standard output and error as given, which dies with the child.
-/// One that cannot be run ends with status 127. Throws ToolError when there is no process for it.
+/// In a child: starts a program, with standard output and error as given, which dies with the
+/// child. One that cannot be run ends with status 127. Throws ToolError when there is no process
+/// for it.
 pid_t StartProgram(const std::vector<std::string>& words, int out, int err);
 
 /// Whether SIGCHLD arrived within `patience`; waits for it. SIGCHLD is blocked.

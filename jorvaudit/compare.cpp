@@ -54,9 +54,9 @@ std::string TextOf(const Comparison& comparison, const Report& older) {
 }
 
 std::string JsonOf(const Comparison& comparison) {
-    nlohmann::json object;
+    nlohmann::ordered_json object;
     const auto put = [&](const char* key, const std::vector<const Finding*>& findings) {
-        object[key] = nlohmann::json::array();
+        object[key] = nlohmann::ordered_json::array();
         for (const Finding* const finding : findings) {
             object[key].push_back(ToJson(*finding));
         }

@@ -16,7 +16,7 @@ namespace jorvaudit {
 
 namespace {
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;
 
 json LineOf(const std::string& step, const Tally& tally, const std::vector<Finding>& findings) {
     json object = {{"tally", ToJson(tally)}, {"findings", json::array()}};

@@ -20,7 +20,7 @@ class Journal {
     /// Opens or makes the journal. An unfinished one is gone on with where `resume` says so, and
     /// refused otherwise. Throws ToolError, also when another audit holds it, or the unfinished one
     /// was of something else than `identity`.
-    Journal(const std::string& directory, nlohmann::json identity, bool resume);
+    Journal(const std::string& directory, nlohmann::ordered_json identity, bool resume);
     ~Journal();
     Journal(const Journal&) = delete;
     Journal& operator=(const Journal&) = delete;
@@ -43,9 +43,9 @@ class Journal {
     void Remove();
 
   private:
-    void Take(const nlohmann::json& identity, bool resume);
-    void Read(const nlohmann::json& identity);
-    void WriteLine(const nlohmann::json& object);
+    void Take(const nlohmann::ordered_json& identity, bool resume);
+    void Read(const nlohmann::ordered_json& identity);
+    void WriteLine(const nlohmann::ordered_json& object);
 
     const std::string path_;
     const std::string rawPath_;

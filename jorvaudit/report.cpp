@@ -125,10 +125,10 @@ std::vector<std::string> SubjectsOf(const Finding& finding, bool volumesExplain)
 void FillCauses(const IdSet& missing, Report* report) {
     // Where volumes are in doubt, a thousand missing containers are one consequence of that.
     constexpr std::uint64_t kFew = 10;
-    const bool volumesExplain =
-        boost::icl::cardinality(missing) > kFew &&
-        std::ranges::any_of(report->findings,
-                            [](const Finding& finding) { return IsOfVolumes(finding.kind); });
+    const bool volumesExplain = boost::icl::cardinality(missing) > kFew &&
+                                std::ranges::any_of(report->findings, [](const Finding& finding) {
+                                    return IsOfVolumes(finding.kind);
+                                });
     const Count& headers = report->tally[What::kHeaders];
     const bool moved = report->tally.elsewhere > 0 && report->tally.elsewhere == headers.lookedAt;
     std::map<std::pair<std::string_view, std::string>, Cause> causes;
@@ -330,7 +330,8 @@ std::string VerdictOf(const Report& report) {
     }
     switch (report.status) {
         case kSound:
-            return "sound: everything was looked at";
+            return report.findings.empty() ? "sound: everything was looked at"
+                                           : "all findings are acknowledged";
         case kFound:
             return "damaged";
         case kNotChecked:

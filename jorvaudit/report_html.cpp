@@ -100,9 +100,13 @@ void WriteCauses(const Report& report, std::ostream& out) {
         if (!cause.subject.empty()) {
             out << ": " << Shown(cause.subject);
         }
-        out << " <span class=\"facts\">" << cause.files << " files"
-            << (cause.acknowledged ? ", acknowledged" : "") << "</span></summary><p>"
-            << Escaped(cause.kind->meaning) << "</p><p>" << Escaped(cause.kind->advice) << "</p>";
+        if (cause.files > 0) {
+            out << " <span class=\"facts\">" << cause.files
+                << (cause.files == 1 ? " file" : " files") << "</span>";
+        }
+        out << (cause.acknowledged ? " <span class=\"facts\">acknowledged</span>" : "")
+            << "</summary><p>" << Escaped(cause.kind->meaning) << "</p><p>"
+            << Escaped(cause.kind->advice) << "</p>";
         const std::string command = CommandFor(*cause.kind, example, report);
         if (!command.empty()) {
             out << "<pre>" << Escaped(command) << "</pre>";
@@ -275,7 +279,7 @@ void WriteRows(const Report& report, std::ostream& out) {
 }
 
 // A piece of JSON inside of a script element: nothing in it may look like the element's end.
-std::string InScript(const nlohmann::json& value) {
+std::string InScript(const nlohmann::ordered_json& value) {
     std::string text = value.dump(-1, ' ', true);
     for (std::size_t at = text.find('<'); at != std::string::npos; at = text.find('<', at)) {
         text.replace(at, 1, "\\u003c");
@@ -285,7 +289,7 @@ std::string InScript(const nlohmann::json& value) {
 
 void WriteData(const Report& report, std::ostream& out) {
     std::map<std::string_view, std::size_t> numbers;
-    nlohmann::json kinds = nlohmann::json::array();
+    nlohmann::ordered_json kinds = nlohmann::ordered_json::array();
     for (const Finding& finding : report.findings) {
         if (numbers.try_emplace(finding.kind->id, numbers.size()).second) {
             kinds.push_back({finding.kind->id, finding.kind->title});

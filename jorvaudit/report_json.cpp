@@ -17,7 +17,7 @@ namespace jorvaudit {
 
 namespace {
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;
 
 constexpr std::string_view kFormat = "jorvaudit-report";
 
@@ -27,29 +27,29 @@ std::string Lower(std::string_view what) {
     return key;
 }
 
-template <typename Count>
 json CountJson(const Count& count, bool known) {
     return {{"looked_at", count.lookedAt},
             {"there_are", known ? json(count.thereAre) : json(nullptr)}};
 }
 
 json CauseJson(const Cause& cause, const Finding& example) {
-    json object = {{"kind", cause.kind->id},
-                   {"title", cause.kind->title},
-                   {"files", cause.files},
-                   {"findings", cause.findings},
-                   {"meaning", cause.kind->meaning},
-                   {"advice", cause.kind->advice},
-                   {"acknowledged", cause.acknowledged}};
+    json object = {{"kind", cause.kind->id}, {"title", cause.kind->title}};
     PutName(&object, "subject", cause.subject);
+    object["files"] = cause.files;
+    object["findings"] = cause.findings;
+    object["acknowledged"] = cause.acknowledged;
+    object["meaning"] = cause.kind->meaning;
+    object["advice"] = cause.kind->advice;
     PutName(&object, "example", example.name);
     return object;
 }
 
 json HeadJson(const Report& report) {
-    json share = {{"hours", report.hours}, {"layout", report.layout}};
+    json share = json::object();
     PutName(&share, "path", report.sharePath);
     PutName(&share, "id", report.shareId);
+    share["hours"] = report.hours;
+    share["layout"] = report.layout;
     PutName(&share, "configuration", report.configPath);
     PutName(&share, "volume_table", report.volumeTable);
     json head = {{"format", kFormat},
@@ -60,16 +60,15 @@ json HeadJson(const Report& report) {
                  {"status", report.status},
                  {"verdict", VerdictOf(report)},
                  {"counted", report.counted},
-                 {"affected_files", report.affected.size()},
-                 {"tally", ToJson(report.tally)}};
+                 {"affected_files", report.affected.size()}};
     // A report of all parts says nothing of them: it is the same as that of one run.
     if (report.present.size() < report.parts) {
         head["parts"] = {{"of", report.parts}, {"present", report.present}};
     }
     head["coverage"] = json::array();
     for (const CoverageRow& row : report.coverage) {
-        json object = CountJson(row.count, row.known);
-        object["what"] = kWhats.at(static_cast<std::size_t>(row.what));
+        json object = {{"what", kWhats.at(static_cast<std::size_t>(row.what))}};
+        object.update(CountJson(row.count, row.known));
         head["coverage"].push_back(object);
     }
     head["causes"] = json::array();
@@ -78,8 +77,10 @@ json HeadJson(const Report& report) {
     }
     head["volumes"] = json::array();
     for (const Volume& volume : report.volumes) {
-        json object = {{"containers", volume.containers}, {"whole", volume.whole}};
+        json object = json::object();
         PutName(&object, "path", volume.path);
+        object["containers"] = volume.containers;
+        object["whole"] = volume.whole;
         head["volumes"].push_back(object);
     }
     head["history"] = json::array();
@@ -89,6 +90,7 @@ json HeadJson(const Report& report) {
                                    {"findings", past.findings},
                                    {"files", past.files}});
     }
+    head["tally"] = ToJson(report.tally);
     return head;
 }
 
@@ -202,17 +204,19 @@ Finding FindingOf(const json& object) {
 }
 
 json ToJson(const Tally& tally) {
-    json object = {{"elsewhere", tally.elsewhere},
-                   {"names_with_line_ends", tally.hostile},
-                   {"containers", RangesOf(tally.named)},
-                   {"directory_levels", tally.levels}};
+    json object = json::object();
     for (std::size_t i = 0; i < kWhats.size(); ++i) {
         object["counts"][Lower(kWhats.at(i))] = CountJson(tally.counts.at(i), true);
     }
+    object["elsewhere"] = tally.elsewhere;
+    object["names_with_line_ends"] = tally.hostile;
+    object["containers"] = RangesOf(tally.named);
+    object["directory_levels"] = tally.levels;
     object["directories"] = json::array();
     for (const auto& [directory, files] : tally.filesIn) {
-        json entry = {{"files", files}};
+        json entry = json::object();
         PutName(&entry, "path", directory);
+        entry["files"] = files;
         object["directories"].push_back(entry);
     }
     return object;

@@ -14,14 +14,14 @@ inline constexpr int kReportVersion = 1;
 
 /// Puts raw bytes into a JSON object: `key` has the text, with what is not UTF-8 written out, and
 /// then "<key>_bytes" has all bytes in hexadecimal digits.
-void PutName(nlohmann::json* object, const std::string& key, const std::string& bytes);
+void PutName(nlohmann::ordered_json* object, const std::string& key, const std::string& bytes);
 /// Reads what PutName wrote. Throws nlohmann's exceptions.
-std::string GetName(const nlohmann::json& object, const std::string& key);
+std::string GetName(const nlohmann::ordered_json& object, const std::string& key);
 
-nlohmann::json ToJson(const Finding& finding);
-Finding FindingOf(const nlohmann::json& object);
-nlohmann::json ToJson(const Tally& tally);
-Tally TallyOf(const nlohmann::json& object);
+nlohmann::ordered_json ToJson(const Finding& finding);
+Finding FindingOf(const nlohmann::ordered_json& object);
+nlohmann::ordered_json ToJson(const Tally& tally);
+Tally TallyOf(const nlohmann::ordered_json& object);
 
 /// "2026-11-21T03:00:00Z" from seconds since the epoch, and back.
 std::string TimeText(std::int64_t seconds);

@@ -82,11 +82,11 @@ class Audit {
     }
 
   private:
-    [[nodiscard]] nlohmann::json Identity() const {
-        nlohmann::json identity = {{"version", JORVAUDIT_VERSION},
-                                   {"hours", options_.hours},
-                                   {"part", options_.part},
-                                   {"parts", options_.parts}};
+    [[nodiscard]] nlohmann::ordered_json Identity() const {
+        nlohmann::ordered_json identity = {{"version", JORVAUDIT_VERSION},
+                                           {"hours", options_.hours},
+                                           {"part", options_.part},
+                                           {"parts", options_.parts}};
         PutName(&identity, "share", share_);
         PutName(&identity, "id", options_.shareId);
         return identity;

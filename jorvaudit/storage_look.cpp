@@ -102,29 +102,29 @@ StorageFacts AskStorage(const std::string& id) {
 
 // CBOR keeps texts as they are, whatever bytes they hold.
 std::string Encode(const StorageFacts& facts) {
-    nlohmann::json object = {{"tables", facts.tables},
-                             {"meta", facts.metaDir},
-                             {"dir", facts.shareDir},
-                             {"table", facts.volumeTable},
-                             {"readable", facts.volumeTableReadable},
-                             {"volumes", nlohmann::json::array()}};
+    nlohmann::ordered_json object = {{"tables", facts.tables},
+                                     {"meta", facts.metaDir},
+                                     {"dir", facts.shareDir},
+                                     {"table", facts.volumeTable},
+                                     {"readable", facts.volumeTableReadable},
+                                     {"volumes", nlohmann::ordered_json::array()}};
     for (const VolumeEntry& volume : facts.volumes) {
         object["volumes"].push_back({volume.source, volume.path});
     }
     std::string bytes;
-    nlohmann::json::to_cbor(object, bytes);
+    nlohmann::ordered_json::to_cbor(object, bytes);
     return bytes;
 }
 
 StorageFacts DecodeFacts(const std::string& bytes) {
-    const nlohmann::json object = nlohmann::json::from_cbor(bytes);
+    const nlohmann::ordered_json object = nlohmann::ordered_json::from_cbor(bytes);
     StorageFacts facts = {.tables = object.at("tables"),
                           .metaDir = object.at("meta"),
                           .shareDir = object.at("dir"),
                           .volumeTable = object.at("table"),
                           .volumeTableReadable = object.at("readable"),
                           .volumes = {}};
-    for (const nlohmann::json& volume : object.at("volumes")) {
+    for (const nlohmann::ordered_json& volume : object.at("volumes")) {
         facts.volumes.push_back({volume.at(0), volume.at(1)});
     }
     return facts;

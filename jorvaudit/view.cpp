@@ -18,8 +18,8 @@ namespace jorvaudit {
 
 namespace {
 
-// Beside the trees. The checker's walk over headers goes through the whole view, and a directory that
-// is a link saves it a look at every entry of map and stu.
+// Beside the trees. The checker's walk over headers goes through the whole view, and a directory
+// that is a link saves it a look at every entry of map and stu.
 constexpr std::array kDirectories = {"/head", "/maps", "/units"};
 constexpr const char* kNothing = "/nothing";
 

@@ -6,11 +6,12 @@
 namespace jorvaudit {
 
 /// A directory that the checker takes for a share: head, map and stu hold symbolic links, named by
-/// numbers, to the entries of some files of one directory of a share. Numbers keep hostile names out
-/// of the checker's lines. Used by one process at a time.
+/// numbers, to the entries of some files of one directory of a share. Numbers keep hostile names
+/// out of the checker's lines. Used by one process at a time.
 class View {
   public:
-    /// Makes the empty view at `path`, or empties what an ended process left there. Throws ToolError.
+    /// Makes the empty view at `path`, or empties what an ended process left there. Throws
+    /// ToolError.
     explicit View(std::string path);
     ~View();
     View(const View&) = delete;
@@ -25,8 +26,8 @@ class View {
     /// Removes all files again.
     void Clear();
 
-    /// The number of the file that a path in the view is about, as in "<view>/map/17"; -1 when it is
-    /// about none.
+    /// The number of the file that a path in the view is about, as in "<view>/map/17"; -1 when it
+    /// is about none.
     [[nodiscard]] long NumberOf(const std::string& path) const;
 
   private:

@@ -139,9 +139,9 @@ VolumeSearch SearchVolumes(const std::vector<VolumeEntry>& entries) {
 }
 
 std::string Encode(const VolumeSearch& search) {
-    nlohmann::json object = {{"containers", search.containers},
-                             {"volumes", nlohmann::json::array()},
-                             {"findings", nlohmann::json::array()}};
+    nlohmann::ordered_json object = {{"containers", search.containers},
+                                     {"volumes", nlohmann::ordered_json::array()},
+                                     {"findings", nlohmann::ordered_json::array()}};
     for (const Volume& volume : search.volumes) {
         object["volumes"].push_back({volume.path, volume.containers, volume.whole});
     }
@@ -149,18 +149,18 @@ std::string Encode(const VolumeSearch& search) {
         object["findings"].push_back(ToJson(finding));
     }
     std::string bytes;
-    nlohmann::json::to_cbor(object, bytes);
+    nlohmann::ordered_json::to_cbor(object, bytes);
     return bytes;
 }
 
 VolumeSearch DecodeSearch(const std::string& bytes) {
-    const nlohmann::json object = nlohmann::json::from_cbor(bytes);
+    const nlohmann::ordered_json object = nlohmann::ordered_json::from_cbor(bytes);
     VolumeSearch search;
     object.at("containers").get_to(search.containers);
-    for (const nlohmann::json& volume : object.at("volumes")) {
+    for (const nlohmann::ordered_json& volume : object.at("volumes")) {
         search.volumes.push_back({volume.at(0), volume.at(1), volume.at(2)});
     }
-    for (const nlohmann::json& finding : object.at("findings")) {
+    for (const nlohmann::ordered_json& finding : object.at("findings")) {
         search.findings.push_back(FindingOf(finding));
     }
     return search;
