@@ -44,7 +44,8 @@ void Progress::Draw() {
     const auto full = static_cast<std::size_t>(part * kWidth);
     PrintDiagnostic(std::string(kWipeLine) + label_ + " [" + std::string(full, '#') +
                     std::string(kWidth - full, ' ') + "] " +
-                    std::to_string(static_cast<int>(part * 100)) + "%");
+                    std::to_string(static_cast<int>(part * 100)) + "%" +
+                    (note_.empty() ? "" : "  " + note_));
 }
 
 }  // namespace terminal

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 namespace terminal {
 
@@ -19,6 +20,9 @@ class Progress {
     /// Adds `steps` that are done. Redraws ten times a second at most.
     void Advance(std::uint64_t steps);
 
+    /// Text after the percentage, from the next redraw on.
+    void SetNote(std::string note) { note_ = std::move(note); }
+
   private:
     void Draw();
 
@@ -26,6 +30,7 @@ class Progress {
     const std::uint64_t total_;
     const bool shown_;
     std::uint64_t done_ = 0;
+    std::string note_;
     std::chrono::steady_clock::time_point next_;
 };
 
