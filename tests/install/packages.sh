@@ -62,8 +62,7 @@ done
 for package in "$work"/*.deb; do
     dpkg-deb -x "$package" "$work/root"
 done
-if grep -lrF "$PWD" "$work/root" || nm -DC "$work/root/usr/bin/jorvck" | grep -F refstore::Encode; then
-    exit 1
-fi
-nm -DC "$work/root/usr/bin/jorvshare" | grep -qF refstore::Encode
+nm -DC "$work/root/usr/sbin/jorvck" >"$work/symbols"
+grep -qF refstore::LoadHeaderRecord "$work/symbols"
+if grep -lrF "$PWD" "$work/root" || grep -F refstore::Encode "$work/symbols"; then exit 1; fi
 echo "$(basename -a "$work"/*.deb | tr '\n' ' ')"
