@@ -30,10 +30,9 @@ constexpr bool MatchRest(const Line& line, std::string_view pattern, std::string
         return false;
     }
     // In front of the first gap the piece stands at the beginning; after the last one, at the end.
-    std::size_t end = at == 0 ? 0
-                      : gap == std::string_view::npos
-                          ? text.size() - piece.size()
-                          : text.find(piece);
+    std::size_t end = at == 0                         ? 0
+                      : gap == std::string_view::npos ? text.size() - piece.size()
+                                                      : text.find(piece);
     for (; end != std::string_view::npos && end <= text.size(); end = text.find(piece, end + 1)) {
         const std::string_view value = text.substr(0, end);
         const bool fits = at == 0 || !line.values[at - 1].isNumber || IsNumber(value);
@@ -44,8 +43,8 @@ constexpr bool MatchRest(const Line& line, std::string_view pattern, std::string
             if (gap == std::string_view::npos) {
                 return at > 0 || text.size() == piece.size();
             }
-            if (MatchRest(line, pattern.substr(gap + kGap.size()),
-                          text.substr(end + piece.size()), at + 1, values)) {
+            if (MatchRest(line, pattern.substr(gap + kGap.size()), text.substr(end + piece.size()),
+                          at + 1, values)) {
                 return true;
             }
         }
