@@ -4,12 +4,12 @@
 
 #include <array>
 #include <cstring>
-#include <memory>
+#include <filesystem>
+#include <span>
 
-#include "jorvshare/report/wording.h"
-#include "jorvshare/show/json_writer.h"
-#include "jorvshare/show/text_writer.h"
-#include "jorvshare/site/directory.h"
+#include "jorvshare/show/field_writer.h"
+#include "jorvshare/site/root.h"
+#include "jorvshare/site/site_layout.h"
 #include "refstore/base/regular_file.h"
 #include "refstore/container/container_kind.h"
 #include "refstore/container/container_record.h"
@@ -20,6 +20,7 @@
 #include "refstore/image/image_kind.h"
 #include "refstore/image/image_record.h"
 #include "refstore/table/table_environment.h"
+#include "terminal/one_line.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
@@ -29,9 +30,7 @@ namespace {
 constexpr std::string_view kTableFile = "data.mdb";
 
 std::string HexOf(const crfp_digest_t& fp) {
-    std::array<char, 2 * sizeof(crfp_digest_t) + 1> text{};
-    CRFPDigestToString_r(&fp, 3, text.data(), text.size());
-    return text.data();
+    return terminal::Hex(std::as_bytes(std::span(fp.bytes)));
 }
 
 std::string Octal(std::uint32_t mode) {
@@ -44,12 +43,12 @@ std::string Octal(std::uint32_t mode) {
 
 void ShowExtent(const refstore::Extent& extent, FieldWriter* out) {
     out->BeginItem();
-    out->Unsigned("start", extent.start);
-    out->Unsigned("end", extent.end);
-    out->Unsigned("dcid", extent.dcid);
-    out->Unsigned("so_ref", extent.soRef);
-    out->Unsigned("cksum", extent.cksum);
-    out->Signed("data_offset", extent.dataOffset);
+    out->Number("start", extent.start);
+    out->Number("end", extent.end);
+    out->Number("dcid", extent.dcid);
+    out->Number("so_ref", extent.soRef);
+    out->Number("cksum", extent.cksum);
+    out->Number("data_offset", extent.dataOffset);
     out->Text("fp", HexOf(extent.fp));
     out->EndItem();
 }
@@ -58,12 +57,12 @@ void ShowHeader(const std::string& path, FieldWriter* out) {
     const refstore::HeaderRecord header = refstore::LoadHeaderRecord(path);
     out->Text("kind", refstore::kHeaderKind.what);
     out->Text("path", path);
-    out->Signed("trans_id", header.transId);
-    out->Signed("size", header.size);
-    out->Signed("mtime", header.mtime);
-    out->Unsigned("mtime_nsec", header.mtimeNsec);
+    out->Number("trans_id", header.transId);
+    out->Number("size", header.size);
+    out->Number("mtime", header.mtime);
+    out->Number("mtime_nsec", header.mtimeNsec);
     out->Text("mode", Octal(header.mode));
-    out->Unsigned("fg", header.fg);
+    out->Number("fg", header.fg);
     out->Bool("is_dev", header.isDev);
     out->Text("extent_location", header.extentLocation);
 }
@@ -72,7 +71,7 @@ void ShowExtents(const std::string& path, FieldWriter* out) {
     const refstore::ExtentRecord record = refstore::LoadExtentRecord(path);
     out->Text("kind", refstore::kExtentFileKind.what);
     out->Text("path", path);
-    out->Signed("trans_id", record.transId);
+    out->Number("trans_id", record.transId);
     out->BeginList("extents", record.extents.size());
     for (const refstore::Extent& extent : record.extents) {
         ShowExtent(extent, out);
@@ -84,14 +83,14 @@ void ShowContainer(const std::string& path, FieldWriter* out) {
     const refstore::ContainerIndex index = refstore::LoadContainerIndex(path);
     out->Text("kind", refstore::kContainerIndexKind.what);
     out->Text("path", path);
-    out->Unsigned("dcid", index.dcid);
-    out->Unsigned("bin_size", index.binSize);
-    out->Unsigned("bin_seal", index.binSeal);
+    out->Number("dcid", index.dcid);
+    out->Number("bin_size", index.binSize);
+    out->Number("bin_seal", index.binSeal);
     out->BeginList("entries", index.entries.size());
     for (const refstore::ContainerEntry& entry : index.entries) {
         out->BeginItem();
-        out->Unsigned("offset", entry.offset);
-        out->Unsigned("length", entry.length);
+        out->Number("offset", entry.offset);
+        out->Number("length", entry.length);
         out->Text("fp", HexOf(entry.fp));
         out->EndItem();
     }
@@ -108,7 +107,7 @@ void ShowImage(const std::string& path, FieldWriter* out) {
     out->BeginList("containers", image.containers.size());
     for (const std::uint64_t dcid : image.containers) {
         out->BeginItem();
-        out->Unsigned("dcid", dcid);
+        out->Number("dcid", dcid);
         out->EndItem();
     }
     out->EndList();
@@ -118,13 +117,13 @@ void ShowTables(const std::string& directory, FieldWriter* out) {
     const auto environment = refstore::TableEnvironment::Load(directory);
     out->Text("kind", "mapping tables");
     out->Text("path", directory);
-    out->Signed("file_size", environment->FileSize());
+    out->Number("file_size", environment->FileSize());
     out->BeginList("tables", environment->Tables().size());
     for (std::size_t i = 0; i < environment->Tables().size(); ++i) {
         const refstore::TableInfo& table = environment->Tables()[i];
         out->BeginItem();
-        out->Unsigned("offset", table.offset);
-        out->Unsigned("end", table.end);
+        out->Number("offset", table.offset);
+        out->Number("end", table.end);
         out->BeginList("extents", table.extents);
         for (auto walk = environment->Extents(i); walk.Left() != 0; walk.Next()) {
             refstore::Extent extent;
@@ -136,13 +135,13 @@ void ShowTables(const std::string& directory, FieldWriter* out) {
         out->BeginList("dcids", dcids.size());
         for (const auto& [dcid, second] : dcids) {
             out->BeginItem();
-            out->Unsigned("dcid", dcid);
-            out->Unsigned("second", second);
+            out->Number("dcid", dcid);
+            out->Number("second", second);
             out->EndItem();
         }
         out->EndList();
-        out->Unsigned("bloom_hashes", table.bloomHashes);
-        out->Unsigned("bloom_bits", table.bloomWords * 64);
+        out->Number("bloom_hashes", table.bloomHashes);
+        out->Number("bloom_bits", table.bloomWords * 64);
         out->EndItem();
     }
     out->EndList();
@@ -170,10 +169,26 @@ std::string ReadMagic(const std::string& path) {
     return magic;
 }
 
+// What is not shown itself, but has parts that are.
+[[noreturn]] void ReferTo(const std::string& path, std::string_view what, std::string_view where) {
+    throw terminal::ToolError(path + ": " + std::string(what) + "; show " + std::string(where));
+}
+
+void ShowDirectory(const std::string& path, FieldWriter* out) {
+    const Root directory(path);
+    if (directory.TypeOf(SiteLayout::kSettings) != 0) {
+        ReferTo(path, "a site", "what is below its meta/<digit>/<share id>");
+    }
+    if (directory.TypeOf("head") != 0 && directory.TypeOf("map") != 0) {
+        ReferTo(path, "a share", "a file below its head, or what is of its name below map");
+    }
+    ShowTables(path, out);
+}
+
 void ShowAny(const std::string& path, FieldWriter* out) {
     struct stat attributes = {};
     if (::stat(path.c_str(), &attributes) == 0 && S_ISDIR(attributes.st_mode)) {
-        ShowTables(path, out);
+        ShowDirectory(path, out);
         return;
     }
     const std::string magic = ReadMagic(path);
@@ -183,25 +198,27 @@ void ShowAny(const std::string& path, FieldWriter* out) {
             return;
         }
     }
-    const std::size_t slash = path.rfind('/');
-    // A user file may have this name as well: its extent file has been recognised above.
-    if (path.substr(slash == std::string::npos ? 0 : slash + 1) != kTableFile) {
-        throw terminal::ToolError(wording::UnknownKind(path));
+    // A user file may have these names as well: its header or extent file was recognised above.
+    const std::filesystem::path name(path);
+    if (name.filename() == kTableFile) {
+        ShowTables(refstore::ParentOf(path), out);
+    } else if (name.extension() == ".bin") {
+        ReferTo(path, "the data of a container",
+                "its index, " + std::filesystem::path(path).replace_extension(".bhd").native());
+    } else {
+        throw terminal::ToolError(
+            path +
+            ": no header file, extent file, container index, container image or mapping tables "
+            "(bad magic number)");
     }
-    ShowTables(ParentOf(path), out);
 }
 
 }  // namespace
 
 void Show(const std::string& path, bool json) {
-    std::unique_ptr<FieldWriter> out;
-    if (json) {
-        out = std::make_unique<JsonWriter>();
-    } else {
-        out = std::make_unique<TextWriter>();
-    }
-    ShowAny(path, out.get());
-    out->Finish();
+    FieldWriter out(json);
+    ShowAny(path, &out);
+    out.Finish();
 }
 
 }  // namespace jorvshare

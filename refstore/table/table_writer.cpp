@@ -108,6 +108,8 @@ void CheckRecord(const TableDirectoryRecord& record, const std::string& path) {
     }
 }
 
+}  // namespace
+
 std::vector<std::byte> EncodeTables(const TableDirectoryRecord& record, const std::string& path) {
     CheckRecord(record, path);
     std::vector<PreparedTable> tables;
@@ -133,8 +135,6 @@ std::vector<std::byte> EncodeTables(const TableDirectoryRecord& record, const st
     SealTableFile(file);
     return file;
 }
-
-}  // namespace
 
 void WriteTableDirectory(const std::string& directory, const TableDirectoryRecord& record) {
     const std::string path = directory + "/data.mdb";

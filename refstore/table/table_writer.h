@@ -1,10 +1,15 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <vector>
 
 #include "refstore/table/table_record.h"
 
 namespace refstore {
+
+/// The bytes of a data.mdb that holds `record`; `path` is for messages. Fails as the next.
+std::vector<std::byte> EncodeTables(const TableDirectoryRecord& record, const std::string& path);
 
 /// Writes `record` as data.mdb into the existing directory `directory`, which must not hold one.
 ///
