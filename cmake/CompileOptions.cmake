@@ -12,9 +12,7 @@ target_compile_options(jorvck_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
     -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2
     -Wimplicit-fallthrough)
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    target_compile_options(jorvck_options INTERFACE -Wthread-safety)
-elseif(CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # g++ 12 sees overlapping copies in the concatenation of any text with a literal.
     target_compile_options(jorvck_options INTERFACE -Wno-restrict)
 endif()

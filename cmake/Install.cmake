@@ -50,7 +50,18 @@ install(DIRECTORY examples/storage-library
 
 # --- jorvck ------------------------------------------------------------------------------------
 install(TARGETS jorvck RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT jorvck)
-install(FILES man/jorvck.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT jorvck)
+# The sections about lines are made from the catalogue.
+add_executable(jorv_line_sections EXCLUDE_FROM_ALL man/line_sections.cpp)
+target_link_libraries(jorv_line_sections PRIVATE jorvck::options)
+set(manual ${PROJECT_BINARY_DIR}/man/jorvck.8)
+add_custom_command(OUTPUT ${manual}
+    COMMAND jorv_line_sections ${PROJECT_SOURCE_DIR}/man/jorvck.8.in ${manual}
+    DEPENDS ${PROJECT_SOURCE_DIR}/man/jorvck.8.in jorv_line_sections VERBATIM)
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/man)
+# Whoever builds the checker alone can install it.
+add_custom_target(jorvck_manual DEPENDS ${manual})
+add_dependencies(jorvck jorvck_manual)
+install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT jorvck)
 install(FILES packaging/completion/jorvck DESTINATION ${completions} COMPONENT jorvck)
 
 set(jorvck_etc ${CMAKE_INSTALL_FULL_SYSCONFDIR})
@@ -89,10 +100,10 @@ foreach(page IN LISTS pages)
         COMMAND ${PROJECT_SOURCE_DIR}/man/from-markdown ${title} ${JORVCK_RELEASED} ${page} ${manual}
         DEPENDS ${page} ${PROJECT_SOURCE_DIR}/man/from-markdown VERBATIM)
     list(APPEND manuals ${manual})
+    install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT jorvck)
 endforeach()
-file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/man)
 add_custom_target(manuals ALL DEPENDS ${manuals})
-install(FILES ${manuals} DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT jorvck)
+add_dependencies(manuals jorvck_manual)
 
 # --- jorvshare ---------------------------------------------------------------------------------
 install(TARGETS jorvshare RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT jorvshare)

@@ -14,8 +14,10 @@ inline constexpr Line kShareMissing = {
     .kind = Kind::kCannotGoOn,
     .text = "The share ID {} doesn't exist, meta_dir: {}\n",
     .values = {Text("id"), Text("directory")},
-    .meaning = "There is no such share. Nothing was checked, and the exit status is 0.",
-    .advice = "Check the identifier and the storage library's configuration."};
+    .meaning =
+        "The metadata directory of the share, shown in the line, does not exist. Nothing "
+        "was checked, and the exit status is 0.",
+    .advice = "Check the identifier, JORV_CONFIG and meta_dir in jorv.toml(5)."};
 
 inline constexpr Line kCheckingOlderThan = {
     .id = "checking-older-than",
@@ -69,7 +71,9 @@ inline constexpr Line kDone = {
     .kind = Kind::kNotice,
     .text = "Check files for {} done!\n",
     .values = {Text("id")},
-    .meaning = "The run has ended. Without a volume it ends so although no file was checked."};
+    .meaning =
+        "The run has ended. It ends with this line even when there is no volume and no "
+        "file was checked."};
 
 /// The text has no colon after "[ERROR]".
 inline constexpr Line kCompanionMissing = {
@@ -82,7 +86,9 @@ inline constexpr Line kCompanionMissing = {
     .meaning =
         "The container has data (.bin) and no index (.bhd). It counts as missing, so every "
         "file with data in it is reported too.",
-    .advice = "Restore the index."};
+    .advice =
+        "Find the container with find(1), by the name NUMBER.bin on every volume, and "
+        "restore the .bhd file beside it."};
 
 inline constexpr Line kContainersFailed = {
     .id = "loading-containers-failed",
@@ -95,7 +101,7 @@ inline constexpr Line kContainersFailed = {
         "The search of a volume ended early: a directory cannot be read, or the volume "
         "holds a .bin file whose name is not a number. Containers found until then count. "
         "Files with data in other containers of the volume are reported wrongly.",
-    .advice = "Correct the cause and run again."};
+    .advice = "Make the directory readable or move the .bin file away, then run again."};
 
 inline constexpr Line kHeadersFailed = {
     .id = "loading-headers-failed",
@@ -107,7 +113,7 @@ inline constexpr Line kHeadersFailed = {
     .meaning =
         "The listing of the headers ended early. Only the headers found until then are "
         "checked.",
-    .advice = "Correct the cause and run again."};
+    .advice = "Make every directory below it readable, then run again."};
 
 inline constexpr Line kTotalFiles = {.id = "total-files",
                                      .check = Check::kFileData,
@@ -187,7 +193,9 @@ inline constexpr Line kNoExtentPath = {
     .kind = Kind::kFinding,
     .text = "\n[ERROR]: extent doesn't exist for path: {}\n",
     .values = {Text("file")},
-    .meaning = "The file has no place for its extents. No header that loads leads to this line.",
+    .meaning =
+        "The header gives no place for the extents. Does not happen with a header that "
+        "loads.",
     .advice = "Restore the header from a replica or a backup."};
 
 /// Names the file as its user sees it, not the data file, and always the negated number of an
@@ -213,7 +221,7 @@ inline constexpr Line kSizeMismatch = {
         "\n[ERROR]: File size in header and extent doesn't match, file: {} header size: {} "
         "extent size: {}\n",
     .values = {Text("file"), Number("size"), Number("size")},
-    .meaning = "The header and the extents record different sizes: only one of them was written.",
+    .meaning = "The header and the extents record different sizes: one of them is out of date.",
     .advice = "Restore both from the same copy."};
 
 /// The text has no blank after the first colon.
@@ -253,11 +261,11 @@ inline constexpr Line kFileSummary = {
     .values = {Text("level"), Text("path"), Number("code"), Number("time"), Number("size"),
                Number("fg"), Text("directory"), Text("where")},
     .meaning =
-        "Follows a finding about a file and shows what its header records: the time of the "
-        "last modification, the size, the directory of mapping tables, and \"local\" or "
-        "\"dev\". The code is 4 for missing extents, 5 for no place of the extents, 6 for "
-        "different sizes, 7 for an unknown container and 9 for a reserved identifier. The "
-        "level is [ERROR]; it would be [INFO] for code 0."};
+        "Follows a finding about a file and shows what its header records: the time of "
+        "the last modification, the size, the directory of mapping tables, and \"local\" or"
+        " \"dev\". The code is 4 for no extent directory or no data.mdb, 5 for no path of "
+        "extents, 6 for different sizes, 7 for an unknown container and 9 for a reserved "
+        "identifier. The level is [ERROR]; it would be [INFO] for code 0."};
 
 inline constexpr Line kCheckFailed = {
     .id = "check-failed",
@@ -267,9 +275,11 @@ inline constexpr Line kCheckFailed = {
     .text = "\n[ERROR]: Failed to check data for file: {}\n",
     .values = {Text("file")},
     .meaning =
-        "A part of the file could not be loaded, mostly its mapping tables: they are "
-        "damaged or cannot be read.",
-    .advice = "Restore the mapping tables from a replica or a backup."};
+        "The file's mapping tables could not be loaded: they are damaged or may not be "
+        "read.",
+    .advice =
+        "Check the permissions first. Then restore the mapping tables from a replica or a"
+        " backup."};
 
 inline constexpr Line kCheckGotError = {
     .id = "check-got-error",
@@ -278,7 +288,7 @@ inline constexpr Line kCheckGotError = {
     .kind = Kind::kCannotGoOn,
     .text = "\nCheck file got error, path {}\n",
     .values = {Text("file")},
-    .meaning = "The file was not checked because memory ran out or the machine failed otherwise.",
+    .meaning = "The file was not checked: memory ran out or a system call failed.",
     .advice = "Run again."};
 
 inline constexpr Line kTaskGotError = {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 
 #include "lines/file_data_lines.h"
@@ -20,7 +21,7 @@ inline constexpr Line kUsage = {
     .kind = Kind::kCannotGoOn,
     .text = "USAGE:\n",
     .meaning =
-        "Begins the usage text. The command line named no share or had an unknown word. "
+        "Begins the usage text. The command line was not accepted, or --help was given. "
         "Nothing was checked, and the exit status is 255.",
     .advice = "Correct the command line."};
 
@@ -38,7 +39,7 @@ inline constexpr Line kUsageAge = {
     .check = Check::kEveryRun,
     .stream = Stream::kError,
     .kind = Kind::kCannotGoOn,
-    // So is the blank before the tabs.
+    // The blank before the tabs is part of the text.
     .text = "\t--t <file creation time older than (int) hours> \t\toptional\n",
     .meaning = "Usage text: the age limit of the file data check."};
 

@@ -13,7 +13,7 @@ inline constexpr Line kHeaderLoadFailed = {
     .stream = Stream::kError,
     .kind = Kind::kFinding,
     .text = "[ERROR]: header file load failed!\n",
-    .meaning = "A file of the head tree is not a sound header. The next line names it."};
+    .meaning = "A header does not load. The next line gives its path."};
 
 inline constexpr Line kCorruptHeader = {
     .id = "corrupt-header",
@@ -23,11 +23,13 @@ inline constexpr Line kCorruptHeader = {
     .text = "[ERROR]: corrupt header file {} found\n",
     .values = {Text("path")},
     .meaning =
-        "The header at this path does not load. A directory whose own name begins with "
-        "\"head\", the share's own included, makes the check take other files for headers.",
+        "The header at this path does not load: it is damaged, or may not be read. If the"
+        " share's path, or a directory in the share, has a name that begins with \"head\", "
+        "other files are taken for headers too.",
     .advice =
-        "Restore the header from a replica or a backup. If the file was being deleted, "
-        "remove the header and the entries at the same place in the map and stu trees."};
+        "Restore the header from a replica or a backup. Only if the file is known to have"
+        " been deleted: remove the header and the entries at the same place in the map "
+        "and stu trees."};
 
 inline constexpr Line kExtentLoadFailed = {
     .id = "extent-load-failed",
@@ -35,7 +37,7 @@ inline constexpr Line kExtentLoadFailed = {
     .stream = Stream::kError,
     .kind = Kind::kFinding,
     .text = "[ERROR]: extent file load failed!\n",
-    .meaning = "The extents of a file do not load. The next line names them."};
+    .meaning = "The extents of a file do not load. The next line gives their path."};
 
 inline constexpr Line kCorruptExtent = {
     .id = "corrupt-extent",
@@ -48,9 +50,10 @@ inline constexpr Line kCorruptExtent = {
         "The extent file, or the directory of mapping tables, at this path is damaged or "
         "missing.",
     .advice =
-        "Restore it from a replica or a backup. First check that the storage library is "
-        "configured for the share's layout: a wrong layout damages nothing and gives this "
-        "line too."};
+        "First check that the storage library is configured for the share's layout: "
+        "extent files that are expected where there are tables give this line too. (The "
+        "opposite mistake prints nothing at all.) Then restore it from a replica or a "
+        "backup."};
 
 // The texts of kUnlistedDcid and kUnmatchedFingerprint speak of the list containing what the table
 // lacks. It is the table that names what the list or the filter lacks.
@@ -63,10 +66,10 @@ inline constexpr Line kUnlistedDcid = {
     .text = "[ERROR]: dcidlist file contains dcid which is not in table! {}\n",
     .values = {Number("dcid")},
     .meaning =
-        "A mapping table has an extent in this data container, and its DCID list lacks the "
-        "container. What is shared or deleted by the list forgets the data. The next line "
-        "names the directory of tables.",
-    .advice = "Restore the directory of tables."};
+        "An extent of a mapping table is in this data container, but the table's DCID "
+        "list does not name the container. Operations that rely on the list may treat the"
+        " data as unused. The next line names the directory of tables.",
+    .advice = "Restore the directory of tables from a replica or a backup."};
 
 inline constexpr Line kUnmatchedFingerprint = {
     .id = "unmatched-fingerprint",
@@ -79,8 +82,8 @@ inline constexpr Line kUnmatchedFingerprint = {
         "A mapping table has an extent with this fingerprint, and its bloom filter does not "
         "match it. The line names no file, and the check goes on.",
     .advice =
-        "Find the file: show the tables of recently written files and look for the "
-        "fingerprint. Then restore its tables."};
+        "Find the file: run jorvshare(1) show on the tables of recently written files and"
+        " look for the fingerprint. Then restore its tables."};
 
 inline constexpr Line kCorruptDcidList = {
     .id = "corrupt-dcid-list",
@@ -99,10 +102,11 @@ inline constexpr Line kTransIdMismatch = {
     .kind = Kind::kFinding,
     .text = "[ERROR]: the transID for header file and extent file mismatch\n",
     .meaning =
-        "The header and the extent file of one file come from different transactions: only "
-        "one of them was written. The line names no file: it is the first one of the walk "
-        "whose ids differ.",
-    .advice = "Restore both files from the same copy."};
+        "The header and the extent file of one file come from different transactions: "
+        "only one of them was written. The line names no file.",
+    .advice =
+        "Find the file: compare trans_id of header and extent file with jorvshare(1) "
+        "show, beginning with the files written last. Restore both from the same copy."};
 
 inline constexpr Line kMissingTable = {
     .id = "missing-table",
@@ -125,7 +129,7 @@ inline constexpr Line kVerifyFile = {
     .values = {Text("path")},
     .meaning =
         "The extent file at this path was loaded; its local data is checked next. These "
-        "lines show which files the walk reached."};
+        "lines show which files the walk reached. Not printed for mapping tables."};
 
 inline constexpr Line kStorageObject = {
     .id = "storage-object",
@@ -134,8 +138,9 @@ inline constexpr Line kStorageObject = {
     .kind = Kind::kNotice,
     .text = "verify SO exist... \n",
     .meaning =
-        "An extent keeps its data in a container or a storage object. This check only "
-        "announces it; the file data check looks for the container."};
+        "An extent keeps its data in a container or a storage object. This is no finding:"
+        " the data is not read here. In the layout of mapping tables, the file data check"
+        " looks for the container."};
 
 inline constexpr Line kChecksumFailed = {
     .id = "checksum-failed",
@@ -146,10 +151,12 @@ inline constexpr Line kChecksumFailed = {
     // No path for a directory that cannot be opened.
     .values = {Text("path")},
     .meaning =
-        "The local data of the file is not the data that was written. Without a path: a "
-        "directory of the map tree could not be opened, for instance because map is "
+        "The local data of the file does not match its recorded checksum. Without a path:"
+        " a directory of the map tree could not be opened, for instance because map is "
         "missing or holds an entry that is neither a file nor a directory.",
-    .advice = "Restore the file. Without a path: look at the map tree with ls(1)."};
+    .advice =
+        "Restore the file's storage unit and extents from the same copy. Without a path: "
+        "look at the map tree with ls(1)."};
 
 inline constexpr Line kProcessFailed = {
     .id = "process-failed",
@@ -162,7 +169,9 @@ inline constexpr Line kProcessFailed = {
         "The extents of a file do not load. The number is an error number, see errno(3), "
         "and follows without a blank: 74 is damage, 2 a missing file, 13 a file that may "
         "not be read. The line names no file.",
-    .advice = "Find the file: show each file of the directory that the walk had reached."};
+    .advice =
+        "Find the file: run jorvshare(1) show on each extent file of the directories that"
+        " the walk reached."};
 
 inline constexpr Line kSeekFailed = {
     .id = "seek-failed",
@@ -240,7 +249,9 @@ inline constexpr Line kParsePolicyFailed = {
     .kind = Kind::kFinding,
     .text = "[JORVCK_VCOPY] Failed to parse policy in {}\n",
     .values = {Text("file")},
-    .meaning = "The file cannot be read, for instance because it is a directory.",
+    .meaning =
+        "The file cannot be read, for instance because it is a directory. No image was "
+        "checked.",
     .advice = "Restore the file."};
 
 /// Also the line for an image list that cannot be read.
@@ -251,8 +262,10 @@ inline constexpr Line kParseBackupTimeFailed = {
     .kind = Kind::kFinding,
     .text = "[JORVCK_VCOPY] Failed to parse backuptime in {}\n",
     .values = {Text("file")},
-    .meaning = "The file ends within a group of policy, backup time and images: it was cut short.",
-    .advice = "Restore the file."};
+    .meaning =
+        "The file ends within a group of policy, backup time and images: it was cut "
+        "short, or it has an empty line at its end. No image was checked.",
+    .advice = "Remove empty lines at the end, or restore the file."};
 
 inline constexpr Line kParsingFailed = {
     .id = "vcopy-parsing-failed",
@@ -271,8 +284,8 @@ inline constexpr Line kMountFailed = {
     .kind = Kind::kCannotGoOn,
     .text = "[JORVCK_VCOPY] failed to mount kovfs.\n",
     .meaning =
-        "The container file system of the images could not be mounted. With the reference "
-        "library: the configured image root is missing.",
+        "The container file system of the images could not be mounted. No image was "
+        "checked. With the reference library: the configured image root is missing.",
     .advice = "Look at image_root in jorv.toml(5)."};
 
 inline constexpr Line kImageFailed = {
@@ -294,7 +307,10 @@ inline constexpr Line kUmountFailed = {
     .stream = Stream::kError,
     .kind = Kind::kCannotGoOn,
     .text = "[JORVCK_VCOPY] failed to umount kovfs\n",
-    .meaning = "The container file system of the images could not be unmounted.",
+    .meaning =
+        "The container file system could not be unmounted. The images were checked: "
+        "without a failure line above they are sound, although the success line is "
+        "missing.",
     .advice = "Look at the storage library's log."};
 
 inline constexpr Line kImagesValidated = {
@@ -304,6 +320,6 @@ inline constexpr Line kImagesValidated = {
     .kind = Kind::kNotice,
     .text = "[JORVCK_VCOPY] validating vcopy for {}successfully! \n",
     .values = {Text("path")},
-    .meaning = "All images are sound. No blank follows the path."};
+    .meaning = "All listed images are sound, or none is listed. No blank follows the path."};
 
 }  // namespace lines

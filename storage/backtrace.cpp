@@ -38,21 +38,21 @@ const char* NameBuffer::Demangle(const char* mangled) {
 }
 
 std::string FormatFrame(const std::string& line, NameBuffer& names) {
-    constexpr std::size_t none = std::string::npos;
-    std::size_t open = none;
-    std::size_t plus = none;
-    std::size_t close = none;
+    constexpr std::size_t kNone = std::string::npos;
+    std::size_t open = kNone;
+    std::size_t plus = kNone;
+    std::size_t close = kNone;
     for (std::size_t i = 0; i < line.size(); ++i) {
         if (line[i] == '(') {
             open = i;
         } else if (line[i] == '+') {
             plus = i;
-        } else if (line[i] == ')' && plus != none) {
+        } else if (line[i] == ')' && plus != kNone) {
             close = i;
             break;
         }
     }
-    if (open == none || close == none || open > plus) {
+    if (open == kNone || close == kNone || open > plus) {
         return "  " + line + "\n";
     }
     const std::string mangled = line.substr(open + 1, plus - open - 1);

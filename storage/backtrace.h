@@ -1,19 +1,21 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace jorv {
 
-/// Text of the current call stack, the caller's frame first: "stack trace:" and a newline, then one
-/// line per frame, two blanks in front, as FormatFrame writes it.
+/// Returns the current call stack as text: "stack trace:" and a newline, then one line per frame,
+/// the caller's first, as FormatFrame writes it.
 ///
-/// @param maxFrames frames to list at most; the frame of this function is not among them.
+/// @param maxFrames largest number of frames listed. The frame of this function is not listed.
 ///
-/// Does not fail: an empty capture gives one line that says so. Any thread may call it.
+/// Does not fail: when no frame can be captured, the line "  <empty, possibly corrupt>" follows the
+/// first. Prints nothing. Any thread may call it.
 std::string get_backtrace(unsigned int maxFrames);
 
-/// Buffer for demangled names, 256 bytes at first. The demangler may enlarge it; the larger one is
-/// kept for the next name.
+/// Buffer for demangled names, 256 bytes at first. The demangler may enlarge it; later names use
+/// the larger buffer. One thread at a time.
 class NameBuffer {
   public:
     NameBuffer();
@@ -21,7 +23,8 @@ class NameBuffer {
     NameBuffer(const NameBuffer&) = delete;
     NameBuffer& operator=(const NameBuffer&) = delete;
 
-    /// The demangled name, valid until the next call, or null when `mangled` is no mangled name.
+    /// Returns the demangled name, or null when `mangled` is not a mangled name. The text belongs
+    /// to the buffer and is valid until the next call.
     const char* Demangle(const char* mangled);
 
   private:
@@ -29,9 +32,11 @@ class NameBuffer {
     std::size_t size_;
 };
 
-/// Turns one line of backtrace_symbols, "module(mangled+offset) [address]", into
-/// "  name+offset" and a newline: demangled where that works, the name as it stands where it does
-/// not. A line of another shape is copied whole. Module and address are left out on purpose.
+/// Returns the text for one line of backtrace_symbols.
+///
+/// "module(mangled+offset) [address]" becomes two blanks, the demangled name, "+", the offset and a
+/// newline. Module and address are left out on purpose. A name that cannot be demangled is written
+/// unchanged. A line of another shape is copied whole between the blanks and the newline.
 std::string FormatFrame(const std::string& line, NameBuffer& names);
 
 }  // namespace jorv

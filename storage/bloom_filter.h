@@ -6,13 +6,14 @@
 
 /// Bloom filter over the fingerprints of one mapping table's extents.
 ///
-/// Handed over by CMappingTable::GetDcidList; the caller owns it and may keep it longer than the
-/// table. Immutable, so any thread may ask it.
+/// Handed over by CMappingTable::GetDcidList. The caller owns it and may keep it longer than the
+/// table. Immutable, so any thread may call it.
 class BloomFilter {
   public:
-    /// The filter's contents, defined by the storage library alone.
+    /// Contents of the filter, defined by the storage library.
     struct Impl;
 
+    /// Takes ownership of `impl`. For the storage library: the checker makes no filter.
     explicit BloomFilter(std::unique_ptr<const Impl> impl);
     ~BloomFilter();
     BloomFilter(const BloomFilter&) = delete;

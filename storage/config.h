@@ -1,28 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <shared_mutex>
 #include <string>
 
 namespace Corvane::Kst::Marlow::Jorv {
-
-/// Reader/writer lock of the configuration; works with std::shared_lock and std::unique_lock.
-class ConfigLock {
-  public:
-    ConfigLock();
-    ~ConfigLock();
-    ConfigLock(const ConfigLock&) = delete;
-    ConfigLock& operator=(const ConfigLock&) = delete;
-
-    void lock_shared();
-    void unlock_shared();
-    void lock();
-    void unlock();
-
-  private:
-    struct Impl;
-    std::unique_ptr<Impl> impl_;
-};
 
 /// Settings of the storage layout. Shared by all threads.
 class JorvConfig {
@@ -32,7 +14,8 @@ class JorvConfig {
     static JorvConfig* GetInstance();
 
     /// Zero: one extent file per user file. Nonzero: a directory of mapping tables per user file.
-    /// Tested only for zero; read without a lock.
+    /// The checker tests it only for zero and reads it without a lock, so it must not change during
+    /// a run.
     std::int32_t useFileExtMap = 0;
 };
 
@@ -43,18 +26,19 @@ class FileSystemDaemonConfig {
     /// configuration exists but cannot be used.
     static FileSystemDaemonConfig* GetInstance();
 
-    /// Directory that holds the metadata of all shares.
+    /// Directory that holds the metadata of all shares. Any thread may call it.
     std::string GetMetaDirPath();
 
     /// Mapping tables carry a DCID list and a bloom filter. Read under a shared hold of configLock.
     bool dcidBloomEnabled = false;
-    /// Span of file offsets covered by one mapping table, in units of 2^30 bytes. Read under a
-    /// shared hold of configLock.
+    /// Span of file offsets covered by one mapping table, in units of 2^30 bytes; at least 1. Read
+    /// under a shared hold of configLock.
     std::uint32_t tableSpanGiB = 1;
-    /// Ask IsKlfs before a file's mapping table is opened. Read without a lock.
+    /// Call IsKlfs before a file's mapping table is opened. Read without a lock, so it must not
+    /// change during a run.
     bool klfsAware = false;
-    /// Guards dcidBloomEnabled and tableSpanGiB; readers hold it for the moment of the read only.
-    ConfigLock configLock;
+    /// Guards dcidBloomEnabled and tableSpanGiB. Readers hold it shared, only while they read.
+    std::shared_mutex configLock;
 };
 
 }  // namespace Corvane::Kst::Marlow::Jorv

@@ -14,11 +14,12 @@
 
 namespace jorv {
 
-// Types of the storage library's own, never looked into here.
+// The storage library defines these types. The checker never looks into them.
 class DataTransferManagement;
 struct DCInfo;
 struct DCOffset;
 
+/// One node of the data cache. The interface only names the type; no object of it is made.
 class DataCacheNode {
   public:
     class ObjectID;
@@ -27,15 +28,16 @@ class DataCacheNode {
     DataCacheNode() = delete;
 };
 
-/// Data-cache manager: in the file system's daemon it caches and moves file data.
+/// Data-cache manager. In the file system's daemon it caches and moves file data.
 ///
-/// Mapping tables and extent-map managers are made with one and keep its address, so it outlives
-/// them. The storage operations that the checker uses read metadata only and never call it; the
-/// checker hands them a NullDataCacheManagement, which refuses every operation.
+/// Mapping tables and extent-map managers keep the address of the one that they are made with, so
+/// it must outlive them. The storage operations that the checker uses read metadata only and must
+/// never call it. The checker passes a NullDataCacheManagement, which refuses every data operation.
 ///
-/// What the operations and their arguments mean is the storage library's own. Fixed here are their
-/// names, types and slots, in this order, and the bodies of the three that are not pure: prefetch
-/// and SyncConfigValues do nothing, readDataDirectFromBin returns 4 and touches nothing.
+/// The storage library defines what the operations and their arguments mean. This class fixes their
+/// names, their types, their order in the virtual table, and the bodies of the three that are not
+/// pure: prefetch and SyncConfigValues do nothing, readDataDirectFromBin returns 4 and writes
+/// nothing through its pointers.
 class DataCacheManagementInterface {
   public:
     using ObjectID = DataCacheNode::ObjectID;
@@ -47,6 +49,8 @@ class DataCacheManagementInterface {
 
     virtual ~DataCacheManagementInterface() = default;
 
+    // The names are those of the file system's daemon.
+    // NOLINTBEGIN(readability-identifier-naming)
     virtual DataCacheNode* getDataCacheNodeForWrite(unsigned int*, unsigned long, unsigned long,
                                                     DataTransferManagement*) = 0;
     virtual DataCacheNode* getDataCacheNode(const ObjectID&, unsigned int*, unsigned long,
@@ -59,7 +63,7 @@ class DataCacheManagementInterface {
     virtual bool read(DataCacheNode*, unsigned char*, unsigned int, unsigned int*) = 0;
     virtual bool isPrefetchBusy(DataTransferManagement*) = 0;
     virtual bool pread(DataCacheNode*, unsigned char*, unsigned int, long, unsigned int*,
-                       std::list<DCInfo>*, long) = 0;
+                       std::list<DCInfo*>, long) = 0;
     virtual int getObjectID(const DataCacheNode*, ObjectID*, DataCacheNode::NodeLockType) = 0;
     virtual bool isWritable(const DataCacheNode*) = 0;
     virtual bool releaseDataCacheNode(DataCacheNode**) = 0;
@@ -110,6 +114,7 @@ class DataCacheManagementInterface {
     virtual int GetDcOffset(DataTransferManagement*, std::vector<DCOffset>*) = 0;
     virtual void SyncConfigValues(DataTransferManagement*) {}
     virtual unsigned long getNextNodeID() = 0;
+    // NOLINTEND(readability-identifier-naming)
 };
 
 }  // namespace jorv

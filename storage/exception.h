@@ -7,10 +7,10 @@
 
 namespace Corvane::Kst::Marlow::Jorv {
 
-/// Root of every exception that the storage library throws on purpose.
+/// Base of every exception that the storage library throws on purpose.
 ///
-/// A library throws this base type itself only when no check may take the failure for a finding
-/// about the share, for instance when its own configuration cannot be used.
+/// A library throws this type itself only for a failure that is not a finding about the share, such
+/// as an unusable configuration of its own.
 class Exception : public std::exception {
   public:
     Exception() = default;
@@ -18,19 +18,20 @@ class Exception : public std::exception {
     /// Keeps a copy of `message` for what().
     explicit Exception(std::string message) : message_(std::move(message)) {}
 
-    /// The message text. Valid as long as the exception object; owned by it.
+    /// The message text. The exception owns it.
     [[nodiscard]] const char* what() const noexcept override { return message_.c_str(); }
 
   private:
     std::string message_;
 };
 
-/// A failed operation on a stored structure. The checks turn it into a finding.
+/// A failed operation on a stored structure. The checks report it as a finding where they load
+/// header files and extents.
 class SysException : public Exception {
   public:
-    /// @param errorNumber errno-style code: that of the failing call, or one the library chose.
+    /// @param errorNumber errno value of the failing call, or one that the library chose.
     /// @param stackTrace  call stack at the point of the throw, as text; may be empty.
-    /// @param message     what what() returns.
+    /// @param message     text that what() returns.
     SysException(std::int32_t errorNumber, std::string stackTrace, std::string message)
         : errorNumber_(errorNumber),
           stackTrace_(std::move(stackTrace)),

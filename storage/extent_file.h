@@ -12,8 +12,8 @@ namespace Corvane::Kst::Marlow::Jorv {
 /// Made, loaded and released by one thread.
 class ExtentFile {
   public:
-    /// @param table table from CreateMappingTable that Load fills; the caller keeps ownership, and
-    ///              the table outlives this object. A null table makes Load fail.
+    /// @param table table from CreateMappingTable that Load fills. The caller keeps ownership, and
+    ///              the table must outlive this object. With a null table, Load fails.
     explicit ExtentFile(CMappingTable* table);
 
     /// Releases the object; the table stays.
@@ -23,8 +23,8 @@ class ExtentFile {
 
     /// Parses the extent file at `path`.
     ///
-    /// Success puts its entries into the table, in stored order, and sets `transId`. Every failure
-    /// is a SysException; the table and `transId` are then as they were.
+    /// Success replaces the table's entries by those of the file, in stored order, and sets
+    /// `transId`. Every failure is a SysException and leaves the table and `transId` unchanged.
     void Load(const std::string& path);
 
     /// Transaction id recorded in the extent file.

@@ -12,8 +12,8 @@ namespace Corvane::Kst::Marlow::Jorv {
 struct ExtMapEntry {
     /// Mapping table that covers the requested offset; owned by the manager.
     CMappingTable* table;
-    /// The next three are the library's own and not read by the checker. The reference library
-    /// writes the table's first and past-the-last offset and its number within the file.
+    /// The library defines the next three; the checker does not read them. The reference library
+    /// writes the table's first offset, the offset just after its last, and its number in the file.
     std::uint64_t startOffset;
     std::uint64_t endOffset;
     std::uint32_t number;
@@ -21,33 +21,33 @@ struct ExtMapEntry {
 
 /// Manager of the mapping tables that make up one file's extent map.
 ///
-/// Construction touches no file: a manager is made before its directory is known to exist. Made,
-/// used and freed by one thread.
+/// Construction touches no file, because its directory may not exist. Made, used and freed by one
+/// thread.
 class BaseFileExtMapMgr {
   public:
     /// @param path      extent-map directory.
-    /// @param name      the library's own; the checker passes the empty text.
+    /// @param name      defined by the library; the checker passes the empty text.
     /// @param table     becomes the member `table`, owned by the manager; may be null.
-    /// @param dataCache data-cache manager; outlives the manager, never called by it.
+    /// @param dataCache data-cache manager. It must outlive this object, which never calls it.
     ///
     /// May throw SysException.
     BaseFileExtMapMgr(const std::string& path, const std::string& name, CMappingTable* table,
                       jorv::DataCacheManagementInterface* dataCache);
 
-    /// Frees the manager, its `table` and every table that it handed out.
+    /// Frees `table` and every table that the manager handed out.
     virtual ~BaseFileExtMapMgr();
     BaseFileExtMapMgr(const BaseFileExtMapMgr&) = delete;
     BaseFileExtMapMgr& operator=(const BaseFileExtMapMgr&) = delete;
 
     /// Loads the tables of the directory, whether or not `table` was opened before. Every failure
-    /// is a SysException; the manager then holds no tables.
+    /// is a SysException and leaves the manager without loaded tables.
     void LoadTables();
 
     /// Looks up the table that covers the file offset `offset` (bytes).
     ///
-    /// @return 0 with `entry` filled, or nonzero when no table covers the offset; `entry` is then
-    ///         as it was. The table stays the manager's and lives until the manager dies or loads
-    ///         again.
+    /// @return 0 with `entry` filled, or nonzero with `entry` unchanged when no table covers the
+    ///         offset. The manager owns the table, which is valid until the manager is destroyed or
+    ///         LoadTables is called again.
     ///
     /// May throw SysException.
     std::int32_t GetTableForRead(long offset, ExtMapEntry* entry);
@@ -56,7 +56,7 @@ class BaseFileExtMapMgr {
     std::unique_ptr<CMappingTable> table;
 
   protected:
-    /// State of the storage library's own.
+    /// State of the manager, defined by the storage library.
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
@@ -69,8 +69,11 @@ class FileExtMapMgr : public BaseFileExtMapMgr {
 
     /// Makes a manager that holds a fresh table.
     ///
+    /// Arguments and failures are those of the constructor.
+    ///
     /// @return the manager, never null; the caller owns it. Open may be called on its `table`
-    ///         before LoadTables. Arguments and failures as for the constructor.
+    /// before
+    ///         LoadTables.
     static FileExtMapMgr* newFileExtMapMgr(const std::string& path, const std::string& name,
                                            jorv::DataCacheManagementInterface* dataCache);
 

@@ -12,8 +12,10 @@ namespace Corvane::Kst::Marlow::Jorv {
 /// Made, loaded, read and released by one thread.
 class HeaderFile {
   public:
-    /// Remembers where Load is to write the file's attributes. `attributes` is the caller's, zeroed
-    /// by the caller, not null, and outlives the object. May throw SysException.
+    /// @param attributes record that Load writes the file's attributes to; not null, zeroed by the
+    ///                   caller. The caller owns it, and it must outlive this object.
+    ///
+    /// May throw SysException.
     explicit HeaderFile(struct stat* attributes);
     ~HeaderFile();
     HeaderFile(const HeaderFile&) = delete;
@@ -22,13 +24,13 @@ class HeaderFile {
     /// Parses the header file at `path`.
     ///
     /// Success fills the members below and, in the caller's stat record, at least `st_size` (bytes)
-    /// and `st_mtim.tv_sec` (seconds since the epoch). Every failure is a SysException; members and
-    /// stat record are then as they were.
+    /// and `st_mtim.tv_sec` (seconds since the epoch). Every failure is a SysException and leaves
+    /// the members and the stat record unchanged.
     void Load(const std::string& path);
 
-    /// Transaction id recorded in the header; equals the extent file's in a sound share.
+    /// Transaction id recorded in the header. In a sound share it equals that of the extent file.
     std::int64_t transId = 0;
-    /// Base directory under which the file's extent map lives, without share and file.
+    /// Base directory of the file's extent map. The checker appends the share and the file's path.
     std::string extentLocation;
     /// Value that reports show as "fg".
     std::uint64_t fg = 0;

@@ -3,8 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Mount record of the container file system, exchanged by address with its client library. The
-/// layout is fixed; what is named "reserved" stays zero.
+/// Mount record of the container file system, passed by address to its client library. The layout
+/// is fixed. Members named "reserved" stay zero. The library defines what initValue, initPointer,
+/// value4200 and value4212 mean.
 struct KovfsMountRecord {
     std::int32_t flags;
     std::uint8_t reserved4[12];
@@ -43,14 +44,14 @@ int KovfsInit(int value, void* pointer, int flags);
 /// Mounts the container file system.
 ///
 /// @param version version text, "6.0.0.0".
-/// @param data    a KovfsMountRecord, the caller's; it stays valid until the unmount.
+/// @param data    a KovfsMountRecord, owned by the caller and valid until the unmount.
 /// @param size    size of the record in bytes, 5344.
 /// @return negative on failure. Main thread only, after KovfsInit.
 int KovfsMountV1(const char* version, void* data, std::size_t size);
 
 /// Unmounts the container file system.
 ///
-/// @param name the name that it was mounted under, "KOVFS".
+/// @param name the mount record's name, "KOVFS".
 /// @return negative on failure. Main thread only.
 int KovfsUmount(const char* name);
 }

@@ -19,22 +19,22 @@ namespace Corvane::Kst::Marlow::Jorv {
 /// One entry of a table's DCID list: the DCID, and a second value that the checker does not read.
 using DcidEntry = std::pair<unsigned long, unsigned long>;
 
-/// Position in a mapping table, made by the table and freed through Destroy. The slot order is
-/// fixed. One thread at a time.
+/// Position in a mapping table. The table makes it; Destroy frees it. The slot order is fixed. One
+/// thread at a time.
 class MappingCursor {
   public:
-    /// The entry under the cursor; never freed by the caller, valid until the cursor moves or is
-    /// destroyed. Not asked for past the end.
+    /// The entry under the cursor. The caller never frees it; it is valid until the cursor moves or
+    /// is destroyed. Not called past the end.
     virtual Ext* Current() = 0;
 
     /// Advances by one entry. Not called past the end.
     virtual void Next() = 0;
 
-    /// True when both cursors stand at the same position. `other` comes from the same table and
-    /// may be null where the table hands out null for its end; null is then the end position.
-    virtual bool Equals(const MappingCursor* other) const = 0;
+    /// True when both cursors are at the same position. `other` is a cursor of the same table. It
+    /// is null only when the table's end() has a null cursor, and then means the end.
+    virtual bool Equals(MappingCursor* other) = 0;
 
-    /// Frees the cursor; nothing may touch it afterwards.
+    /// Frees the cursor, which nothing may use afterwards. Must not throw.
     virtual void Destroy() = 0;
 
   protected:
@@ -46,20 +46,23 @@ class MappingCursor {
 
 /// Mapping table: the extents that make up one file, or one span of it, in the table's own order.
 ///
-/// The virtual slots below stand in a fixed order, the destructor first. One thread at a time; the
-/// library never calls the data-cache manager that the table was made with.
+/// The order of the virtual slots is fixed, the destructor first. One thread at a time. The library
+/// never calls the data-cache manager that the table was made with.
 class CMappingTable {
   public:
-    /// Owning handle to a cursor; move-only, may be empty.
+    /// Owning handle to a cursor. It can be moved but not copied, and may be empty.
     ///
-    /// Destroying the handle calls Destroy on its cursor. That happens in a destructor: an
-    /// exception out of Destroy ends the process.
+    /// The handle's destructor calls Destroy on its cursor. An exception from Destroy ends the
+    /// process.
     class iterator {
       public:
+        /// An empty handle.
+        iterator() noexcept = default;
+
         /// Takes ownership of `cursor`, which may be null.
         explicit iterator(MappingCursor* cursor) noexcept : cursor_(cursor) {}
 
-        /// True when both stand at the same position; an empty handle stands at the end.
+        /// True when both are at the same position; an empty handle is at the end.
         [[nodiscard]] bool Equals(const iterator& other) const {
             if (cursor_ != nullptr) {
                 return cursor_->Equals(other.cursor_.get());
@@ -67,10 +70,15 @@ class CMappingTable {
             return other.cursor_ == nullptr || other.cursor_->Equals(nullptr);
         }
 
-        /// The current entry, as MappingCursor::Current.
-        Ext* operator->() const { return cursor_->Current(); }
+        friend bool operator==(const iterator& one, const iterator& other) {
+            return one.Equals(other);
+        }
 
-        /// Advances by one entry, as MappingCursor::Next.
+        /// The current entry, as MappingCursor::Current. The handle is not empty.
+        [[nodiscard]] Ext* Current() const { return cursor_->Current(); }
+        Ext* operator->() const { return Current(); }
+
+        /// Advances by one entry, as MappingCursor::Next. The handle is not empty.
         void Next() { cursor_->Next(); }
 
       private:
@@ -86,40 +94,42 @@ class CMappingTable {
 
     virtual ~CMappingTable() = default;
 
-    /// Cursor at the first entry; equal to end() when the table is empty.
+    /// Cursor at the first entry; equal to end() when the table is empty. May throw SysException.
     virtual iterator begin() = 0;
 
-    /// Past-the-end cursor. A walk takes a new one at every step, so it must be cheap.
+    /// Past-the-end cursor. A walk takes a new one at every step, so it must be cheap. May throw
+    /// SysException.
     virtual iterator end() = 0;
 
     /// Opens the table kept in a mapping-table directory.
     ///
     /// @param path   mapping-table directory.
     /// @param onKlfs true when the directory lies on a Klfs volume.
-    /// @param name   the library's own; the checker passes the empty text.
-    /// @return 0 on success, else an errno-style code; the table then holds no entries.
+    /// @param name   defined by the library; the checker passes the empty text.
+    /// @return 0 on success, else an errno-style code.
     ///
-    /// May throw SysException instead of returning a code.
-    virtual std::int32_t Open(const std::string& path, bool onKlfs, const std::string& name) = 0;
+    /// May throw SysException instead of returning a code. After a failure the table has no
+    /// entries.
+    virtual std::int32_t Open(const std::string& path, bool onKlfs, std::string name) = 0;
 
     /// Hands over the table's DCID list and bloom filter.
     ///
-    /// @param dcids  replaced by the list, in its stored order; not null.
-    /// @param filter replaced by a filter that the caller owns; not null. Always filled when
+    /// @param dcids  receives the list in its stored order; old contents are replaced. Not null.
+    /// @param filter receives the filter, which the caller then owns. Not null. Always filled when
     ///               FileSystemDaemonConfig::dcidBloomEnabled is set.
-    /// @return a value of the library's own, not read by the checker.
+    /// @return a value that the library defines; the checker ignores it.
     ///
-    /// Reports failure by throwing SysException.
+    /// Every failure is a SysException.
     virtual std::int32_t GetDcidList(std::vector<DcidEntry>* dcids,
                                      std::unique_ptr<BloomFilter>* filter) = 0;
 };
 
-// A check that an exception leaves destroys its handles on the way.
+// A throwing destructor would end the process while an exception passes.
 static_assert(std::is_nothrow_destructible_v<CMappingTable::iterator>);
 
 /// Makes a new, empty table.
 ///
-/// @param dataCache data-cache manager; not null, outlives the table, never called by it.
+/// @param dataCache data-cache manager, not null. It must outlive the table, which never calls it.
 /// @param name      table name; the checker passes the empty text.
 /// @return the table, never null; the caller owns it and deletes it through its virtual
 ///         destructor.

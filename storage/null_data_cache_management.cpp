@@ -56,7 +56,7 @@ bool NullDataCacheManagement::isPrefetchBusy(DataTransferManagement*) {
 }
 
 bool NullDataCacheManagement::pread(DataCacheNode*, unsigned char*, unsigned int, long,
-                                    unsigned int*, std::list<DCInfo>*, long) {
+                                    unsigned int*, std::list<DCInfo*>, long) {
     return Rejected(__func__, false);
 }
 

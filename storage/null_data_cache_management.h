@@ -4,18 +4,18 @@
 
 namespace jorv {
 
-/// Data-cache manager that refuses everything: mapping tables are opened through it read-only and
-/// without a data cache.
+/// Data-cache manager that refuses every data operation. The checks open mapping tables with it,
+/// read-only and without a data cache.
 ///
-/// A rejecting operation ends in logAndThrowEINVAL, given the operation's own name. The value that
-/// each of them has behind it is for a derived class whose logAndThrowEINVAL returns: false or 0,
-/// null for nodes and sessions, 1 from getObjectID, -1 from trylockANode, all bits set from
-/// getNextNodeID, nothing from getDataStorePaths, the empty text from getStatisticHeader.
+/// A refused operation calls logAndThrowEINVAL with its own name and so throws. In a derived class
+/// whose logAndThrowEINVAL returns, it returns false or 0; null for nodes and shares; 1 from
+/// getObjectID; -1 from trylockANode; all 64 bits set from getNextNodeID; an empty vector from
+/// getDataStorePaths; a reference to an empty text from getStatisticHeader.
 ///
-/// getStorageStat and GetDcOffset return 0 and, like the interface's own defaults, neither log nor
-/// throw nor write through their pointers: a library may ask for them on its way to the metadata.
+/// getStorageStat and GetDcOffset return 0 on purpose. Like the three inherited defaults they do
+/// not log, throw or write through their pointers.
 ///
-/// Holds no resources and no state; any thread may call it.
+/// Has no state that changes; any thread may call it.
 class NullDataCacheManagement : public DataCacheManagementInterface {
   public:
     NullDataCacheManagement() = default;
@@ -37,7 +37,7 @@ class NullDataCacheManagement : public DataCacheManagementInterface {
               unsigned int* got) override;
     bool isPrefetchBusy(DataTransferManagement* dtm) override;
     bool pread(DataCacheNode* node, unsigned char* data, unsigned int size, long offset,
-               unsigned int* got, std::list<DCInfo>* ahead, long aheadOffset) override;
+               unsigned int* got, std::list<DCInfo*> ahead, long aheadOffset) override;
     int getObjectID(const DataCacheNode* node, ObjectID* id,
                     DataCacheNode::NodeLockType lock) override;
     bool isWritable(const DataCacheNode* node) override;
@@ -93,7 +93,7 @@ class NullDataCacheManagement : public DataCacheManagementInterface {
     virtual void logAndThrowEINVAL(const char* functionName) const;
 
   private:
-    /// Refuses the operation `name`; `value` is what a refusal that returns is answered with.
+    /// Refuses the operation `name`. Returns `value` if logAndThrowEINVAL returns.
     template <typename Value>
     Value Rejected(const char* name, Value value) const {
         logAndThrowEINVAL(name);

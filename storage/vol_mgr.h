@@ -20,10 +20,10 @@ class VolMgr {
     /// Path of the storage table. Throws Exception when the library's configuration is unusable.
     static std::string GetStorageFstabPath();
 
-    /// Appends one entry per volume of the table at `path`, in table order.
+    /// Appends one entry per volume of the table at `path` to `entries` (not null), in table order.
     ///
-    /// @return 0 on success; nonzero, with nothing appended, when the table cannot be read or a
-    ///         line of it is malformed.
+    /// @return 0 on success; nonzero, with nothing appended, when the table cannot be read or has a
+    ///         malformed line.
     static std::int32_t LoadGlobalFstab(const std::string& path, std::vector<MntEnt>* entries);
 };
 

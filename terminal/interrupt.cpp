@@ -18,24 +18,24 @@ bool IsOfAWrite(int signal) {
 }
 
 // A signal handler can reach nothing but globals: these are the only ones of the program.
-volatile std::sig_atomic_t arrived = 0;
-std::string_view noticeOfScope;
+volatile std::sig_atomic_t g_arrived = 0;
+std::string_view g_notice;
 
 extern "C" void Remember(int signal) {
     const int code = errno;
-    if (arrived == 0) {
+    if (g_arrived == 0) {
         [[maybe_unused]] const ssize_t put =
-            ::write(STDERR_FILENO, noticeOfScope.data(), noticeOfScope.size());
+            ::write(STDERR_FILENO, g_notice.data(), g_notice.size());
     }
-    arrived = signal;
+    g_arrived = signal;
     errno = code;
 }
 
 }  // namespace
 
 InterruptScope::InterruptScope(const char* notice) {
-    arrived = 0;
-    noticeOfScope = notice == nullptr ? std::string_view() : notice;
+    g_arrived = 0;
+    g_notice = notice == nullptr ? std::string_view() : notice;
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
         struct sigaction action = {};
         action.sa_handler = IsOfAWrite(kSignals.at(i)) ? SIG_IGN : Remember;
@@ -56,8 +56,8 @@ InterruptScope::~InterruptScope() {
 }
 
 void CheckInterrupt() {
-    if (arrived != 0) {
-        throw Interrupted{arrived};
+    if (g_arrived != 0) {
+        throw Interrupted{g_arrived};
     }
 }
 

@@ -25,13 +25,13 @@ std::string OneLine(std::string_view message) {
 }
 
 std::string Hex(std::span<const std::byte> bytes) {
-    constexpr std::string_view digits = "0123456789abcdef";
+    constexpr std::string_view kDigits = "0123456789abcdef";
     std::string text;
     text.reserve(2 * bytes.size());
     for (const std::byte byte : bytes) {
         const auto value = std::to_integer<unsigned>(byte);
-        text += digits[value >> 4U];
-        text += digits[value & 15U];
+        text += kDigits[value >> 4U];
+        text += kDigits[value & 15U];
     }
     return text;
 }

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "jorvck/extent_checksum/sample_cksum.h"
+#include "jorvck/sample_cksum.h"
 
 namespace {
 

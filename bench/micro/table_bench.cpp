@@ -5,7 +5,7 @@
 
 #include "bench/lmdb/walk.h"
 #include "bench/micro/scratch.h"
-#include "jorvck/share_metadata/fs_check_meta.h"
+#include "jorvck/fs_check_meta.h"
 #include "refstore/table/mapping_table.h"
 #include "refstore/table/table_writer.h"
 #include "storage/exception.h"

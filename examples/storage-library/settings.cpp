@@ -1,7 +1,5 @@
 #include <unistd.h>
 
-#include <shared_mutex>
-
 #include "storage/config.h"
 #include "storage/exception.h"
 #include "storage/jorv_utils.h"
@@ -10,25 +8,6 @@
 #include "text_file.h"
 
 namespace Corvane::Kst::Marlow::Jorv {
-
-struct ConfigLock::Impl {
-    std::shared_mutex mutex;
-};
-
-ConfigLock::ConfigLock() : impl_(std::make_unique<Impl>()) {}
-ConfigLock::~ConfigLock() = default;
-void ConfigLock::lock_shared() {
-    impl_->mutex.lock_shared();
-}
-void ConfigLock::unlock_shared() {
-    impl_->mutex.unlock_shared();
-}
-void ConfigLock::lock() {
-    impl_->mutex.lock();
-}
-void ConfigLock::unlock() {
-    impl_->mutex.unlock();
-}
 
 // The singletons are never freed: threads may ask for them until the process ends.
 

@@ -29,7 +29,7 @@ class TextCursor final : public MappingCursor {
 
     Ext* Current() override { return &(*extents_)[position_]; }
     void Next() override { ++position_; }
-    bool Equals(const MappingCursor* other) const override {
+    bool Equals(MappingCursor* other) override {
         const auto* const text = static_cast<const TextCursor*>(other);
         return position_ == (text != nullptr ? text->position_ : extents_->size());
     }
@@ -61,7 +61,7 @@ CMappingTable::iterator TextTable::end() {
     return iterator(nullptr);
 }
 
-std::int32_t TextTable::Open(const std::string& path, bool, const std::string&) {
+std::int32_t TextTable::Open(const std::string& path, bool, std::string) {
     extents_.clear();
     try {
         TextFile file(DataFile(path));
@@ -77,7 +77,7 @@ std::int32_t TextTable::GetDcidList(std::vector<DcidEntry>* dcids,
                                     std::unique_ptr<BloomFilter>* filter) {
     dcids->clear();
     auto impl = std::make_unique<BloomFilter::Impl>();
-    for (const TextExt& extent : extents_) {
+    for (TextExt& extent : extents_) {
         dcids->emplace_back(extent.GetDCID().dcid, 0);
         impl->fingerprints.push_back(extent.GetDCID().fp);
     }

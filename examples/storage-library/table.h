@@ -17,12 +17,12 @@ class TextExt final : public Ext {
   public:
     explicit TextExt(TextFile* file);
 
-    ExtDcid GetDCID() const override { return dcid_; }
-    std::uint64_t GetSORef() const override { return soRef_; }
-    std::uint64_t GetCksum() const override { return cksum_; }
-    std::int64_t GetDataOffset() const override { return dataOffset_; }
-    std::uint64_t GetStartOffset() const override { return start_; }
-    std::uint64_t GetEndOffset() const override { return end_; }
+    ExtDcid GetDCID() override { return dcid_; }
+    std::uint64_t GetSORef() override { return soRef_; }
+    std::uint64_t GetCksum() override { return cksum_; }
+    std::int64_t GetDataOffset() override { return dataOffset_; }
+    std::uint64_t GetStartOffset() override { return start_; }
+    std::uint64_t GetEndOffset() override { return end_; }
 
   private:
     std::uint64_t start_;
@@ -38,7 +38,7 @@ class TextTable final : public CMappingTable {
   public:
     iterator begin() override;
     iterator end() override;
-    std::int32_t Open(const std::string& path, bool onKlfs, const std::string& name) override;
+    std::int32_t Open(const std::string& path, bool onKlfs, std::string name) override;
     std::int32_t GetDcidList(std::vector<DcidEntry>* dcids,
                              std::unique_ptr<BloomFilter>* filter) override;
 

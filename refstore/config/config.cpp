@@ -1,34 +1,10 @@
 #include "storage/config.h"
 
-#include <shared_mutex>
+#include <memory>
 
 #include "refstore/config/settings.h"
 
 namespace Corvane::Kst::Marlow::Jorv {
-
-struct ConfigLock::Impl {
-    std::shared_mutex mutex;
-};
-
-ConfigLock::ConfigLock() : impl_(std::make_unique<Impl>()) {}
-
-ConfigLock::~ConfigLock() = default;
-
-void ConfigLock::lock_shared() {
-    impl_->mutex.lock_shared();
-}
-
-void ConfigLock::unlock_shared() {
-    impl_->mutex.unlock_shared();
-}
-
-void ConfigLock::lock() {
-    impl_->mutex.lock();
-}
-
-void ConfigLock::unlock() {
-    impl_->mutex.unlock();
-}
 
 // Both objects are never freed: a thread or a destructor that runs late may still ask them.
 

@@ -17,7 +17,7 @@ struct Settings {
     std::string metaDir = "/var/lib/jorv/meta";
     std::string storageFstab = "/etc/jorv/fstab";
     std::string logFile = "/var/log/jorv/jorv.log";
-    std::string imageRoot = "/var/lib/jorv/images";
+    std::string imageRoot = {};  ///< empty for none
 };
 
 /// Path of the configuration file: the environment's JORV_CONFIG when set and not empty, else

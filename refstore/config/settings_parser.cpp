@@ -92,7 +92,9 @@ class Parser {
             settings_.logFile = Path(key, value, line);
             logFileLine_ = line;
         } else if (key == "image_root") {
-            settings_.imageRoot = Path(key, value, line);
+            // The empty text is the default: no image root.
+            settings_.imageRoot =
+                value.value<std::string_view>() == "" ? "" : Path(key, value, line);
             imageRootLine_ = line;
         } else {
             Refuse(line, "unknown key '" + std::string(key) + "'");
@@ -141,7 +143,9 @@ class Parser {
     // Reading a share must not write into it, and the log is written while a share is read.
     void RequireLogOutsideShares() const {
         RequireLogOutside("meta_dir", settings_.metaDir, metaDirLine_);
-        RequireLogOutside("image_root", settings_.imageRoot, imageRootLine_);
+        if (!settings_.imageRoot.empty()) {
+            RequireLogOutside("image_root", settings_.imageRoot, imageRootLine_);
+        }
     }
 
     void RequireLogOutside(const std::string& key, const std::string& directory, Line line) const {

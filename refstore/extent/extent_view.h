@@ -16,25 +16,19 @@ class ExtentView final : public Corvane::Kst::Marlow::Jorv::Ext {
     /// Points the view at an extent of sizeof(Extent) bytes, which outlives its use.
     void Look(const std::byte* extent) { extent_ = extent; }
 
-    Corvane::Kst::Marlow::Jorv::ExtDcid GetDCID() const override {
+    Corvane::Kst::Marlow::Jorv::ExtDcid GetDCID() override {
         return {Field<std::uint64_t>(offsetof(Extent, dcid)),
                 Field<crfp_digest_t>(offsetof(Extent, fp))};
     }
-    std::uint64_t GetSORef() const override {
-        return Field<std::uint64_t>(offsetof(Extent, soRef));
-    }
-    std::uint64_t GetCksum() const override {
-        return Field<std::uint64_t>(offsetof(Extent, cksum));
-    }
-    std::int64_t GetDataOffset() const override {
+    std::uint64_t GetSORef() override { return Field<std::uint64_t>(offsetof(Extent, soRef)); }
+    std::uint64_t GetCksum() override { return Field<std::uint64_t>(offsetof(Extent, cksum)); }
+    std::int64_t GetDataOffset() override {
         return Field<std::int64_t>(offsetof(Extent, dataOffset));
     }
-    std::uint64_t GetStartOffset() const override {
+    std::uint64_t GetStartOffset() override {
         return Field<std::uint64_t>(offsetof(Extent, start));
     }
-    std::uint64_t GetEndOffset() const override {
-        return Field<std::uint64_t>(offsetof(Extent, end));
-    }
+    std::uint64_t GetEndOffset() override { return Field<std::uint64_t>(offsetof(Extent, end)); }
 
   private:
     template <typename T>

@@ -23,6 +23,9 @@ int CheckImage(const std::string& root, const std::string& policy, const std::st
     if (!IsEntryName(policy) || !IsEntryName(backupTime) || !IsEntryName(name)) {
         return kImageBadName;
     }
+    if (root.empty()) {
+        return kImageMissing;
+    }
     std::string path = root;
     path.append("/").append(policy).append("/").append(backupTime).append("/").append(name);
     try {

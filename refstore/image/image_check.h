@@ -10,7 +10,7 @@ inline constexpr int kImageMissing = 2;
 inline constexpr int kImageDamaged = 5;
 inline constexpr int kImageBadName = 22;
 
-/// Checks the image at <root>/<policy>/<backupTime>/<name>.
+/// Checks the image at <root>/<policy>/<backupTime>/<name>. An empty root holds no image.
 ///
 /// @return kImageSound; kImageMissing; kImageDamaged when its bytes or the three texts in it are
 ///         not those of this image; kImageBadName when a text is empty, ".", ".." or holds a slash;

@@ -77,12 +77,16 @@ int KovfsMountV1(const char* version, void* data, std::size_t size) {
     if (client.mounted) {
         return -EBUSY;
     }
-    struct stat root = {};
-    if (::stat(refstore::GetSettings().imageRoot.c_str(), &root) != 0) {
-        return -errno;
-    }
-    if (!S_ISDIR(root.st_mode)) {
-        return -ENOTDIR;
+    // Without an image root there is nothing to mount, and every image is missing.
+    const std::string& imageRoot = refstore::GetSettings().imageRoot;
+    if (!imageRoot.empty()) {
+        struct stat root = {};
+        if (::stat(imageRoot.c_str(), &root) != 0) {
+            return -errno;
+        }
+        if (!S_ISDIR(root.st_mode)) {
+            return -ENOTDIR;
+        }
     }
     client.mounted = true;
     return 0;

@@ -26,8 +26,7 @@ MappingTable::iterator MappingTable::end() {
     return iterator(nullptr);
 }
 
-std::int32_t MappingTable::Open(const std::string& path, bool /*onKlfs*/,
-                                const std::string& /*name*/) {
+std::int32_t MappingTable::Open(const std::string& path, bool /*onKlfs*/, std::string /*name*/) {
     Clear();
     try {
         environment_ = LoadEnvironment(path);

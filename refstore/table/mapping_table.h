@@ -23,7 +23,7 @@ class MappingTable final : public Corvane::Kst::Marlow::Jorv::CMappingTable {
 
     /// Checks the whole directory, and then holds its first table, that of the lowest offset; no
     /// entries when the directory has no table. `onKlfs` and `name` make no difference.
-    std::int32_t Open(const std::string& path, bool onKlfs, const std::string& name) override;
+    std::int32_t Open(const std::string& path, bool onKlfs, std::string name) override;
 
     /// A table that was not opened from a directory has an empty list and a filter that matches
     /// nothing. Out of memory is SysException(ENOMEM) and leaves both arguments as they were.

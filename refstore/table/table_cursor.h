@@ -37,7 +37,7 @@ class TableCursor final : public Corvane::Kst::Marlow::Jorv::MappingCursor {
 
     void Next() override { walk_.Next(); }
 
-    bool Equals(const MappingCursor* other) const override {
+    bool Equals(MappingCursor* other) override {
         // The other cursor is of the same table, and so of the same kind.
         return walk_.Left() ==
                (other == nullptr ? 0 : static_cast<const TableCursor*>(other)->walk_.Left());

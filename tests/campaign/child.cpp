@@ -1,4 +1,5 @@
 #include "tests/campaign/child.h"
+#include "tests/support/jorvck_main.h"
 
 #include <fcntl.h>
 #include <grp.h>
@@ -17,8 +18,6 @@
 #include <memory>
 #include <stdexcept>
 #include <vector>
-
-#include "jorvck/driver/run.h"
 
 namespace campaign {
 
@@ -112,7 +111,7 @@ void BecomeNobody() {
         ::execvp(how.wrapper.empty() ? how.program.c_str() : arguments[0], arguments.data());
         ::_exit(kNotStarted);
     }
-    const int status = Corvane::Kst::Marlow::JorvCk::Run(count, arguments.data());
+    const int status = JorvckMain(count, arguments.data());
     if (how.victim != nullptr) {
         const char reached = static_cast<char>(LayerOf(how.victim->kind, how.victim->path));
         [[maybe_unused]] const ssize_t put = ::write(layer.Descriptor(), &reached, 1);

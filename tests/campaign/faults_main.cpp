@@ -12,7 +12,7 @@
 #include <random>
 #include <thread>
 
-#include "jorvck/driver/messages.h"
+#include "lines/lines.h"
 #include "tests/campaign/injection.h"
 #include "tests/campaign/known_lines.h"
 #include "tests/campaign/object.h"
@@ -113,7 +113,7 @@ class Faults {
         if (!line.empty()) {
             return "unknown line: " + line;
         }
-        const bool told = ended.out.ends_with(Corvane::Kst::Marlow::JorvCk::kUnhandledException);
+        const bool told = ended.out.ends_with(lines::kUnhandledException.text);
         if (!allowed.outputLost && told != (ended.status == 255)) {
             return "status and last line do not agree";
         }

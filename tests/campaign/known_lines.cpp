@@ -3,32 +3,33 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "tests/campaign/messages.h"
+#include "lines/lines.h"
+#include "tests/support/line_text.h"
 
 namespace campaign {
 
 namespace {
 
-using namespace messages;  // NOLINT(google-build-using-namespace)
-
-// Put where a text or a number goes, and turned into a gap afterwards.
-constexpr int kNumber = 1234509876;
-constexpr std::string_view kNumberText = "1234509876";
-const std::string kText(1, Pattern::kGap);
-
-std::vector<Pattern> Patterns(const std::vector<std::string>& texts) {
-    std::vector<Pattern> patterns;
-    for (std::string text : texts) {
-        for (std::size_t at = text.find(kNumberText); at != std::string::npos;
-             at = text.find(kNumberText)) {
-            text.replace(at, kNumberText.size(), 1, Pattern::kNumberGap);
+/// The line's text with gaps for its values, without the line ends at both ends of it.
+std::string WithGaps(const lines::Line& line) {
+    std::string text(line.text);
+    for (const lines::Value& value : line.values) {
+        const std::size_t gap = text.find("{}");
+        if (gap != std::string::npos) {
+            text.replace(gap, 2, 1, value.isNumber ? Pattern::kNumberGap : Pattern::kGap);
         }
-        // Some messages begin with a line end, which is the end of another line.
-        text.erase(0, text.find_first_not_of('\n'));
-        text.erase(text.find_last_not_of('\n') + 1);
-        patterns.emplace_back(text);
     }
-    return patterns;
+    text.erase(0, text.find_first_not_of('\n'));
+    text.erase(text.find_last_not_of('\n') + 1);
+    return text;
+}
+
+/// Lines without a user file or an image in them, though some have a text for a value.
+bool IsNameless(const lines::Line& line) {
+    return line.id == lines::kUnmatchedFingerprint.id || line.id == lines::kHeadersFailed.id ||
+           std::ranges::all_of(line.values, [](const lines::Value& value) {
+               return value.name.empty() || value.isNumber;
+           });
 }
 
 bool IsKnown(const std::vector<Pattern>& patterns, std::string_view line) {
@@ -59,18 +60,6 @@ std::string FirstUnknown(std::string_view text, const Known& isKnown) {
 bool IsNumber(std::string_view text) {
     text.remove_prefix(text.starts_with('-') ? 1 : 0);
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
-jorvck::FileInfo InfoOf(jorvck::CheckCode code, bool dev) {
-    jorvck::FileInfo info;
-    info.ec = code;
-    info.path = kText;
-    info.mtim = kNumber;
-    info.size = kNumber;
-    info.fg = kNumber;
-    info.ext = kText;
-    info.extl = dev;
-    return info;
 }
 
 }  // namespace
@@ -121,83 +110,24 @@ std::vector<std::string> LinesOf(std::string_view text) {
     return lines;
 }
 
-KnownLines::KnownLines(const std::string& configuration)
-    : output_(Patterns({
-          std::string(jorvck::kUnhandledException),
-          data::CheckingOlderThan(kNumber, kText),
-          data::LoadingVolumes(kText),
-          data::LoadingContainers(kText),
-          data::LoadingHeaders(kText),
-          data::CheckingFiles(kText),
-          data::Done(kText),
-          vcopy::CheckingSharePath(kText),
-          std::string(vcopy::kParsingFailed),
-          vcopy::Validated(kText),
-      })),
-      error_(Patterns({
-          configuration + ":" + kText,
-          std::string(share::kHeaderLoadFailed),
-          std::string(share::kExtentLoadFailed),
-          std::string(share::kTransIdMismatch),
-          share::CorruptHeader(kText),
-          share::CorruptExtent(kText),
-          share::CorruptDcidList(kText),
-          share::UnlistedDcid(kNumber),
-          share::UnmatchedFingerprint(kText),
-          std::string(extent::kStorageObject),
-          extent::VerifyFile(kText),
-          extent::ProcessFailed(kNumber),
-          extent::SeekFailed(kText),
-          extent::ReadFailed(kText),
-          extent::ChecksumFailed(kText),
-          std::string(vcopy::kFileNotFound),
-          std::string(vcopy::kMountFailed),
-          std::string(vcopy::kUmountFailed),
-          vcopy::ParsePolicyFailed(kText),
-          vcopy::ParseBackupTimeFailed(kText),
-          vcopy::ImageFailed(kText, kNumber),
-          data::ShareMissing(kText, kText),
-          data::CompanionMissing(kText),
-          data::ContainersFailed(kText),
-          data::HeadersFailed(kText),
-          data::TotalFiles(kNumber),
-          data::Progress(kNumber, kNumber),
-          data::CheckFailed(kText),
-          data::CheckGotError(kText),
-          std::string(data::kTaskGotError),
-          data::HeaderMissing(kText),
-          data::HeaderLoadFailed("header file " + kText + ": " + kText + " (errno " +
-                                 std::string(kNumberText) + ")"),
-          data::ExtentMissing(kText, kNumber),
-          data::MetaLoadFailed(kText),
-          data::NoExtentPath(kText),
-          data::DataFileMissing(kText),
-          data::SizeMismatch(kText, kNumber, kNumber),
-          data::ReservedDcid(kNumber, kText),
-          data::UnknownDcid(kNumber, kText),
-      })),
-      nameless_(Patterns({
-          std::string(share::kHeaderLoadFailed),
-          std::string(share::kExtentLoadFailed),
-          std::string(share::kTransIdMismatch),
-          share::UnlistedDcid(kNumber),
-          share::UnmatchedFingerprint(kText),
-          std::string(extent::kStorageObject),
-          extent::ProcessFailed(kNumber),
-          extent::ChecksumFailed(""),
-          data::HeadersFailed(kText),
-          data::TotalFiles(kNumber),
-          data::Progress(kNumber, kNumber),
-      })) {
-    nameless_.emplace_back("");
-    error_.emplace_back("");
-    for (const auto code : {jorvck::CheckCode::none, jorvck::CheckCode::extentMissing,
-                            jorvck::CheckCode::sizeMismatch, jorvck::CheckCode::reservedDcid,
-                            jorvck::CheckCode::unknownDcid, jorvck::CheckCode::noExtentPath}) {
-        for (const bool dev : {false, true}) {
-            error_.push_back(Patterns({data::FileSummary(InfoOf(code, dev))}).front());
+KnownLines::KnownLines(const std::string& configuration) {
+    for (const lines::Line* const line : lines::kAll) {
+        const std::string text = WithGaps(*line);
+        if (line->kind == lines::Kind::kNeverPrinted || text == std::string(1, Pattern::kGap)) {
+            continue;
+        }
+        auto& known = line->stream == lines::Stream::kOutput ? output_ : error_;
+        known.emplace_back(text);
+        if (line->stream == lines::Stream::kError && IsNameless(*line)) {
+            nameless_.emplace_back(text);
         }
     }
+    const std::string gap(1, Pattern::kGap);
+    error_.emplace_back(configuration + ":" + gap);
+    // A directory of the map tree, not a file.
+    nameless_.emplace_back(LinesOf(test_support::LineText(lines::kChecksumFailed, {""})).front());
+    nameless_.emplace_back("");
+    error_.emplace_back("");
 }
 
 std::string KnownLines::UnknownOnOutput(std::string_view text, std::string_view imageList) const {

@@ -24,7 +24,7 @@ class Pattern {
 /// The lines of a text; what stands behind the last line end is one as well, unless it is empty.
 std::vector<std::string> LinesOf(std::string_view text);
 
-/// The lines that the checker has, made by its own functions, so that they cannot differ.
+/// The lines of the catalogue.
 class KnownLines {
   public:
     /// @param configuration path of the file that the library names in its one line.

@@ -6,14 +6,13 @@
 
 #include "refstore/image/image_check.h"
 #include "tests/campaign/expectation.h"
-#include "tests/campaign/messages.h"
+#include "tests/support/line_text.h"
 
 namespace campaign {
 
 namespace {
 
-using namespace messages;  // NOLINT(google-build-using-namespace)
-
+using test_support::LineText;
 using Texts = std::vector<std::string>;
 
 void Add(Texts& lines, std::string_view text) {
@@ -22,7 +21,8 @@ void Add(Texts& lines, std::string_view text) {
     }
 }
 
-void Remove(Texts& lines, std::string_view line, std::size_t count = 1) {
+void Remove(Texts& lines, std::string line, std::size_t count = 1) {
+    line.pop_back();  // its line end
     for (; count > 0; --count) {
         const auto at = std::find(lines.begin(), lines.end(), line);
         if (at != lines.end()) {
@@ -88,7 +88,7 @@ std::string Oracle::Upright(const std::string& imageList, const Ended& ended) co
     if (const std::string line = known_.UnknownOnError(ended.err); !line.empty()) {
         return "unknown on standard error: " + line;
     }
-    if ((ended.status == 255) != ended.out.ends_with(jorvck::kUnhandledException)) {
+    if ((ended.status == 255) != ended.out.ends_with(lines::kUnhandledException.text)) {
         return "status and last line do not agree";
     }
     return {};
@@ -101,32 +101,33 @@ bool Oracle::IsRefusal(const Victim& victim, const Lines& lines) const {
     switch (victim.kind) {
         case FileKind::kHeader:
             if (scene_.fileData) {
-                Add(wanted.err, data::HeaderLoadFailed(std::string(1, Pattern::kGap)));
-                Add(wanted.err, data::MetaLoadFailed("/mnt/jorv/7/7" + file));
+                Add(wanted.err, LineText(lines::kHeaderNotLoaded, {std::string(1, Pattern::kGap)}));
+                Add(wanted.err, LineText(lines::kMetaLoadFailed, {"/mnt/jorv/7/7" + file}));
             } else {
-                Add(wanted.err, share::kHeaderLoadFailed);
-                Add(wanted.err, share::CorruptHeader(victim.shown));
+                Add(wanted.err, LineText(lines::kHeaderLoadFailed));
+                Add(wanted.err, LineText(lines::kCorruptHeader, {victim.shown}));
             }
             break;
         case FileKind::kExtentFile:
         case FileKind::kTables:
             if (scene_.fileData) {
-                Add(wanted.err, data::CheckFailed(file));
+                Add(wanted.err, LineText(lines::kCheckFailed, {file}));
                 break;
             }
-            Add(wanted.err, share::kExtentLoadFailed);
-            Add(wanted.err, share::CorruptExtent(victim.shown));
+            Add(wanted.err, LineText(lines::kExtentLoadFailed));
+            Add(wanted.err, LineText(lines::kCorruptExtent, {victim.shown}));
             if (victim.walked) {
-                Remove(wanted.err, extent::kStorageObject, victim.announced);
-                Add(wanted.err, extent::ProcessFailed(EBADMSG));
+                Remove(wanted.err, LineText(lines::kStorageObject), victim.announced);
+                Add(wanted.err, LineText(lines::kProcessFailed, {std::to_string(EBADMSG)}));
             }
             if (victim.verified) {
-                Remove(wanted.err, extent::VerifyFile(victim.shown));
+                Remove(wanted.err, LineText(lines::kVerifyFile, {victim.shown}));
             }
             break;
         case FileKind::kImage:
-            Add(wanted.err, vcopy::ImageFailed(victim.name, refstore::kImageDamaged));
-            Remove(wanted.out, vcopy::Validated(scene_.words.back()));
+            Add(wanted.err, LineText(lines::kImageFailed,
+                                     {victim.name, std::to_string(refstore::kImageDamaged)}));
+            Remove(wanted.out, LineText(lines::kImagesValidated, {scene_.words.back()}));
             break;
         default:
             break;
@@ -171,7 +172,7 @@ std::string Oracle::SaysTooMuch(const Victim& victim, const Lines& lines) const 
 Judgement Oracle::JudgeConfiguration(const Lines& lines, const Ended& ended) const {
     if (ended.status == 255) {
         // Refused by the library's one line, before the first check.
-        return ended.out == jorvck::kUnhandledException && lines.err.size() == 1
+        return ended.out == lines::kUnhandledException.text && lines.err.size() == 1
                    ? Judgement{Outcome::kEnded, {}}
                    : Unexplained("a refused configuration says more than that");
     }

@@ -13,11 +13,11 @@ using storage_fake::Script;
 namespace {
 
 std::string Hex(const crfp_digest_t& digest) {
-    constexpr std::string_view digits = "0123456789abcdef";
+    constexpr std::string_view kDigits = "0123456789abcdef";
     std::string text;
     for (const std::uint8_t byte : digest.bytes) {
-        text += digits[byte >> 4U];
-        text += digits[byte & 15U];
+        text += kDigits[byte >> 4U];
+        text += kDigits[byte & 15U];
     }
     return text;
 }

@@ -1,12 +1,25 @@
 #include "tests/fake/fake_config.h"
 
-#include <shared_mutex>
+#include <pthread.h>
+
+#include <atomic>
 
 #include "tests/fake/script.h"
+#include "tests/interposed/next_definition.h"
 
 using storage_fake::Script;
 
 namespace storage_fake {
+
+namespace {
+
+// A std::shared_mutex keeps no record. The system's calls below do, for the one of the daemon's
+// configuration.
+constinit std::atomic<const void*> g_configLock = nullptr;
+constinit interposed::NextDefinition<int(pthread_rwlock_t*)> g_rdlock("pthread_rwlock_rdlock");
+constinit interposed::NextDefinition<int(pthread_rwlock_t*)> g_unlock("pthread_rwlock_unlock");
+
+}  // namespace
 
 Corvane::Kst::Marlow::Jorv::JorvConfig& LayoutConfig() {
     static Corvane::Kst::Marlow::Jorv::JorvConfig config;
@@ -15,42 +28,13 @@ Corvane::Kst::Marlow::Jorv::JorvConfig& LayoutConfig() {
 
 Corvane::Kst::Marlow::Jorv::FileSystemDaemonConfig& DaemonConfig() {
     static Corvane::Kst::Marlow::Jorv::FileSystemDaemonConfig config;
+    g_configLock = config.configLock.native_handle();
     return config;
 }
 
 }  // namespace storage_fake
 
 namespace Corvane::Kst::Marlow::Jorv {
-
-struct ConfigLock::Impl {
-    std::shared_mutex mutex;
-};
-
-ConfigLock::ConfigLock() : impl_(std::make_unique<Impl>()) {}
-
-ConfigLock::~ConfigLock() = default;
-
-void ConfigLock::lock_shared() {
-    impl_->mutex.lock_shared();
-    Script::Current().Note("ConfigLock::lock_shared");
-    Script::Current().SharedHold(+1);
-}
-
-void ConfigLock::unlock_shared() {
-    Script::Current().Note("ConfigLock::unlock_shared");
-    Script::Current().SharedHold(-1);
-    impl_->mutex.unlock_shared();
-}
-
-void ConfigLock::lock() {
-    impl_->mutex.lock();
-    Script::Current().Note("ConfigLock::lock");
-}
-
-void ConfigLock::unlock() {
-    Script::Current().Note("ConfigLock::unlock");
-    impl_->mutex.unlock();
-}
 
 JorvConfig* JorvConfig::GetInstance() {
     Script::Current().Enter("JorvConfig::GetInstance");
@@ -68,3 +52,23 @@ std::string FileSystemDaemonConfig::GetMetaDirPath() {
 }
 
 }  // namespace Corvane::Kst::Marlow::Jorv
+
+extern "C" {
+
+int pthread_rwlock_rdlock(pthread_rwlock_t* lock) noexcept {
+    const int result = storage_fake::g_rdlock(lock);
+    if (lock == storage_fake::g_configLock && result == 0) {
+        Script::Current().Note("configLock.lock_shared");
+        Script::Current().SharedHold(+1);
+    }
+    return result;
+}
+
+int pthread_rwlock_unlock(pthread_rwlock_t* lock) noexcept {
+    if (lock == storage_fake::g_configLock && Script::HoldsShared()) {
+        Script::Current().Note("configLock.unlock_shared");
+        Script::Current().SharedHold(-1);
+    }
+    return storage_fake::g_unlock(lock);
+}
+}

@@ -17,32 +17,32 @@ void FakeExt::Enter(const char* operation) const {
     Script::Current().Enter("Ext::" + std::string(operation) + " " + label_);
 }
 
-ExtDcid FakeExt::GetDCID() const {
+ExtDcid FakeExt::GetDCID() {
     Enter("GetDCID");
     return {stored_.dcid, stored_.fp};
 }
 
-std::uint64_t FakeExt::GetSORef() const {
+std::uint64_t FakeExt::GetSORef() {
     Enter("GetSORef");
     return stored_.soRef;
 }
 
-std::uint64_t FakeExt::GetCksum() const {
+std::uint64_t FakeExt::GetCksum() {
     Enter("GetCksum");
     return stored_.cksum;
 }
 
-std::int64_t FakeExt::GetDataOffset() const {
+std::int64_t FakeExt::GetDataOffset() {
     Enter("GetDataOffset");
     return stored_.dataOffset;
 }
 
-std::uint64_t FakeExt::GetStartOffset() const {
+std::uint64_t FakeExt::GetStartOffset() {
     Enter("GetStartOffset");
     return stored_.start;
 }
 
-std::uint64_t FakeExt::GetEndOffset() const {
+std::uint64_t FakeExt::GetEndOffset() {
     Enter("GetEndOffset");
     return stored_.end;
 }
@@ -82,7 +82,7 @@ void FakeCursor::Next() {
     ++index_;
 }
 
-bool FakeCursor::Equals(const MappingCursor* other) const {
+bool FakeCursor::Equals(MappingCursor* other) {
     Enter("Equals");
     if (other == nullptr) {
         return AtEnd();

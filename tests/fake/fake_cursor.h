@@ -19,12 +19,12 @@ class FakeExt final : public Corvane::Kst::Marlow::Jorv::Ext {
     FakeExt(const FakeExt&) = delete;
     FakeExt& operator=(const FakeExt&) = delete;
 
-    [[nodiscard]] Corvane::Kst::Marlow::Jorv::ExtDcid GetDCID() const override;
-    [[nodiscard]] std::uint64_t GetSORef() const override;
-    [[nodiscard]] std::uint64_t GetCksum() const override;
-    [[nodiscard]] std::int64_t GetDataOffset() const override;
-    [[nodiscard]] std::uint64_t GetStartOffset() const override;
-    [[nodiscard]] std::uint64_t GetEndOffset() const override;
+    [[nodiscard]] Corvane::Kst::Marlow::Jorv::ExtDcid GetDCID() override;
+    [[nodiscard]] std::uint64_t GetSORef() override;
+    [[nodiscard]] std::uint64_t GetCksum() override;
+    [[nodiscard]] std::int64_t GetDataOffset() override;
+    [[nodiscard]] std::uint64_t GetStartOffset() override;
+    [[nodiscard]] std::uint64_t GetEndOffset() override;
 
   private:
     void Enter(const char* operation) const;
@@ -43,7 +43,7 @@ class FakeCursor final : public Corvane::Kst::Marlow::Jorv::MappingCursor {
 
     Corvane::Kst::Marlow::Jorv::Ext* Current() override;
     void Next() override;
-    bool Equals(const MappingCursor* other) const override;
+    bool Equals(MappingCursor* other) override;
     void Destroy() override;
 
   private:

@@ -53,7 +53,7 @@ FakeTable::iterator FakeTable::end() {
     return CursorAt(stored_.extents.size());
 }
 
-std::int32_t FakeTable::Open(const std::string& path, bool onKlfs, const std::string& name) {
+std::int32_t FakeTable::Open(const std::string& path, bool onKlfs, std::string name) {
     const auto scripted = Script::Current().Enter(
         "CMappingTable::Open " + path + " klfs=" + (onKlfs ? "1" : "0") + " name=\"" + name + "\"");
     const auto& directories = Script::Current().tableDirectories;

@@ -22,7 +22,7 @@ class FakeTable final : public Corvane::Kst::Marlow::Jorv::CMappingTable {
 
     iterator begin() override;
     iterator end() override;
-    std::int32_t Open(const std::string& path, bool onKlfs, const std::string& name) override;
+    std::int32_t Open(const std::string& path, bool onKlfs, std::string name) override;
     std::int32_t GetDcidList(std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry>* dcids,
                              std::unique_ptr<BloomFilter>* filter) override;
 

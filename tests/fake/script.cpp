@@ -98,6 +98,10 @@ void Script::SharedHold(int change) {
     }
 }
 
+bool Script::HoldsShared() {
+    return t_holds > 0;
+}
+
 void Script::On(const std::string& key, Hook hook) {
     const std::scoped_lock lock(mutex_);
     rules_.push_back({key, std::make_shared<Hook>(std::move(hook)), {}});

@@ -41,7 +41,7 @@ namespace storage_fake {
 ///   CRFPDigestToString_r FORMAT SIZE cleared|dirty
 ///   JorvConfig::GetInstance             FileSystemDaemonConfig::GetInstance
 ///   FileSystemDaemonConfig::GetMetaDirPath
-///   ConfigLock::{lock_shared, unlock_shared, lock, unlock}
+///   configLock.lock_shared              configLock.unlock_shared
 ///   VolMgr::GetStorageFstabPath         VolMgr::LoadGlobalFstab PATH
 ///   JorvUtils::GetShareDir ID           IsKlfs PATH
 ///   KovfsInit VALUE null|given FLAGS    KovfsMountV1 VERSION SIZE    KovfsUmount NAME
@@ -140,6 +140,8 @@ class Script {
     void Born(const std::string& kind);
     void Died(const std::string& kind);
     void SharedHold(int change);
+    /// Whether this thread holds configLock shared.
+    static bool HoldsShared();
 
   private:
     struct Call {

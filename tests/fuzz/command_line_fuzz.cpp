@@ -1,6 +1,6 @@
 #include <string_view>
 
-#include "jorvck/driver/parse_argv.h"
+#include "jorvck/parse_argv.h"
 #include "tests/fuzz/fuzz_input.h"
 
 // The input is the words of a command line, each ended by a NUL byte.

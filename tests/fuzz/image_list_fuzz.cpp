@@ -3,7 +3,7 @@
 #include <iostream>
 #include <streambuf>
 
-#include "jorvck/virtual_copy/image_list.h"
+#include "jorvck/vcopy_check.h"
 #include "tests/fuzz/fuzz_input.h"
 
 namespace {

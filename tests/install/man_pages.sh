@@ -5,7 +5,7 @@ bin=$build/bin
 work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 
-pages=(man/*.[18] "$build"/man/*.5)
+pages=(man/*.1 "$build"/man/*.[58])
 (( ${#pages[@]} == 2 + $(ls docs/formats | wc -l) ))
 for page in "${pages[@]}"; do
     # Whether the pages referred to are installed here does not matter, nor do long lines of tables.
@@ -21,7 +21,7 @@ done
 
 # All are dated as the version is, and the version has its heading.
 released=$(sed -n 's/^set(JORVCK_RELEASED \(.*\))$/\1/p' CMakeLists.txt)
-for page in man/*.[18]; do
+for page in man/*.1 "$build"/man/*.8; do
     diff <(sed -n 's/^\.Dd //p' "$page") <(LC_ALL=C date -d "$released" '+%B %-d, %Y')
 done
 version=$(sed -n 's/^project(jorvck VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
@@ -34,15 +34,13 @@ printf '%s\n' "${pages[@]##*/}" | sort >"$work/there"
 diff <(comm -23 "$work/referred" "$work/there") /dev/null
 (( $(wc -l <"$work/referred") > 5 ))
 
-tests/install/console_lines
-
 # options TEXT: the options that a usage text or a page names.
 options() { grep -oE -- '--[a-z][a-z_-]*' "$1" | sort -u; }
 page_of() { mandoc -T utf8 "$1" | sed 's/.\x08//g; s/‐/-/g'; }
 
 "$bin/jorvck" 2>"$work/usage" >"$work/none" || true
 echo '--help' >>"$work/usage"
-page_of man/jorvck.8 >"$work/jorvck"
+page_of "$build/man/jorvck.8" >"$work/jorvck"
 sed -n '/^DESCRIPTION/,/^READING/p' "$work/jorvck" >"$work/described"
 diff <(options "$work/usage") <(options "$work/described")
 
@@ -64,7 +62,7 @@ grep -oE 'key == "[a-z_]+"' refstore/config/settings_parser.cpp | cut -d'"' -f2 
 diff "$work/keys" <(sed -n 's/^| `\([a-z_]*\)` .*/\1/p' docs/formats/configuration.md)
 diff "$work/keys" <(sed -n 's/^#\([a-z_]*\) = .*/\1/p' packaging/config/jorv.toml)
 # Uncommented, it says what the page says the defaults are.
-diff <(sed -n 's/^| `[a-z_]*` |[^|]*| `\?\([^|`]*\)`\? |.*/\1/p' docs/formats/configuration.md | sed 's/ *$//') \
+diff <(sed -n 's/^| `[a-z_]*` |[^|]*| `\?\([^|`]*\)`\? |.*/\1/p' docs/formats/configuration.md | sed 's/ *$//' | tr -d '"') \
     <(sed -n 's/^#[a-z_]* = //p' packaging/config/jorv.toml | tr -d '"')
 # And the library takes it, which it would not with a wrong key or value.
 sed 's/^#\([a-z_]* = \)/\1/' packaging/config/jorv.toml >"$work/jorv.toml"

@@ -14,8 +14,8 @@ namespace {
 
 constinit std::atomic<Threads*> g_current = nullptr;
 constinit NextDefinition<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>
-    g_pthread_create("pthread_create");
-constinit NextDefinition<int(pthread_t, void**)> g_pthread_join("pthread_join");
+    g_create("pthread_create");
+constinit NextDefinition<int(pthread_t, void**)> g_join("pthread_join");
 
 }  // namespace
 
@@ -72,7 +72,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
     if (current != nullptr && !current->BeginStart()) {
         return EAGAIN;
     }
-    const int result = interposed::g_pthread_create(thread, attributes, body, argument);
+    const int result = interposed::g_create(thread, attributes, body, argument);
     if (current != nullptr && result == 0) {
         current->Started(*thread);
     }
@@ -80,7 +80,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 }
 
 int pthread_join(pthread_t thread, void** result) {
-    const int joined = interposed::g_pthread_join(thread, result);
+    const int joined = interposed::g_join(thread, result);
     Threads* const current = interposed::g_current;
     if (current != nullptr && joined == 0) {
         current->Joined(thread);

@@ -2,9 +2,9 @@
 
 #include <set>
 
-#include "jorvck/extent_checksum/extnode_check.h"
-#include "jorvck/file_data/file_checker.h"
-#include "jorvck/share_metadata/fs_check_meta.h"
+#include "jorvck/extnode_check.h"
+#include "jorvck/file_checker.h"
+#include "jorvck/fs_check_meta.h"
 #include "refstore/extent/sampled_checksum.h"
 #include "refstore/header/header_writer.h"
 #include "refstore/table/mapping_table.h"

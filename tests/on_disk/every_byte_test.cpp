@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "jorvck/share_metadata/fs_check_meta.h"
+#include "jorvck/fs_check_meta.h"
 #include "refstore/extent/extent_writer.h"
 #include "refstore/header/header_writer.h"
 #include "refstore/table/table_writer.h"

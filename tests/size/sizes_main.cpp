@@ -275,13 +275,14 @@ bool RunGrowth(const Growth& growth, const std::string& program) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::string only;
-    std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "jorvck";
-    CLI::App app("Checks shares of extreme sizes, one at a time.");
-    app.add_option("--only", only, "the cases whose names begin so");
-    app.add_option("--program", program, "the checker");
-    CLI11_PARSE(app, argc, argv);
     try {
+        std::string only;
+        std::string program =
+            std::filesystem::read_symlink("/proc/self/exe").parent_path() / "jorvck";
+        CLI::App app("Checks shares of extreme sizes, one at a time.");
+        app.add_option("--only", only, "the cases whose names begin so");
+        app.add_option("--program", program, "the checker");
+        CLI11_PARSE(app, argc, argv);
         std::printf("%-52s %9s %9s %9s\n", "", "s", "peak MiB", "allowed");
         bool good = true;
         for (const Case& one : Cases()) {

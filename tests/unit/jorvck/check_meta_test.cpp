@@ -6,7 +6,7 @@
 #include <limits>
 #include <new>
 
-#include "jorvck/share_metadata/fs_check_meta.h"
+#include "jorvck/fs_check_meta.h"
 #include "storage/exception.h"
 #include "tests/fake/fake_storage_test.h"
 #include "tests/support/captured_streams.h"
@@ -107,11 +107,11 @@ TEST_F(AShare, OfMappingTablesIsCheckedInTheSameOrderAndComparesNoTransactionIds
                  "HeaderFile::~HeaderFile", "CreateMappingTable \"\"", "JorvConfig::GetInstance",
                  "CMappingTable::Open " + map + " klfs=0 name=\"\"",
                  "CMappingTable::~CMappingTable " + map, "JorvConfig::GetInstance",
-                 "FileSystemDaemonConfig::GetInstance", "ConfigLock::lock_shared",
-                 "ConfigLock::unlock_shared",
+                 "FileSystemDaemonConfig::GetInstance", "configLock.lock_shared",
+                 "configLock.unlock_shared",
                  "FileExtMapMgr::FileExtMapMgr " + map + " name=\"\" table=null",
                  "BaseFileExtMapMgr::LoadTables " + map, "FileSystemDaemonConfig::GetInstance",
-                 "ConfigLock::lock_shared", "ConfigLock::unlock_shared",
+                 "configLock.lock_shared", "configLock.unlock_shared",
                  "BaseFileExtMapMgr::GetTableForRead " + map + " 0",
                  "FileExtMapMgr::~FileExtMapMgr " + map, "JorvConfig::GetInstance"}));
 }
@@ -279,11 +279,11 @@ TEST_F(AShare, WithDifferentTransactionIdsSaysSoWithoutAPath) {
 }
 
 TEST_F(AShare, ComparesTransactionIdsAsSigned64BitNumbers) {
-    constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min();
-    constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
-    Add("f", least, least);
+    constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
+    constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+    Add("f", kLeast, kLeast);
     EXPECT_EQ(Check(), "");
-    Add("f", most, most);
+    Add("f", kMost, kMost);
     EXPECT_EQ(Check(), "");
     Add("f", 1, (std::int64_t{1} << 32) + 1);
     EXPECT_EQ(Check(), kMismatch);

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "jorvck/driver/parse_argv.h"
+#include "jorvck/parse_argv.h"
 
 namespace test_support {
 

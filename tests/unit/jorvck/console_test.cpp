@@ -1,11 +1,14 @@
-#include "jorvck/console/console.h"
+#include "jorvck/console.h"
 
 #include <gtest/gtest.h>
 
 #include <iostream>
+#include <limits>
 #include <streambuf>
 #include <string>
 #include <vector>
+
+#include "tests/interposed/memory.h"
 
 namespace {
 
@@ -56,70 +59,67 @@ class Recorded {
     std::streambuf* before_;
 };
 
-struct Stream {
-    const char* name;
-    std::ostream& stream;
-    void (*text)(std::string_view);
-    void (*line)(std::string_view);
-};
-
-void PrintTo(const Stream& stream, std::ostream* out) {
-    *out << stream.name;
-}
-
-class OnEachStream : public testing::TestWithParam<Stream> {
+class Console : public testing::Test {
   protected:
-    Recorded recorded{GetParam().stream};
-    Calls& calls = recorded.buffer.calls;
+    Recorded error{std::cerr};
+    Recorded output{std::cout};
 };
 
-INSTANTIATE_TEST_SUITE_P(Console, OnEachStream,
-                         testing::Values(Stream{"Error", std::cerr, WriteError, WriteErrorLine},
-                                         Stream{"Output", std::cout, WriteOutput, WriteOutputLine}),
-                         [](const auto& each) { return std::string(each.param.name); });
-
-TEST_P(OnEachStream, ALineIsWrittenWithItsEndInOneCallAndFlushed) {
-    GetParam().line("[ERROR]: a line\nof two");
-    EXPECT_EQ(calls, (Calls{"write [ERROR]: a line\nof two\n", "flush"}));
+TEST_F(Console, ALineGoesToItsOwnStreamInOneCallAndIsFlushed) {
+    Write(lines::kCorruptHeader, "/s/head/a\nb");
+    EXPECT_EQ(error.buffer.calls,
+              (Calls{"write [ERROR]: corrupt header file /s/head/a\nb found\n", "flush"}));
+    // Standard error flushes standard output before it writes.
+    EXPECT_EQ(output.buffer.calls, (Calls{"flush", "flush"}));
+    error.buffer.calls.clear();
+    output.buffer.calls.clear();
+    Write(lines::kDone, "7");
+    EXPECT_EQ(error.buffer.calls, Calls{});
+    EXPECT_EQ(output.buffer.calls, (Calls{"write Check files for 7 done!\n", "flush"}));
 }
 
-TEST_P(OnEachStream, ATextIsWrittenAsItStandsInOneCallAndFlushed) {
-    GetParam().text(" 10000/25000");
-    EXPECT_EQ(calls, (Calls{"write  10000/25000", "flush"}));
+TEST_F(Console, ALineWithoutAnEndIsWrittenWithoutOne) {
+    Write(lines::kProgress, 10000, 25000);
+    EXPECT_EQ(error.buffer.calls, (Calls{"write  10000/25000", "flush"}));
 }
 
-TEST_P(OnEachStream, AnEmptyLineIsItsEndAlone) {
-    GetParam().line("");
-    EXPECT_EQ(calls, (Calls{"write \n", "flush"}));
+TEST_F(Console, ValuesTakeTheirPlacesInOrder) {
+    Write(lines::kSizeMismatch, std::string("{}"), std::numeric_limits<std::int64_t>::min(),
+          std::numeric_limits<std::uint64_t>::max());
+    EXPECT_EQ(
+        error.buffer.calls,
+        (Calls{"write \n[ERROR]: File size in header and extent doesn't match, file: {} header "
+               "size: -9223372036854775808 extent size: 18446744073709551615\n",
+               "flush"}));
 }
 
-TEST_P(OnEachStream, BehindATextThatCouldNotBeWrittenTheNextOneIsTried) {
-    recorded.buffer.failingWrites = 1;
-    GetParam().line("lost");
-    EXPECT_TRUE(GetParam().stream.good());
-    calls.clear();
-    GetParam().line("told");
-    EXPECT_EQ(calls, (Calls{"write told\n", "flush"}));
+TEST_F(Console, WithoutMemoryALineIsWrittenInPieces) {
+    interposed::FailAllocations(1);
+    Write(lines::kContainersFailed, "/a volume whose name does not fit into a small text");
+    interposed::FailAllocations(0);
+    EXPECT_EQ(error.buffer.calls,
+              (Calls{"write Failed to load data containers from ", "flush",
+                     "write /a volume whose name does not fit into a small text", "flush",
+                     "write \n", "flush"}));
 }
 
-TEST_P(OnEachStream, BehindATextThatCouldNotBeFlushedTheNextOneIsTried) {
-    recorded.buffer.failingFlushes = 1;
-    GetParam().line("lost");
-    EXPECT_TRUE(GetParam().stream.good());
-    calls.clear();
-    GetParam().line("told");
-    EXPECT_EQ(calls, (Calls{"write told\n", "flush"}));
+TEST_F(Console, AfterALineThatCouldNotBeWrittenTheNextOneIsTried) {
+    error.buffer.failingWrites = 1;
+    Write(lines::kHeaderLoadFailed);
+    EXPECT_TRUE(std::cerr.good());
+    error.buffer.calls.clear();
+    Write(lines::kExtentLoadFailed);
+    EXPECT_EQ(error.buffer.calls, (Calls{"write [ERROR]: extent file load failed!\n", "flush"}));
 }
 
-TEST(TheStreams, AreThoseThatTheNamesSay) {
-    const Recorded error(std::cerr);
-    const Recorded output(std::cout);
-    WriteErrorLine("e");
-    EXPECT_EQ(error.buffer.calls, (Calls{"write e\n", "flush"}));
-    WriteOutputLine("o");
-    EXPECT_EQ(error.buffer.calls.size(), 2U);
-    EXPECT_EQ(output.buffer.calls.back(), "flush");
-    EXPECT_EQ(output.buffer.calls[output.buffer.calls.size() - 2], "write o\n");
+TEST_F(Console, AfterALineThatCouldNotBeFlushedTheNextOneIsTried) {
+    output.buffer.failingFlushes = 1;
+    Write(lines::kUnhandledException);
+    EXPECT_TRUE(std::cout.good());
+    output.buffer.calls.clear();
+    Write(lines::kParsingFailed);
+    EXPECT_EQ(output.buffer.calls,
+              (Calls{"write [JORVCK_VCOPY] Parsing Vcopy.dat failed. WARNING OUT!\n", "flush"}));
 }
 
 }  // namespace

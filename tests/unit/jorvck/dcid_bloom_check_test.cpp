@@ -3,7 +3,7 @@
 #include <limits>
 #include <new>
 
-#include "jorvck/share_metadata/fs_check_meta.h"
+#include "jorvck/fs_check_meta.h"
 #include "storage/exception.h"
 #include "storage/null_data_cache_management.h"
 #include "tests/fake/fake_storage_test.h"
@@ -272,7 +272,7 @@ TEST_F(AnExtentDirectory, IsNotLookedAtWhileListsAndFiltersAreDisabled) {
     EXPECT_EQ(err, "");
     EXPECT_EQ(script.Calls(),
               (Strings{"JorvConfig::GetInstance", "FileSystemDaemonConfig::GetInstance",
-                       "ConfigLock::lock_shared", "ConfigLock::unlock_shared"}));
+                       "configLock.lock_shared", "configLock.unlock_shared"}));
 }
 
 TEST_F(AnExtentDirectory, IsCheckedForEveryNonzeroLayoutFlag) {
@@ -285,7 +285,7 @@ TEST_F(AnExtentDirectory, IsCheckedForEveryNonzeroLayoutFlag) {
 
 TEST_F(AnExtentDirectory, ThatIsMissingOrAFilePasses) {
     const Strings asked = {"JorvConfig::GetInstance", "FileSystemDaemonConfig::GetInstance",
-                           "ConfigLock::lock_shared", "ConfigLock::unlock_shared"};
+                           "configLock.lock_shared", "configLock.unlock_shared"};
     boost::filesystem::remove(map);
     EXPECT_EQ(Check(), 0);
     EXPECT_EQ(script.Calls(), asked);
@@ -312,13 +312,13 @@ TEST_F(AnExtentDirectory, HasItsTablesFoundThroughOneManager) {
                          "MappingCursor::Destroy", "Ext::GetDCID", "CMappingTable::end"}),
         (Strings{"JorvConfig::GetInstance",
                  "FileSystemDaemonConfig::GetInstance",
-                 "ConfigLock::lock_shared",
-                 "ConfigLock::unlock_shared",
+                 "configLock.lock_shared",
+                 "configLock.unlock_shared",
                  "FileExtMapMgr::FileExtMapMgr " + map + " name=\"\" table=null",
                  "BaseFileExtMapMgr::LoadTables " + map,
                  "FileSystemDaemonConfig::GetInstance",
-                 "ConfigLock::lock_shared",
-                 "ConfigLock::unlock_shared",
+                 "configLock.lock_shared",
+                 "configLock.unlock_shared",
                  "BaseFileExtMapMgr::GetTableForRead " + map + " 0",
                  "CMappingTable::GetDcidList " + map + "@0",
                  "CMappingTable::begin " + map + "@0",
@@ -375,7 +375,7 @@ TEST_F(AnExtentDirectory, StepsByTheSpanReadOnceBehindTheLoad) {
     script.tableDirectories[map] = {.fileSize = 0, .tables = {Table(0, 3), Table(3, 3)}};
     EXPECT_EQ(Check(), 0);
     EXPECT_EQ(Lookups(), (Strings{"0", "3221225472", "6442450944"}));
-    EXPECT_EQ(script.Calls({"ConfigLock::lock_shared"}).size(), 2U);
+    EXPECT_EQ(script.Calls({"configLock.lock_shared"}).size(), 2U);
 }
 
 TEST_F(AnExtentDirectory, StepsByTheLargestSpanWithoutCuttingIt) {

@@ -2,10 +2,10 @@
 
 #include <stdexcept>
 
-#include "jorvck/driver/run.h"
 #include "storage/exception.h"
 #include "tests/interposed/clock.h"
 #include "tests/interposed/threads.h"
+#include "tests/support/jorvck_main.h"
 #include "tests/unit/jorvck/command_line.h"
 #include "tests/unit/jorvck/file_check_manager_fixture.h"
 
@@ -30,8 +30,7 @@ class DataMode : public RunTest {
     int Program(std::initializer_list<std::string> words) {
         CommandLine line(words);
         int status = 77;
-        captured = Capture(
-            [&] { status = Corvane::Kst::Marlow::JorvCk::Run(line.Count(), line.Words()); });
+        captured = Capture([&] { status = JorvckMain(line.Count(), line.Words()); });
         return status;
     }
 };

@@ -5,7 +5,7 @@
 #include <limits>
 #include <new>
 
-#include "jorvck/share_metadata/fs_check_meta.h"
+#include "jorvck/fs_check_meta.h"
 #include "storage/exception.h"
 #include "tests/fake/fake_storage_test.h"
 #include "tests/support/captured_streams.h"

@@ -172,8 +172,8 @@ TEST_F(ExtentMapLayout, TablesAreAskedForInStepsOfTheSpanUntilThereIsNone) {
     const std::string ask = "BaseFileExtMapMgr::GetTableForRead " + map;
     const auto table = [&](const std::string& label) {
         return Lines{"FileSystemDaemonConfig::GetInstance",
-                     "ConfigLock::lock_shared",
-                     "ConfigLock::unlock_shared",
+                     "configLock.lock_shared",
+                     "configLock.unlock_shared",
                      "CMappingTable::begin " + label,
                      "CMappingTable::end " + label,
                      "MappingCursor::Equals " + label + "#0",

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "jorvck/extent_checksum/extnode_check.h"
+#include "jorvck/extnode_check.h"
 #include "tests/fake/fake_storage_test.h"
 #include "tests/support/captured_streams.h"
 #include "tests/support/temp_dir.h"

@@ -12,7 +12,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "jorvck/extent_checksum/read_buffer.h"
+#include "jorvck/extnode_check.h"
 #include "storage/exception.h"
 #include "tests/interposed/directories.h"
 #include "tests/interposed/files.h"

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "jorvck/file_data/file_check_manager.h"
+#include "jorvck/file_check_manager.h"
 #include "tests/unit/jorvck/file_checker_fixture.h"
 
 namespace file_checker {

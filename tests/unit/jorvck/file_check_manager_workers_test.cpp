@@ -425,56 +425,27 @@ TEST_F(ThrownNumbers, OutOfTheProgressIsToldAndTheQueueIsEmptied) {
     EXPECT_EQ(captured.err, "\nCheck file got error, path /a\n");
 }
 
-/// A message about a file that cannot be composed: the check of "/a" fails where nothing of the
-/// library is alive, and the next allocations of its worker fail too.
-class LostMessage : public WorkerFailures {
-  protected:
-    void Prepare(std::size_t failures) {
-        AddFile("/a");
-        AddFile("/b");
-        script.On("JorvUtils::GetShareDir", [this, failures] {
-            // First the share's own directory, then the name for the message about "/a".
-            if (++calls == 2) {
-                interposed::FailAllocations(failures);
-                throw 5;
-            }
-        });
-        script.ThrowSys("HeaderFile::HeaderFile", 12, "no header");
-    }
-
-    std::atomic<int> calls = 0;
-};
-
-TEST_F(LostMessage, IsReplacedByOneWithoutThePrefixAndTheNextFileFollows) {
+TEST_F(WorkerFailures, AMessageThatFindsNoMemoryIsPrintedAllTheSame) {
     AddVolumes(1);
-    Prepare(1);
+    AddFile("/a");
+    AddFile("/b");
+    int calls = 0;
+    script.On("JorvUtils::GetShareDir", [&calls] {
+        // First the share's own directory, then the name for the message about "/a".
+        if (++calls == 2) {
+            interposed::FailAllocations(1);
+            throw 5;
+        }
+    });
+    script.ThrowSys("HeaderFile::HeaderFile", 12, "no header");
     Run();
+    EXPECT_EQ(interposed::FailuresLeft(), 0U);
     EXPECT_EQ(captured.err,
               "Total number of file: 2\n"
               "\n[ERROR]: header file load failed! no header\n"
-              "\nCheck file got error, path /a\n 2/2\n"
+              "\n[ERROR]: Failed to check data for file: /a\n 2/2\n"
               "\n[ERROR]: header file load failed! no header\n"
               "\n[ERROR]: file meta load failed! /mnt/jorv/2/12/b\n");
-    EXPECT_EQ(captured.out, Phases());
-}
-
-TEST_F(LostMessage, TwiceEndsItsWorkerAndTheRunIsDone) {
-    AddVolumes(1);
-    Prepare(2);
-    Run();
-    EXPECT_EQ(captured.err,
-              "Total number of file: 2\n"
-              "\n[ERROR]: header file load failed! no header\n"
-              "Task got error!\n");
-    EXPECT_EQ(captured.out, Phases());
-}
-
-TEST_F(LostMessage, TwiceLeavesTheRestToTheOtherWorkers) {
-    AddVolumes(2);
-    Prepare(2);
-    Run();
-    EXPECT_NE(captured.err.find("Task got error!\n"), std::string::npos);
-    EXPECT_EQ(script.Calls({"HeaderFile::HeaderFile"}).size(), 2U) << "both files were taken";
     EXPECT_EQ(captured.out, Phases());
 }
 

@@ -98,8 +98,8 @@ TEST_F(ExtentData, ASoundFileIsAskedForEverythingInOrderAndPrintsNothing) {
                      "BaseFileExtMapMgr::LoadTables " + ext,
                      "FileExtMapMgr::GetFileSize " + ext,
                      "FileSystemDaemonConfig::GetInstance",
-                     "ConfigLock::lock_shared",
-                     "ConfigLock::unlock_shared",
+                     "configLock.lock_shared",
+                     "configLock.unlock_shared",
                      ask + " 0",
                      "CMappingTable::begin " + ext + "@0",
                      "CMappingTable::end " + ext + "@0",
@@ -222,7 +222,7 @@ TEST_F(ExtentData, SizesThatDifferAreToldAndNoTableIsRead) {
               "header size: 4096 extent size: 8192\n" +
                   Summary("/f", 6));
     EXPECT_EQ(script.Calls({"BaseFileExtMapMgr::GetTableForRead"}), Lines{});
-    EXPECT_EQ(script.Calls({"ConfigLock::lock_shared"}), Lines{});
+    EXPECT_EQ(script.Calls({"configLock.lock_shared"}), Lines{});
 }
 
 TEST_F(ExtentData, TheSizeOfTheMessageIsAskedForAgain) {
@@ -310,7 +310,7 @@ TEST_F(ExtentData, TheSpanIsReadOnceForAllTables) {
     EXPECT_EQ(script.Calls({"BaseFileExtMapMgr::GetTableForRead"}),
               (Lines{ask + " 0", ask + " 2147483648", ask + " 4294967296", ask + " 6442450944",
                      ask + " 8589934592"}));
-    EXPECT_EQ(script.Calls({"ConfigLock::lock_shared"}).size(), 1U);
+    EXPECT_EQ(script.Calls({"configLock.lock_shared"}).size(), 1U);
 }
 
 TEST_F(ExtentData, TheLargestSpanIsNotCutShort) {
@@ -415,7 +415,7 @@ TEST_F(ExtentData, AnEmptyExtentPathIsToldAndSummedUp) {
     int result = 77;
     const auto captured = Capture([&] { result = OpenExtentMap(checker, "/f", &info); });
     EXPECT_EQ(result, -1);
-    EXPECT_EQ(info.ec, CheckCode::noExtentPath);
+    EXPECT_EQ(info.ec, JorvCk::kNoExtentPath);
     EXPECT_EQ(captured.err,
               "\n[ERROR]: extent doesn't exist for path: /mnt/jorv/2/12/f\n"
               "[ERROR]: File information, path: /f ec: 5 [ mtim: 2 size: 1 fg: 3 ext:  extl: "

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "jorvck/file_data/file_checker.h"
+#include "jorvck/file_checker.h"
 #include "tests/fake/fake_storage_test.h"
 #include "tests/support/captured_streams.h"
 #include "tests/support/temp_dir.h"
@@ -12,7 +12,7 @@
 
 namespace file_checker {
 
-using Corvane::Kst::Marlow::JorvCk::CheckCode;
+namespace JorvCk = Corvane::Kst::Marlow::JorvCk;
 using Corvane::Kst::Marlow::JorvCk::FileChecker;
 using Corvane::Kst::Marlow::JorvCk::FileInfo;
 using Lines = std::vector<std::string>;

@@ -66,14 +66,14 @@ TEST_F(FileMeta, ASoundFileFillsTheRecordAndPrintsNothing) {
                                             .ext = ExtentPath("/a/f"),
                                             .path = "/a/f",
                                             .extl = false,
-                                            .ec = CheckCode::none}));
+                                            .ec = JorvCk::kNoFault}));
     EXPECT_EQ(script.Calls(),
               (Lines{"HeaderFile::HeaderFile", "HeaderFile::Load " + HeaderPath("/a/f"),
                      "JorvUtils::GetShareDir 12", "HeaderFile::~HeaderFile"}));
 }
 
 TEST_F(FileMeta, ARecordStartsEmpty) {
-    EXPECT_EQ(Fields(FileInfo{}), std::make_tuple(0, 0, 0U, "", "", false, CheckCode::none));
+    EXPECT_EQ(Fields(FileInfo{}), std::make_tuple(0, 0, 0U, "", "", false, JorvCk::kNoFault));
 }
 
 TEST_F(FileMeta, EveryRecordedValueIsCopiedAsItIs) {
@@ -168,7 +168,7 @@ TEST_F(FileMeta, AMissingExtentDirectoryIsToldAndSummedUp) {
     AddFile("/a/f");
     std::filesystem::remove_all(ExtentPath("/a/f"));
     EXPECT_EQ(Get(), 4);
-    EXPECT_EQ(info.ec, CheckCode::extentMissing);
+    EXPECT_EQ(info.ec, JorvCk::kExtentsMissing);
     EXPECT_EQ(captured.err, "\n[ERROR]: extent " + ExtentPath("/a/f") + " doesn't exist! fg: 3\n" +
                                 Summary("/a/f", 4));
     EXPECT_EQ(script.Alive("HeaderFile"), 0);
@@ -287,16 +287,16 @@ TEST(FileSummaryLine, AFaultIsAnErrorAndNoFaultIsInformation) {
                      .fg = 3,
                      .ext = "/vol1/2/12/map/a/b.dat",
                      .path = "/a/b.dat",
-                     .ec = CheckCode::extentMissing};
+                     .ec = JorvCk::kExtentsMissing};
     const std::string rest =
         " [ mtim: 1600000000 size: 4096 fg: 3 ext: /vol1/2/12/map/a/b.dat extl: local ]\n";
     EXPECT_EQ(PrintedMeta(info), "[ERROR]: File information, path: /a/b.dat ec: 4" + rest);
-    info.ec = CheckCode::none;
+    info.ec = JorvCk::kNoFault;
     EXPECT_EQ(PrintedMeta(info), "[INFO]: File information, path: /a/b.dat ec: 0" + rest);
-    const std::vector<std::pair<CheckCode, std::string>> codes = {{CheckCode::noExtentPath, "5"},
-                                                                  {CheckCode::sizeMismatch, "6"},
-                                                                  {CheckCode::unknownDcid, "7"},
-                                                                  {CheckCode::reservedDcid, "9"}};
+    const std::vector<std::pair<std::int32_t, std::string>> codes = {{JorvCk::kNoExtentPath, "5"},
+                                                                     {JorvCk::kSizesDiffer, "6"},
+                                                                     {JorvCk::kUnknownDcid, "7"},
+                                                                     {JorvCk::kReservedDcid, "9"}};
     for (const auto& [code, text] : codes) {
         info.ec = code;
         std::string expected = "[ERROR]: File information, path: /a/b.dat ec: ";

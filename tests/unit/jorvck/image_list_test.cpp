@@ -1,4 +1,4 @@
-#include "jorvck/virtual_copy/image_list.h"
+#include "jorvck/vcopy_check.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "jorvck/paths/join_text.h"
+#include "jorvck/join_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "jorvck/driver/parse_argv.h"
+#include "jorvck/parse_argv.h"
 
 #include <gtest/gtest.h>
 

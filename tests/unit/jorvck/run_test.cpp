@@ -1,4 +1,3 @@
-#include "jorvck/driver/run.h"
 
 #include <boost/filesystem/operations.hpp>
 #include <new>
@@ -6,6 +5,7 @@
 
 #include "tests/fake/fake_storage_test.h"
 #include "tests/support/captured_streams.h"
+#include "tests/support/jorvck_main.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/jorvck/command_line.h"
 
@@ -28,8 +28,7 @@ class ARun : public storage_fake::FakeStorageTest {
     }
 
     void Run(test_support::CommandLine line) {
-        written = test_support::Capture(
-            [&] { status = Corvane::Kst::Marlow::JorvCk::Run(line.Count(), line.Words()); });
+        written = test_support::Capture([&] { status = JorvckMain(line.Count(), line.Words()); });
     }
 
     /// What the virtual-copy check writes for the sound share given as `path`.

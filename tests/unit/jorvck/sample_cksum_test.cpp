@@ -1,10 +1,10 @@
-#include "jorvck/extent_checksum/sample_cksum.h"
+#include "jorvck/sample_cksum.h"
 
 #include <gtest/gtest.h>
 
 #include <vector>
 
-#include "jorvck/extent_checksum/read_buffer.h"
+#include "jorvck/extnode_check.h"
 
 namespace {
 

@@ -5,16 +5,26 @@
 #include <limits>
 #include <thread>
 
+#include "jorvck/file_check_manager.h"
 #include "storage/exception.h"
 #include "tests/fake/fake_storage_test.h"
 #include "tests/interposed/directories.h"
 #include "tests/support/captured_streams.h"
 #include "tests/support/temp_dir.h"
-#include "tests/unit/jorvck/file_check_manager_state.h"
-
-namespace manager_state {
 
 namespace {
+
+using Corvane::Kst::Marlow::JorvCk::FileCheckManager;
+
+/// A manager that shows what it has gathered.
+class OpenManager : public FileCheckManager {
+  public:
+    using FileCheckManager::checkedFiles;
+    using FileCheckManager::dcids;
+    using FileCheckManager::headers;
+    using FileCheckManager::totalFiles;
+    using FileCheckManager::volumes;
+};
 
 using test_support::Capture;
 using test_support::MakeDirs;
@@ -51,7 +61,7 @@ class ShareLoading : public storage_fake::FakeStorageTest {
     }
 
     test_support::TempDir dir;
-    FileCheckManager manager;
+    OpenManager manager;
     std::string err;
 };
 
@@ -61,7 +71,7 @@ TEST_F(VolumeList, MountPathsAreSortedAndDuplicatesCollapse) {
     script.fstabPath = "/etc/fstab of the storage";
     script.volumes = {"/v2", "/v1", "/v2", "/v10", ""};
     const auto captured = Capture([&] { manager.LoadVolumeList(); });
-    EXPECT_EQ(Volumes(manager), (Texts{"", "/v1", "/v10", "/v2"}));
+    EXPECT_EQ(manager.volumes, (Texts{"", "/v1", "/v10", "/v2"}));
     EXPECT_EQ(captured.out + captured.err, "");
     EXPECT_EQ(script.Calls(), (Lines{"VolMgr::GetStorageFstabPath",
                                      "VolMgr::LoadGlobalFstab /etc/fstab of the storage"}));
@@ -75,7 +85,7 @@ TEST_F(VolumeList, AnUnreadableTableLeavesTheVolumesAlone) {
         script.Result("VolMgr::LoadGlobalFstab", {result});
         const auto captured = Capture([&] { manager.LoadVolumeList(); });
         EXPECT_EQ(captured.out + captured.err, "");
-        EXPECT_EQ(Volumes(manager), Texts{"/v1"});
+        EXPECT_EQ(manager.volumes, Texts{"/v1"});
     }
 }
 
@@ -95,7 +105,7 @@ TEST_F(DataContainers, APairGivesItsDcid) {
     Container("sub/dir/18446744073709551615");
     Container("0");
     EXPECT_EQ(LoadContainers(Volume()), 0);
-    EXPECT_EQ(Dcids(manager), (Numbers{0, 17, std::numeric_limits<std::uint64_t>::max()}));
+    EXPECT_EQ(manager.dcids, (Numbers{0, 17, std::numeric_limits<std::uint64_t>::max()}));
     EXPECT_EQ(err, "");
 }
 
@@ -104,7 +114,7 @@ TEST_F(DataContainers, AMissingCompanionIsToldAndPassedOver) {
     WriteFile(dir / "vol/18.bin", "");
     EXPECT_EQ(LoadContainers(Volume()), 0);
     EXPECT_EQ(err, "[ERROR] bhd 18 corrupted\n");
-    EXPECT_EQ(Dcids(manager), Numbers{17});
+    EXPECT_EQ(manager.dcids, Numbers{17});
 }
 
 TEST_F(DataContainers, ACompanionInAnotherDirectoryIsMissing) {
@@ -137,7 +147,7 @@ TEST_F(DataContainers, ACompanionThatIsALinkToItselfIsMissingAndTheWalkGoesOn) {
     directories.List(Volume(), {{"17.bin"}, {"18.bin"}, {"19.bin"}});
     EXPECT_EQ(LoadContainers(Volume()), 0);
     EXPECT_EQ(err, "[ERROR] bhd 18 corrupted\n");
-    EXPECT_EQ(Dcids(manager), (Numbers{17, 19}));
+    EXPECT_EQ(manager.dcids, (Numbers{17, 19}));
 }
 
 TEST_F(DataContainers, ACompanionThatIsADirectoryIsThere) {
@@ -145,7 +155,7 @@ TEST_F(DataContainers, ACompanionThatIsADirectoryIsThere) {
     MakeDirs(dir / "vol/18.bhd");
     EXPECT_EQ(LoadContainers(Volume()), 0);
     EXPECT_EQ(err, "");
-    EXPECT_EQ(Dcids(manager), Numbers{18});
+    EXPECT_EQ(manager.dcids, Numbers{18});
 }
 
 TEST_F(DataContainers, OtherNamesGiveNothing) {
@@ -155,14 +165,14 @@ TEST_F(DataContainers, OtherNamesGiveNothing) {
     }
     EXPECT_EQ(LoadContainers(Volume()), 0);
     EXPECT_EQ(err, "");
-    EXPECT_EQ(Dcids(manager), Numbers{});
+    EXPECT_EQ(manager.dcids, Numbers{});
 }
 
 TEST_F(DataContainers, ADirectoryNamedLikeAContainerIsWalkedAndIsNone) {
     Container("18.bin/19");
     EXPECT_EQ(LoadContainers(Volume()), 0);
     EXPECT_EQ(err, "");
-    EXPECT_EQ(Dcids(manager), Numbers{19});
+    EXPECT_EQ(manager.dcids, Numbers{19});
 }
 
 TEST_F(DataContainers, ALinkToAFileIsAContainerAndALinkToADirectoryIsNotWalked) {
@@ -175,7 +185,7 @@ TEST_F(DataContainers, ALinkToAFileIsAContainerAndALinkToADirectoryIsNotWalked) 
     std::filesystem::create_symlink("nowhere", dir / "vol/19.bin");
     EXPECT_EQ(LoadContainers(Volume()), 0);
     EXPECT_EQ(err, "");
-    EXPECT_EQ(Dcids(manager), Numbers{18});
+    EXPECT_EQ(manager.dcids, Numbers{18});
 }
 
 TEST_F(DataContainers, ABaseThatIsNoNumberEndsTheVolumeAndWhatWasFoundStays) {
@@ -190,12 +200,12 @@ TEST_F(DataContainers, ABaseThatIsNoNumberEndsTheVolumeAndWhatWasFoundStays) {
         interposed::Directories directories;
         directories.List(volume.Path(),
                          {{"17.bin"}, {"17.bhd"}, {std::string(base) + ".bin"}, {"18.bin"}});
-        FileCheckManager fresh;
+        OpenManager fresh;
         std::int32_t result = 77;
         const auto captured = Capture([&] { result = fresh.LoadDataContainers(volume.Path()); });
         EXPECT_EQ(result, -1) << base;
         EXPECT_EQ(captured.err, "Failed to load data containers from " + volume.Path() + "\n");
-        EXPECT_EQ(Dcids(fresh), Numbers{17}) << base;
+        EXPECT_EQ(fresh.dcids, Numbers{17}) << base;
     }
 }
 
@@ -205,7 +215,7 @@ TEST_F(DataContainers, SignsAndLeadingZerosAreNumbers) {
     Container("007");
     Container("1.2/64");
     EXPECT_EQ(LoadContainers(Volume()), 0);
-    EXPECT_EQ(Dcids(manager), (Numbers{6, 7, 64, std::numeric_limits<std::uint64_t>::max() - 4}));
+    EXPECT_EQ(manager.dcids, (Numbers{6, 7, 64, std::numeric_limits<std::uint64_t>::max() - 4}));
 }
 
 TEST_F(DataContainers, TheBaseEndsAtTheLastDot) {
@@ -223,7 +233,7 @@ TEST_F(DataContainers, AnotherVolumeIsLoadedBehindAFailedOne) {
     WriteFile(dir / "other/64.bin", "");
     WriteFile(dir / "other/64.bhd", "");
     EXPECT_EQ(LoadContainers(dir / "other"), 0) << "no lock was left behind";
-    EXPECT_EQ(Dcids(manager), Numbers{64});
+    EXPECT_EQ(manager.dcids, Numbers{64});
 }
 
 TEST_F(DataContainers, ADcidOnTwoVolumesIsOne) {
@@ -232,7 +242,7 @@ TEST_F(DataContainers, ADcidOnTwoVolumesIsOne) {
     WriteFile(dir / "other/17.bhd", "");
     EXPECT_EQ(LoadContainers(Volume()), 0);
     EXPECT_EQ(LoadContainers(dir / "other"), 0);
-    EXPECT_EQ(Dcids(manager), Numbers{17});
+    EXPECT_EQ(manager.dcids, Numbers{17});
 }
 
 TEST_F(DataContainers, AVolumeThatCannotBeOpenedIsEmpty) {
@@ -241,7 +251,7 @@ TEST_F(DataContainers, AVolumeThatCannotBeOpenedIsEmpty) {
     WriteFile(dir / "file", "");
     EXPECT_EQ(LoadContainers(dir / "file"), 0);
     EXPECT_EQ(err, "");
-    EXPECT_EQ(Dcids(manager), Numbers{});
+    EXPECT_EQ(manager.dcids, Numbers{});
 }
 
 TEST_F(DataContainers, AnErrorInsideTheWalkEndsTheVolume) {
@@ -253,7 +263,7 @@ TEST_F(DataContainers, AnErrorInsideTheWalkEndsTheVolume) {
     directories.List(Volume(), {{"17.bin"}, {"18.bin", DT_LNK}});
     EXPECT_EQ(LoadContainers(Volume()), -1);
     EXPECT_EQ(err, ContainersFailed());
-    EXPECT_EQ(Dcids(manager), Numbers{17});
+    EXPECT_EQ(manager.dcids, Numbers{17});
     EXPECT_EQ(directories.Open(), 0U);
 }
 
@@ -277,7 +287,7 @@ TEST_F(DataContainers, LoadersOnManyThreadsLoseNothing) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    EXPECT_EQ(Dcids(manager), expected);
+    EXPECT_EQ(manager.dcids, expected);
 }
 
 class HeaderFiles : public ShareLoading {
@@ -295,8 +305,8 @@ TEST_F(HeaderFiles, EveryRegularFileIsQueuedByItsPathBelowTheDirectory) {
     MakeDirs(Head() + "/empty");
     LoadHeaders(Head());
     EXPECT_EQ(err, "Total number of file: 3\n");
-    EXPECT_EQ(Headers(manager), (Texts{"/a", "/b", "/sub/c.d"}));
-    EXPECT_EQ(TotalFiles(manager), 3U);
+    EXPECT_EQ(manager.headers, (Texts{"/a", "/b", "/sub/c.d"}));
+    EXPECT_EQ(manager.totalFiles, 3U);
     EXPECT_EQ(script.Calls(), Lines{});
 }
 
@@ -307,7 +317,7 @@ TEST_F(HeaderFiles, LinksAreFollowedToFilesAndNotIntoDirectories) {
     std::filesystem::create_symlink(dir / "elsewhere", Head() + "/directory");
     std::filesystem::create_symlink("nowhere", Head() + "/broken");
     LoadHeaders(Head());
-    EXPECT_EQ(Headers(manager), Texts{"/file"});
+    EXPECT_EQ(manager.headers, Texts{"/file"});
     EXPECT_EQ(err, "Total number of file: 1\n");
 }
 
@@ -321,7 +331,7 @@ TEST_F(HeaderFiles, AnEmptyOrMissingDirectoryHasNoFiles) {
     WriteFile(Head(), "");
     LoadHeaders(Head());
     EXPECT_EQ(err, "Total number of file: 0\n");
-    EXPECT_EQ(Headers(manager), Texts{});
+    EXPECT_EQ(manager.headers, Texts{});
 }
 
 TEST_F(HeaderFiles, AFailedWalkKeepsItsFilesButSetsNoTotal) {
@@ -332,8 +342,8 @@ TEST_F(HeaderFiles, AFailedWalkKeepsItsFilesButSetsNoTotal) {
     directories.List(Head(), {{"a"}, {"b", DT_LNK}, {"c"}});
     LoadHeaders(Head());
     EXPECT_EQ(err, HeadersFailed());
-    EXPECT_EQ(Headers(manager), Texts{"/a"});
-    EXPECT_EQ(TotalFiles(manager), 0U);
+    EXPECT_EQ(manager.headers, Texts{"/a"});
+    EXPECT_EQ(manager.totalFiles, 0U);
     EXPECT_EQ(directories.Open(), 0U);
 }
 
@@ -342,9 +352,7 @@ TEST_F(HeaderFiles, OddNamesArePlainBytes) {
         WriteFile(Head() + "/" + name, "");
     }
     LoadHeaders(Head());
-    EXPECT_EQ(Headers(manager), (Texts{"/\xFF", "/a\nb", "/\"&", "/..."}));
+    EXPECT_EQ(manager.headers, (Texts{"/\xFF", "/a\nb", "/\"&", "/..."}));
 }
 
 }  // namespace
-
-}  // namespace manager_state

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "jorvck/paths/tree_walk.h"
+#include "jorvck/tree_walk.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/unprivileged.h"
 
@@ -183,11 +183,11 @@ class RandomTree {
 };
 
 TEST(AWalkLikeThePathLibrarys, OfRandomTrees) {
-    constexpr unsigned firstSeed = 20240611;
-    std::cout << "first seed " << firstSeed << "\n";
+    constexpr unsigned kFirstSeed = 20240611;
+    std::cout << "first seed " << kFirstSeed << "\n";
     std::size_t whole = 0;
     std::size_t failed = 0;
-    for (unsigned seed = firstSeed; seed < firstSeed + 200; ++seed) {
+    for (unsigned seed = kFirstSeed; seed < kFirstSeed + 200; ++seed) {
         const RandomTree tree(seed, seed % 2 == 0);
         const test_support::Unprivileged user;
         const std::string root = tree.Path() + std::string(seed % 4, '/');

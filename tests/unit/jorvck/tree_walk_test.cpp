@@ -1,4 +1,4 @@
-#include "jorvck/paths/tree_walk.h"
+#include "jorvck/tree_walk.h"
 
 #include <gtest/gtest.h>
 
@@ -132,8 +132,20 @@ TEST_F(Walk, ARootThatCannotBeListedRaisesOrIsEmpty) {
     }
 }
 
+TEST_F(Walk, ADirectoryThatVanishedIsPassedOver) {
+    WriteFile(dir / "f", "");
+    directories.List(dir.Path(), {{"gone", DT_DIR}, {"f"}});
+    TreeWalk walk(dir.Path());
+    ASSERT_TRUE(walk.Next());
+    EXPECT_EQ(walk.Path(), dir / "gone");
+    ASSERT_TRUE(walk.Next());
+    EXPECT_EQ(walk.Path(), dir / "f");
+    EXPECT_FALSE(walk.Next());
+}
+
 TEST_F(Walk, ADirectoryFurtherDownThatCannotBeListedRaises) {
-    directories.List(dir.Path(), {{"gone", DT_DIR}});
+    std::filesystem::create_symlink("loop", dir / "loop");
+    directories.List(dir.Path(), {{"loop", DT_DIR}});
     boost::system::error_code failure;
     TreeWalk walk(dir.Path(), failure);
     EXPECT_FALSE(failure);

@@ -4,7 +4,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "jorvck/virtual_copy/check_vcopy.h"
+#include "jorvck/vcopy_check.h"
 #include "tests/fake/fake_storage_test.h"
 #include "tests/support/captured_streams.h"
 #include "tests/support/temp_dir.h"

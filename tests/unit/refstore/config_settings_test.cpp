@@ -47,7 +47,7 @@ TEST(Settings, AMissingFileGivesTheDefaults) {
         EXPECT_EQ(settings.metaDir, "/var/lib/jorv/meta");
         EXPECT_EQ(settings.storageFstab, "/etc/jorv/fstab");
         EXPECT_EQ(settings.logFile, "/var/log/jorv/jorv.log");
-        EXPECT_EQ(settings.imageRoot, "/var/lib/jorv/images");
+        EXPECT_EQ(settings.imageRoot, "");
     }
 }
 
@@ -73,6 +73,12 @@ TEST(Settings, EveryKeyIsRead) {
     EXPECT_EQ(settings.storageFstab, dir / "f");
     EXPECT_EQ(settings.logFile, dir / "../l");
     EXPECT_EQ(settings.imageRoot, dir / "./i");
+}
+
+TEST(Settings, AnEmptyImageRootIsNone) {
+    const TempDir dir;
+    WriteFile(dir / "c", "use_file_ext_map = 0\nlog_file = 'log'\nimage_root = ''\n");
+    EXPECT_EQ(ReadSettings(dir / "c").imageRoot, "");
 }
 
 TEST(Settings, AFileNamedWithoutADirectoryIsInTheCurrentOne) {

@@ -16,7 +16,6 @@
 
 namespace {
 
-using Corvane::Kst::Marlow::Jorv::ConfigLock;
 using Corvane::Kst::Marlow::Jorv::Exception;
 using Corvane::Kst::Marlow::Jorv::FileSystemDaemonConfig;
 using Corvane::Kst::Marlow::Jorv::JorvConfig;
@@ -134,25 +133,6 @@ TEST(Configuration, TheEnvironmentNamesTheFileUnlessItIsEmpty) {
         ::unsetenv("JORV_CONFIG");
         EXPECT_EQ(refstore::SettingsPath(), "/etc/jorv/jorv.toml");
     });
-}
-
-TEST(ConfigLock, ReadersShareItAndAWriterWaitsForThem) {
-    ConfigLock lock;
-    std::atomic<bool> written = false;
-    std::shared_lock first(lock);
-    std::shared_lock second(lock);
-    std::jthread writer([&] {
-        const std::unique_lock alone(lock);
-        written = true;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_FALSE(written);
-    second.unlock();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_FALSE(written);
-    first.unlock();
-    writer.join();
-    EXPECT_TRUE(written);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "storage/image.h"
 #include "tests/unit/refstore/config_in_child.h"
 
 namespace {
@@ -107,7 +108,18 @@ TEST(Kovfs, EveryByteOfTheRecordIsChecked) {
     });
 }
 
-TEST(Kovfs, WithoutAnImageRootTheMountFails) {
+TEST(Kovfs, WithoutAnImageRootTheMountSucceedsAndEveryImageIsMissing) {
+    ExpectInChild([] {
+        const ConfiguredDir dir("");
+        EXPECT_EQ(KovfsInit(0, nullptr, 7), 0);
+        EXPECT_EQ(Mount(SoundRecord()), 0);
+        EXPECT_EQ(validate_image("P", "T", "i1"), 2);
+        EXPECT_EQ(validate_image("..", "T", "i1"), 22);
+        EXPECT_EQ(KovfsUmount("KOVFS"), 0);
+    });
+}
+
+TEST(Kovfs, WithAMissingImageRootTheMountFails) {
     ExpectInChild([] {
         const ConfiguredDir dir("image_root = 'images'\n");
         EXPECT_EQ(KovfsInit(0, nullptr, 7), 0);

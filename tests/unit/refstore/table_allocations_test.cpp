@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace Corvane::Kst::Marlow::Jorv;  // NOLINT(google-build-using-namespace)
+using namespace Corvane::Kst::Marlow::Jorv;
 
 void ExpectOneAllocationPerWalk(CMappingTable& table) {
     std::size_t before = interposed::AllocationCount();

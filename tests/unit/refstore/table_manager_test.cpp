@@ -14,7 +14,7 @@
 
 namespace {
 
-using namespace Corvane::Kst::Marlow::Jorv;  // NOLINT(google-build-using-namespace)
+using namespace Corvane::Kst::Marlow::Jorv;
 using test_support::TempDir;
 
 refstore::TableDirectoryRecord ThreeTables() {

@@ -14,7 +14,7 @@
 
 namespace {
 
-using namespace Corvane::Kst::Marlow::Jorv;  // NOLINT(google-build-using-namespace)
+using namespace Corvane::Kst::Marlow::Jorv;
 using refstore::Extent;
 using test_support::TempDir;
 
@@ -93,7 +93,7 @@ class ForeignTable final : public CMappingTable {
   public:
     iterator begin() override { return iterator(nullptr); }
     iterator end() override { return iterator(nullptr); }
-    std::int32_t Open(const std::string&, bool, const std::string&) override { return 0; }
+    std::int32_t Open(const std::string&, bool, std::string) override { return 0; }
     std::int32_t GetDcidList(std::vector<DcidEntry>*, std::unique_ptr<BloomFilter>*) override {
         return 0;
     }

@@ -46,7 +46,7 @@ std::vector<Operation> RefusedOperations() {
          [](Cache c) { c.writeJournal(nullptr, 0, 0, nullptr, 0, nullptr, nullptr); }},
         {"read", [](Cache c) { c.read(nullptr, nullptr, 0, nullptr); }},
         {"isPrefetchBusy", [](Cache c) { c.isPrefetchBusy(nullptr); }},
-        {"pread", [](Cache c) { c.pread(nullptr, nullptr, 0, 0, nullptr, nullptr, 0); }},
+        {"pread", [](Cache c) { c.pread(nullptr, nullptr, 0, 0, nullptr, {}, 0); }},
         {"getObjectID", [](Cache c) { c.getObjectID(nullptr, nullptr, kLock); }},
         {"isWritable", [](Cache c) { c.isWritable(nullptr); }},
         {"releaseDataCacheNode", [](Cache c) { c.releaseDataCacheNode(nullptr); }},
@@ -211,7 +211,7 @@ TEST_F(NullDataCache, HasAnAnswerBehindEveryRefusalThatReturns) {
     EXPECT_FALSE(cache.writeJournal(nullptr, 0, 0, nullptr, 0, nullptr, nullptr));
     EXPECT_FALSE(cache.read(nullptr, nullptr, 0, nullptr));
     EXPECT_FALSE(cache.isPrefetchBusy(nullptr));
-    EXPECT_FALSE(cache.pread(nullptr, nullptr, 0, 0, nullptr, nullptr, 0));
+    EXPECT_FALSE(cache.pread(nullptr, nullptr, 0, 0, nullptr, {}, 0));
     EXPECT_FALSE(cache.isWritable(nullptr));
     EXPECT_FALSE(cache.releaseDataCacheNode(nullptr));
     EXPECT_FALSE(cache.flushDataCacheNodes(nullptr, 0, nullptr, nullptr));

@@ -55,7 +55,7 @@ TEST(VirtualSlots, OfAnExtentAreEachFollowedByAReservedOne) {
 }
 
 TEST(VirtualSlots, OfADataCacheManagerStandInTheirOrder) {
-    std::size_t slot = 2;  // behind the complete-object and the deleting destructor
+    std::size_t slot = 2;  // after the complete-object and the deleting destructor
     EXPECT_EQ(Slot(&DCM::getDataCacheNodeForWrite), slot++);
     EXPECT_EQ(Slot(&DCM::getDataCacheNode), slot++);
     EXPECT_EQ(Slot(&DCM::write), slot++);
@@ -109,7 +109,7 @@ TEST(VirtualSlots, OfADataCacheManagerStandInTheirOrder) {
     EXPECT_EQ(Slot(&DCM::getNextNodeID), slot++);
     EXPECT_EQ(slot, 47U);
     EXPECT_EQ(Slot(&jorv::NullDataCacheManagement::logAndThrowEINVAL), slot)
-        << "the null manager's own operation stands behind the interface's";
+        << "the null manager's own operation comes after the interface's";
 }
 
 }  // namespace
