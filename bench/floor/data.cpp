@@ -3,7 +3,6 @@
 #include <thread>
 
 #include "bench/floor/calls.h"
-#include "bench/lmdb/walk.h"
 
 namespace bench {
 
@@ -34,22 +33,9 @@ void Volume(const std::string& volume) {
     }
 }
 
-void CheckFile(const std::string& share, const std::string& relPath, bool lmdb, Calls& calls) {
-    const std::string header = share + "/head" + relPath;
-    calls.Status(header);
-    calls.ReadWhole(header);
-    const std::string extents = share + "/map" + relPath;
-    calls.Status(extents);
-    calls.Status(extents + "/data.mdb");
-    if (lmdb) {
-        WalkEnvironment(extents);
-    } else {
-        calls.ReadWhole(extents + "/data.mdb");
-    }
-}
+}  // namespace
 
-template <typename Body>
-void OnThreads(std::size_t count, const Body& body) {
+void OnThreads(std::size_t count, const std::function<void(std::size_t number)>& body) {
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < count; ++i) {
         threads.emplace_back([&body, i] { body(i); });
@@ -59,10 +45,8 @@ void OnThreads(std::size_t count, const Body& body) {
     }
 }
 
-}  // namespace
-
 void RunData(const std::string& share, std::size_t threads, const std::vector<std::string>& volumes,
-             bool lmdb) {
+             const std::function<void(Calls& calls, const std::string& file)>& readTables) {
     OnThreads(volumes.size(), [&](std::size_t i) { Volume(volumes[i]); });
     std::vector<std::string> files;
     Collect(share + "/head", share.size() + 5, files);
@@ -71,7 +55,13 @@ void RunData(const std::string& share, std::size_t threads, const std::vector<st
     OnThreads(threads, [&](std::size_t) {
         Calls calls;
         for (std::size_t i = next++; i < files.size(); i = next++) {
-            CheckFile(share, files[i], lmdb, calls);
+            const std::string header = share + "/head" + files[i];
+            calls.Status(header);
+            calls.ReadWhole(header);
+            const std::string extents = share + "/map" + files[i];
+            calls.Status(extents);
+            calls.Status(extents + "/data.mdb");
+            readTables(calls, files[i]);
         }
     });
 }

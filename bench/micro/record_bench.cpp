@@ -3,8 +3,8 @@
 
 #include "bench/micro/scratch.h"
 #include "refstore/base/file_writer.h"
-#include "refstore/extent/extent_writer.h"
-#include "refstore/header/header_writer.h"
+#include "refstore/extent/extent_record.h"
+#include "refstore/header/header_record.h"
 #include "refstore/table/mapping_table.h"
 #include "storage/extent_file.h"
 #include "storage/header_file.h"

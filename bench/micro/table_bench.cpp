@@ -3,11 +3,11 @@
 #include <set>
 #include <stdexcept>
 
-#include "bench/lmdb/walk.h"
 #include "bench/micro/scratch.h"
 #include "jorvck/fs_check_meta.h"
+#include "refstore/base/file_writer.h"
 #include "refstore/table/mapping_table.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/table/table_record.h"
 #include "storage/exception.h"
 
 namespace {
@@ -18,7 +18,8 @@ using namespace Corvane::Kst::Marlow;  // NOLINT(google-build-using-namespace)
 struct Stored {
     explicit Stored(const benchmark::State& state)
         : extents(static_cast<std::size_t>(state.range(0))) {
-        refstore::WriteTableDirectory(directory.Path(), bench::MakeTables(extents));
+        refstore::WriteNewFile(directory / "data.mdb",
+                               refstore::EncodeTables(bench::MakeTables(extents)));
     }
 
     void OpenInto(refstore::MappingTable& table) const {
@@ -44,22 +45,6 @@ void TableOpen(benchmark::State& state) {
     CountExtents(state);
 }
 BENCHMARK(TableOpen)->Arg(10)->Arg(1000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMicrosecond);
-
-void LmdbOpenWalkClose(benchmark::State& state) {
-    const Stored stored(state);
-    std::uint64_t sum = 0;
-    for (auto _ : state) {
-        sum += bench::WalkEnvironment(stored.directory.Path());
-    }
-    benchmark::DoNotOptimize(sum);
-    CountExtents(state);
-}
-BENCHMARK(LmdbOpenWalkClose)
-    ->Arg(10)
-    ->Arg(1000)
-    ->Arg(100000)
-    ->Arg(1000000)
-    ->Unit(benchmark::kMicrosecond);
 
 /// The walk of the file data check, each DCID looked up in the set of known containers.
 void TableWalkKnownSet(benchmark::State& state) {

@@ -19,13 +19,13 @@
 #include <vector>
 
 #include "refstore/base/file_writer.h"
-#include "refstore/config/settings_writer.h"
+#include "refstore/config/settings.h"
 #include "refstore/container/container_writer.h"
-#include "refstore/extent/extent_writer.h"
+#include "refstore/extent/extent_record.h"
 #include "refstore/extent/sampled_checksum.h"
 #include "refstore/fstab/fstab_writer.h"
-#include "refstore/header/header_writer.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/header/header_record.h"
+#include "refstore/table/table_record.h"
 
 namespace {
 
@@ -188,7 +188,7 @@ class Share {
                 table.dcids.emplace_back(dcid, 0);
             }
         }
-        refstore::WriteTableDirectory(Tree("map", name), record);
+        refstore::WriteNewFile(Tree("map", name) + "/data.mdb", refstore::EncodeTables(record));
     }
 
     void WriteExtentFile(const std::string& name, std::vector<refstore::Extent>& extents) {

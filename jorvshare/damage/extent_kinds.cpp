@@ -8,7 +8,6 @@
 
 #include "jorvshare/damage/kind.h"
 #include "refstore/extent/extent_record.h"
-#include "refstore/extent/extent_writer.h"
 #include "storage/exception.h"
 
 namespace jorvshare::damage {

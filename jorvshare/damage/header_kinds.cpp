@@ -3,7 +3,6 @@
 
 #include "jorvshare/damage/kind.h"
 #include "refstore/header/header_record.h"
-#include "refstore/header/header_writer.h"
 #include "storage/exception.h"
 
 namespace jorvshare::damage {

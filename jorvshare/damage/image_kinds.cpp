@@ -5,7 +5,6 @@
 #include "jorvshare/damage/kind.h"
 #include "jorvshare/site/image_list.h"
 #include "refstore/image/image_record.h"
-#include "refstore/image/image_writer.h"
 
 namespace jorvshare::damage {
 

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -8,9 +7,9 @@
 #include "jorvshare/damage/kind.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/container/container_writer.h"
-#include "refstore/table/bloom_bits.h"
-#include "refstore/table/table_environment.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/table/bloom_filter.h"
+#include "refstore/table/table_directory.h"
+#include "refstore/table/table_record.h"
 #include "storage/exception.h"
 #include "terminal/one_line.h"
 
@@ -29,20 +28,17 @@ constexpr std::uint64_t kReservedDcid = 5;
 // one was made of cannot be got back.
 std::optional<TableDirectoryRecord> Load(const Scene& scene, const std::string& file) {
     try {
-        const auto tables =
-            refstore::TableEnvironment::Load(scene.Tree().At(scene.Share().Map(file)));
-        TableDirectoryRecord record;
-        record.fileSize = tables->FileSize();
-        for (std::size_t i = 0; i < tables->Tables().size(); ++i) {
-            TableRecord table;
-            table.offset = tables->Tables()[i].offset;
-            table.end = tables->Tables()[i].end;
-            table.dcids = tables->Dcids(i);
-            for (auto walk = tables->Extents(i); walk.Left() != 0; walk.Next()) {
-                Extent extent;
-                std::memcpy(&extent, walk.Bytes(), sizeof extent);
+        const auto tables = refstore::TableDirectory::Load(
+            refstore::TableDirectory::FileIn(scene.Tree().At(scene.Share().Map(file))));
+        TableDirectoryRecord record{.fileSize = tables->FileSize(), .tables = {}};
+        for (const refstore::StoredTableView& stored : tables->Tables()) {
+            TableRecord table{.offset = stored.offset,
+                              .end = stored.end,
+                              .extents = {stored.extents.begin(), stored.extents.end()},
+                              .dcids = {stored.dcids.begin(), stored.dcids.end()},
+                              .bloom = {}};
+            for (const Extent& extent : stored.extents) {
                 table.bloom.push_back(extent.fp);
-                table.extents.push_back(extent);
             }
             record.tables.push_back(std::move(table));
         }
@@ -85,14 +81,14 @@ std::vector<crfp_digest_t> Without(std::vector<crfp_digest_t> bloom, const crfp_
 // A filter lets some fingerprints pass that it was not made of: one of these would go unnoticed.
 bool FilterCanMiss(const TableRecord& table, const Extent& extent) {
     const refstore::BloomBits bits = refstore::MakeBloomBits(Without(table.bloom, extent.fp));
-    return InContainer(table, extent) &&
-           !refstore::BloomContains(bits.hashes, bits.words, extent.fp);
+    return InContainer(table, extent) && !refstore::BloomContains(bits, extent.fp);
 }
 
 // The data.mdb of a file for which `applies` holds.
 Target Choose(const Scene& scene, const Scene::Applies& applies) {
     const std::string file = scene.ChooseFile(scene.PairedFiles(), applies);
-    return {Root(scene.Tree().Path()), Join(scene.Share().Map(file), "data.mdb"), file};
+    return {Root(scene.Tree().Path()), refstore::TableDirectory::FileIn(scene.Share().Map(file)),
+            file};
 }
 
 Target ChooseTables(const Scene& scene) {
@@ -125,7 +121,7 @@ void Change(const Scene& scene, const Target& target, Notes* notes, Fits fits,
     const Place place = places[scene.Choose(places.size())];
     TableRecord& table = record.tables[place.table];
     const std::string what = change(&table, &table.extents[place.extent]);
-    Rewrite(target, refstore::EncodeTables(record, target.root.At(target.path)),
+    Rewrite(target, refstore::EncodeTables(record),
             "table at " + std::to_string(table.offset) + ", " + what, notes);
 }
 
@@ -164,7 +160,7 @@ void NameReservedDcid(const Scene& scene, const Target& target, Notes* notes) {
 void ChangeSize(const Scene& scene, const Target& target, Notes* notes) {
     TableDirectoryRecord record = Load(scene, target.file).value();
     const std::string what = SetField("file_size", &record.fileSize, record.fileSize ^ 1);
-    Rewrite(target, refstore::EncodeTables(record, target.root.At(target.path)), what, notes);
+    Rewrite(target, refstore::EncodeTables(record), what, notes);
 }
 
 constexpr Findings kUnloadable = Finds(&lines::kCorruptExtent, &lines::kCheckFailed);

@@ -12,14 +12,15 @@
 #include "jorvshare/site/site_layout.h"
 #include "jorvshare/site/target_directory.h"
 #include "refstore/base/regular_file.h"
-#include "refstore/config/settings_writer.h"
+#include "refstore/config/settings.h"
 #include "refstore/container/container_writer.h"
-#include "refstore/extent/extent_writer.h"
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/extent/extent_record.h"
+#include "refstore/fingerprint.h"
 #include "refstore/fstab/fstab_writer.h"
-#include "refstore/header/header_writer.h"
-#include "refstore/image/image_writer.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/header/header_record.h"
+#include "refstore/image/image_record.h"
+#include "refstore/table/table_directory.h"
+#include "refstore/table/table_record.h"
 #include "terminal/console.h"
 #include "terminal/interrupt.h"
 #include "terminal/one_line.h"
@@ -213,8 +214,8 @@ class Builder {
                   refstore::EncodeExtents(file.extentFile->transId, file.extentFile->extents));
         }
         if (file.tables.has_value()) {
-            const std::string path = Join(share.Map(file.path), "data.mdb");
-            Write(path, refstore::EncodeTables(*file.tables, root_->At(path)));
+            Write(refstore::TableDirectory::FileIn(share.Map(file.path)),
+                  refstore::EncodeTables(*file.tables));
         }
         if (file.storageUnit.has_value()) {
             Write(share.Stu(file.path), *file.storageUnit);

@@ -7,7 +7,7 @@
 #include "jorvshare/site/root.h"
 #include "jorvshare/site/site_layout.h"
 #include "refstore/extent/sampled_checksum.h"
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/fingerprint.h"
 
 namespace jorvshare {
 

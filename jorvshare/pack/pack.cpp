@@ -11,7 +11,7 @@
 #include "jorvshare/pack/source_tree.h"
 #include "jorvshare/site/keep_going.h"
 #include "jorvshare/site/root.h"
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/fingerprint.h"
 #include "terminal/console.h"
 #include "terminal/interrupt.h"
 #include "terminal/one_line.h"

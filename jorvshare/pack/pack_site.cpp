@@ -10,9 +10,9 @@
 #include "jorvshare/site/image_list.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
-#include "refstore/config/settings_writer.h"
+#include "refstore/config/settings.h"
 #include "refstore/fstab/fstab_writer.h"
-#include "refstore/image/image_writer.h"
+#include "refstore/image/image_record.h"
 #include "terminal/interrupt.h"
 #include "terminal/tool_error.h"
 

@@ -5,11 +5,12 @@
 #include <utility>
 
 #include "jorvshare/pack/local_store.h"
-#include "refstore/extent/extent_writer.h"
+#include "refstore/extent/extent_record.h"
 #include "refstore/extent/sampled_checksum.h"
-#include "refstore/fingerprint/sha256.h"
-#include "refstore/header/header_writer.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/fingerprint.h"
+#include "refstore/header/header_record.h"
+#include "refstore/table/table_directory.h"
+#include "refstore/table/table_record.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
@@ -19,8 +20,6 @@ namespace {
 constexpr std::int64_t kTransId = 1;
 constexpr mode_t kDirectoryMode = 0700;
 constexpr mode_t kFileMode = 0644;
-// A sparse file of any size costs one table per span: without a bound it would eat all memory.
-constexpr std::uint64_t kMaxTables = std::uint64_t{1} << 20;
 
 bool Lists(const refstore::TableRecord& table, std::uint64_t dcid) {
     // From the back: data that was packed together mostly lies together.
@@ -47,15 +46,15 @@ void ShareWriter::AddDirectory(const std::string& relative) {
 void ShareWriter::AddFile(const Root& source, const std::string& relative) {
     SourceFile file(source, relative);
     const std::vector<refstore::Extent> extents = StoreData(&file, relative);
-    if (target_.layout == MapLayout::kTables) {
-        WriteTables(relative, file.Size(), extents);
-    } else {
-        try {
+    try {
+        if (target_.layout == MapLayout::kTables) {
+            WriteTables(relative, file.Size(), extents);
+        } else {
             target_.root.Write(target_.share.Map(relative),
                                refstore::EncodeExtents(kTransId, extents), kFileMode);
-        } catch (const std::length_error& error) {
-            throw terminal::ToolError(source.At(relative) + ": " + error.what());
         }
+    } catch (const std::length_error& error) {
+        throw terminal::ToolError(source.At(relative) + ": " + error.what());
     }
     ++files_;
     bytes_ += static_cast<std::uint64_t>(file.Size());
@@ -94,7 +93,8 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
     const auto length = static_cast<std::uint64_t>(size);
     const std::uint64_t span = target_.tableSpan;
     const std::uint64_t count = std::max<std::uint64_t>(1, length / span + (length % span != 0));
-    if (count > kMaxTables) {
+    // A sparse file of any size costs one table per span.
+    if (count > refstore::kMaxTables) {
         throw terminal::ToolError(relative + ": would need " + std::to_string(count) +
                                   " mapping tables; give a larger --table-span");
     }
@@ -113,9 +113,18 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
             table.dcids.emplace_back(extent.dcid, 0);
         }
     }
+    for (const refstore::TableRecord& table : record.tables) {
+        if (refstore::CostsTooMuch(table.offset, table.end,
+                                   table.extents.size() + table.dcids.size())) {
+            throw terminal::ToolError(relative +
+                                      ": a mapping table would cover more than readers accept; "
+                                      "give a smaller --table-span");
+        }
+    }
     const std::string directory = target_.share.Map(relative);
     target_.root.MakeDirectory(directory, kDirectoryMode);
-    refstore::WriteTableDirectory(target_.root.At(directory), record);
+    target_.root.Write(refstore::TableDirectory::FileIn(directory), refstore::EncodeTables(record),
+                       kFileMode);
 }
 
 void ShareWriter::WriteHeader(const SourceFile& file, const std::string& relative) {

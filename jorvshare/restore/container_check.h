@@ -11,8 +11,8 @@
 
 namespace jorvshare {
 
-/// Reads the containers that are asked for whole, each once and from its start to its end, and
-/// holds them against their seals and every piece of data against its fingerprint. One thread.
+/// Reads the containers that are asked for whole, each once, and holds them against their seals and
+/// every piece of data against its fingerprint. One thread.
 class ContainerCheck {
   public:
     /// @param damaged gets a line "damaged container <dcid>: <why>" for each that is not sound.

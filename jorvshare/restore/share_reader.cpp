@@ -4,11 +4,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "refstore/extent/extent_record.h"
-#include "refstore/fingerprint/sha256.h"
-#include "refstore/table/table_environment.h"
+#include "refstore/fingerprint.h"
+#include "refstore/table/table_directory.h"
 #include "terminal/interrupt.h"
 
 namespace jorvshare {
@@ -128,18 +127,15 @@ void ShareReader::ForEachExtent(const std::string& relative, const refstore::Hea
     };
     if (tables_) {
         const auto tables = InFile(relative, "", [&] {
-            auto loaded = refstore::TableEnvironment::Load(Reach(Map(relative)));
+            auto loaded = refstore::TableDirectory::Load(
+                Reach(refstore::TableDirectory::FileIn(Map(relative))));
             if (loaded->FileSize() != header.size) {
                 throw ToolError("header and mapping tables have different file sizes");
             }
             return loaded;
         });
-        for (std::size_t table = 0; table < tables->Tables().size(); ++table) {
-            for (auto walk = tables->Extents(table); walk.Left() != 0; walk.Next()) {
-                refstore::Extent extent;
-                std::memcpy(&extent, walk.Bytes(), sizeof extent);
-                takeInside(extent);
-            }
+        for (const refstore::StoredTableView& table : tables->Tables()) {
+            std::ranges::for_each(table.extents, takeInside);
         }
         return;
     }
@@ -150,9 +146,7 @@ void ShareReader::ForEachExtent(const std::string& relative, const refstore::Hea
         }
         return loaded;
     });
-    for (const refstore::Extent& extent : record.extents) {
-        takeInside(extent);
-    }
+    std::ranges::for_each(record.extents, takeInside);
 }
 
 std::vector<std::byte> ShareReader::ReadLocal(const refstore::Extent& extent) {

@@ -11,23 +11,17 @@
 #include "jorvshare/site/root.h"
 #include "jorvshare/site/site_layout.h"
 #include "refstore/base/regular_file.h"
-#include "refstore/container/container_kind.h"
 #include "refstore/container/container_record.h"
-#include "refstore/extent/extent_kind.h"
 #include "refstore/extent/extent_record.h"
-#include "refstore/header/header_kind.h"
 #include "refstore/header/header_record.h"
-#include "refstore/image/image_kind.h"
 #include "refstore/image/image_record.h"
-#include "refstore/table/table_environment.h"
+#include "refstore/table/table_directory.h"
 #include "terminal/one_line.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
 
 namespace {
-
-constexpr std::string_view kTableFile = "data.mdb";
 
 std::string HexOf(const crfp_digest_t& fp) {
     return terminal::Hex(std::as_bytes(std::span(fp.bytes)));
@@ -41,16 +35,20 @@ std::string Octal(std::uint32_t mode) {
     return "0" + digits;
 }
 
-void ShowExtent(const refstore::Extent& extent, FieldWriter* out) {
-    out->BeginItem();
-    out->Number("start", extent.start);
-    out->Number("end", extent.end);
-    out->Number("dcid", extent.dcid);
-    out->Number("so_ref", extent.soRef);
-    out->Number("cksum", extent.cksum);
-    out->Number("data_offset", extent.dataOffset);
-    out->Text("fp", HexOf(extent.fp));
-    out->EndItem();
+void ShowExtentList(std::span<const refstore::Extent> extents, FieldWriter* out) {
+    out->BeginList("extents", extents.size());
+    for (const refstore::Extent& extent : extents) {
+        out->BeginItem();
+        out->Number("start", extent.start);
+        out->Number("end", extent.end);
+        out->Number("dcid", extent.dcid);
+        out->Number("so_ref", extent.soRef);
+        out->Number("cksum", extent.cksum);
+        out->Number("data_offset", extent.dataOffset);
+        out->Text("fp", HexOf(extent.fp));
+        out->EndItem();
+    }
+    out->EndList();
 }
 
 void ShowHeader(const std::string& path, FieldWriter* out) {
@@ -72,11 +70,7 @@ void ShowExtents(const std::string& path, FieldWriter* out) {
     out->Text("kind", refstore::kExtentFileKind.what);
     out->Text("path", path);
     out->Number("trans_id", record.transId);
-    out->BeginList("extents", record.extents.size());
-    for (const refstore::Extent& extent : record.extents) {
-        ShowExtent(extent, out);
-    }
-    out->EndList();
+    ShowExtentList(record.extents, out);
 }
 
 void ShowContainer(const std::string& path, FieldWriter* out) {
@@ -113,27 +107,19 @@ void ShowImage(const std::string& path, FieldWriter* out) {
     out->EndList();
 }
 
-void ShowTables(const std::string& directory, FieldWriter* out) {
-    const auto environment = refstore::TableEnvironment::Load(directory);
+void ShowTables(const std::string& path, FieldWriter* out) {
+    const auto tables = refstore::TableDirectory::Load(path);
     out->Text("kind", "mapping tables");
-    out->Text("path", directory);
-    out->Number("file_size", environment->FileSize());
-    out->BeginList("tables", environment->Tables().size());
-    for (std::size_t i = 0; i < environment->Tables().size(); ++i) {
-        const refstore::TableInfo& table = environment->Tables()[i];
+    out->Text("path", path);
+    out->Number("file_size", tables->FileSize());
+    out->BeginList("tables", tables->Tables().size());
+    for (const refstore::StoredTableView& table : tables->Tables()) {
         out->BeginItem();
         out->Number("offset", table.offset);
         out->Number("end", table.end);
-        out->BeginList("extents", table.extents);
-        for (auto walk = environment->Extents(i); walk.Left() != 0; walk.Next()) {
-            refstore::Extent extent;
-            std::memcpy(&extent, walk.Bytes(), sizeof extent);
-            ShowExtent(extent, out);
-        }
-        out->EndList();
-        const auto dcids = environment->Dcids(i);
-        out->BeginList("dcids", dcids.size());
-        for (const auto& [dcid, second] : dcids) {
+        ShowExtentList(table.extents, out);
+        out->BeginList("dcids", table.dcids.size());
+        for (const auto& [dcid, second] : table.dcids) {
             out->BeginItem();
             out->Number("dcid", dcid);
             out->Number("second", second);
@@ -141,7 +127,7 @@ void ShowTables(const std::string& directory, FieldWriter* out) {
         }
         out->EndList();
         out->Number("bloom_hashes", table.bloomHashes);
-        out->Number("bloom_bits", table.bloomWords * 64);
+        out->Number("bloom_bits", table.bloomWords.size() * 64);
         out->EndItem();
     }
     out->EndList();
@@ -153,8 +139,9 @@ struct Kind {
     std::string_view magic;
     Shower show;
 };
-constexpr std::array<Kind, 4> kKinds = {{{refstore::kHeaderKind.magic, ShowHeader},
+constexpr std::array<Kind, 5> kKinds = {{{refstore::kHeaderKind.magic, ShowHeader},
                                          {refstore::kExtentFileKind.magic, ShowExtents},
+                                         {refstore::kTablesKind.magic, ShowTables},
                                          {refstore::kContainerIndexKind.magic, ShowContainer},
                                          {refstore::kImageKind.magic, ShowImage}}};
 
@@ -182,7 +169,7 @@ void ShowDirectory(const std::string& path, FieldWriter* out) {
     if (directory.TypeOf("head") != 0 && directory.TypeOf("map") != 0) {
         ReferTo(path, "a share", "a file below its head, or what is of its name below map");
     }
-    ShowTables(path, out);
+    ShowTables(refstore::TableDirectory::FileIn(path), out);
 }
 
 void ShowAny(const std::string& path, FieldWriter* out) {
@@ -198,19 +185,15 @@ void ShowAny(const std::string& path, FieldWriter* out) {
             return;
         }
     }
-    // A user file may have these names as well: its header or extent file was recognised above.
-    const std::filesystem::path name(path);
-    if (name.filename() == kTableFile) {
-        ShowTables(refstore::ParentOf(path), out);
-    } else if (name.extension() == ".bin") {
+    // A user file may have this name as well: its header or extent file was recognised above.
+    if (path.ends_with(".bin")) {
         ReferTo(path, "the data of a container",
                 "its index, " + std::filesystem::path(path).replace_extension(".bhd").native());
-    } else {
-        throw terminal::ToolError(
-            path +
-            ": no header file, extent file, container index, container image or mapping tables "
-            "(bad magic number)");
     }
+    throw terminal::ToolError(
+        path +
+        ": no header file, extent file, container index, container image or mapping tables "
+        "(bad magic number)");
 }
 
 }  // namespace

@@ -34,7 +34,8 @@ template <typename Element>
 void RequireAligned(const EnvelopeKind& kind, const flatbuffers::Vector<Element>& vector,
                     const std::string& path) {
     constexpr std::size_t kAlignment = alignof(std::remove_pointer_t<Element>);
-    if (reinterpret_cast<std::uintptr_t>(vector.Data()) % kAlignment != 0) {
+    // The builder does not align a vector without elements.
+    if (vector.size() != 0 && reinterpret_cast<std::uintptr_t>(vector.Data()) % kAlignment != 0) {
         ThrowDamage(kind.what, path, "malformed record");
     }
 }

@@ -89,7 +89,7 @@ void RegularFile::ReadAt(std::uint64_t offset, std::span<std::byte> out) const {
     }
 }
 
-FileBytes RegularFile::Room(std::uint64_t limit) const {
+FileBytes RegularFile::ReadAll(std::uint64_t limit) const {
     if (Size() > limit) {
         ThrowErrno(EFBIG, what_, path_);
     }
@@ -98,25 +98,7 @@ FileBytes RegularFile::Room(std::uint64_t limit) const {
         what_, path_, [this] { return std::make_unique_for_overwrite<std::byte[]>(Size() + 1); });
     bytes.size = Size();
     AskForLargePages({bytes.data.get(), bytes.size});
-    return bytes;
-}
-
-FileBytes RegularFile::ReadAll(std::uint64_t limit) const {
-    FileBytes bytes = Room(limit);
     Read(0, {bytes.data.get(), bytes.size + 1}, bytes.size);
-    return bytes;
-}
-
-FileBytes RegularFile::ReadAll(std::uint64_t limit, const Seen& seen) const {
-    FileBytes bytes = Room(limit);
-    std::size_t offset = 0;
-    do {
-        const std::size_t length = std::min(bytes.size - offset, kPiece);
-        const bool last = offset + length == bytes.size;
-        Read(offset, {bytes.data.get() + offset, length + (last ? 1U : 0U)}, length);
-        seen({bytes.data.get() + offset, length});
-        offset += length;
-    } while (offset < bytes.size);
     return bytes;
 }
 

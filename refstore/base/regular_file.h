@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -33,6 +32,10 @@ class RegularFile {
     /// @param what kind of structure, a literal, for messages; kept by reference.
     RegularFile(std::string_view what, const std::string& path);
 
+    /// As given to the constructor.
+    [[nodiscard]] std::string_view What() const { return what_; }
+    [[nodiscard]] const std::string& Path() const { return path_; }
+
     /// Size in bytes when the file was opened.
     [[nodiscard]] std::uint64_t Size() const {
         return static_cast<std::uint64_t>(attributes_.st_size);
@@ -55,15 +58,7 @@ class RegularFile {
     /// is allocated.
     [[nodiscard]] FileBytes ReadAll(std::uint64_t limit) const;
 
-    /// The same, in pieces of kPiece bytes but for the last: each is shown to `seen`, in order,
-    /// while the processor still has it in its cache.
-    static constexpr std::size_t kPiece = std::size_t{1} << 18;
-    using Seen = std::function<void(std::span<const std::byte> piece)>;
-    [[nodiscard]] FileBytes ReadAll(std::uint64_t limit, const Seen& seen) const;
-
   private:
-    /// Memory for the whole file and one byte more.
-    [[nodiscard]] FileBytes Room(std::uint64_t limit) const;
     /// Reads `wanted` bytes into `out`, which may have room for one more: asking for that one tells
     /// without another call that the file has grown.
     void Read(std::uint64_t offset, std::span<std::byte> out, std::size_t wanted) const;

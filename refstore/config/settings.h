@@ -29,6 +29,10 @@ std::string SettingsPath();
 /// "<path>:<line>: <reason>", or "<path>: <reason>" where no line is to blame.
 Settings ReadSettings(const std::string& path);
 
+/// The TOML text of `settings`, every key with a comment. Defined in the library of writers. Paths
+/// are written as they stand in `settings`; relative ones are read relative to the file.
+std::string EncodeSettings(const Settings& settings);
+
 /// The process's settings, read from SettingsPath() once. When they cannot be used, prints what()
 /// and a newline on standard error the first time, and throws it every time: with defaults a
 /// share would be checked under the wrong layout and called sound. Any thread may call it.

@@ -8,7 +8,7 @@
 #include <tuple>
 #include <utility>
 
-#include "refstore/paths/path_prefix.h"
+#include "refstore/paths.h"
 #include "storage/exception.h"
 
 namespace refstore {

@@ -1,6 +1,6 @@
-#include "refstore/config/settings_writer.h"
-
 #include <string_view>
+
+#include "refstore/config/settings.h"
 
 namespace refstore {
 

@@ -11,8 +11,7 @@
 
 #include "refstore/base/errors.h"
 #include "refstore/base/posix.h"
-#include "refstore/container/container_kind.h"
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/fingerprint.h"
 
 namespace refstore {
 

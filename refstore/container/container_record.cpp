@@ -5,13 +5,13 @@
 #include "refstore/base/errors.h"
 #include "refstore/base/record_reader.h"
 #include "refstore/container/container_format_generated.h"
-#include "refstore/container/container_kind.h"
 
 namespace refstore {
 
 ContainerIndex LoadContainerIndex(const std::string& path) {
     return OrOutOfMemory(kContainerIndexKind.what, path, [&path] {
-        const LoadedEnvelope loaded = LoadEnvelope(kContainerIndexKind, path);
+        const LoadedEnvelope loaded =
+            LoadEnvelope(kContainerIndexKind, RegularFile(kContainerIndexKind.what, path));
         const auto& stored =
             VerifiedRoot<container_format::Index>(kContainerIndexKind, loaded.payload, path);
         RequireAligned(kContainerIndexKind, *stored.entries(), path);

@@ -5,9 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "refstore/base/envelope.h"
 #include "storage/fingerprint.h"
 
 namespace refstore {
+
+/// The envelope that the index of a data container is kept in.
+inline constexpr EnvelopeKind kContainerIndexKind{"JORVCIDX", 1, "container index"};
 
 /// Longest piece of data that a container takes, in bytes. Far above what packing cuts; it bounds
 /// what a reader allocates on an index's word.

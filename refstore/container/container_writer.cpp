@@ -1,16 +1,14 @@
 #include "refstore/container/container_writer.h"
 
 #include <unistd.h>
-#include <xxhash.h>
 
 #include <stdexcept>
 #include <utility>
 
+#include "refstore/base/checksum.h"
 #include "refstore/base/envelope_writer.h"
 #include "refstore/base/file_writer.h"
-#include "refstore/base/record_writer.h"
 #include "refstore/container/container_format_generated.h"
-#include "refstore/container/container_kind.h"
 
 namespace refstore {
 
@@ -22,7 +20,7 @@ constexpr mode_t kDataMode = 0600;
 }  // namespace
 
 std::vector<std::byte> EncodeContainerIndex(const ContainerIndex& index) {
-    RequireFits(index.entries.size() * sizeof(container_format::Entry));
+    RequireFits(kContainerIndexKind, index.entries.size() * sizeof(container_format::Entry));
     std::vector<container_format::Entry> entries;
     entries.reserve(index.entries.size());
     for (const ContainerEntry& entry : index.entries) {
@@ -59,12 +57,13 @@ void ContainerWriter::Finish() {
     }
     finished_ = true;
     index_.binSize = data_.size();
-    index_.binSeal = XXH3_64bits(data_.data(), data_.size());
+    index_.binSeal = Checksum(data_);
     const std::string base = directory_ + "/" + std::to_string(index_.dcid);
     const std::string bin = base + ".bin";
     const std::string bhd = base + ".bhd";
-    // A .bin without its .bhd is a damaged container, and the checker says so: whatever step fails,
-    // what the steps before it made is taken away, and nothing that was there before is touched.
+    // A .bin without its .bhd is a damaged container, and the checker says so. The .bhd appears
+    // first, so that a run that is killed leaves no .bin alone. Whatever step fails, what the steps
+    // before it made is taken away, and nothing that was there before is touched.
     std::vector<std::string> made;
     const auto keep = [&made](const std::string& path) { made.push_back(path); };
     try {
@@ -72,9 +71,9 @@ void ContainerWriter::Finish() {
         keep(bin + ".new");
         WriteNewFile(bhd + ".new", EncodeContainerIndex(index_));
         keep(bhd + ".new");
-        RenameNew(bin + ".new", bin);
-        keep(bin);
         RenameNew(bhd + ".new", bhd);
+        keep(bhd);
+        RenameNew(bin + ".new", bin);
     } catch (...) {
         for (const std::string& path : made) {
             ::unlink(path.c_str());

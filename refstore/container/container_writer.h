@@ -13,7 +13,7 @@ namespace refstore {
 std::vector<std::byte> EncodeContainerIndex(const ContainerIndex& index);
 
 /// Fills one container: data goes to memory piece by piece and, with Finish, to disk as
-/// "<dcid>.bin" and then "<dcid>.bhd" in `directory`. A container that was not finished leaves
+/// "<dcid>.bhd" and then "<dcid>.bin" in `directory`. A container that was not finished leaves
 /// nothing. Failures are SysExceptions. One thread at a time.
 class ContainerWriter {
   public:
@@ -26,7 +26,7 @@ class ContainerWriter {
     [[nodiscard]] std::uint64_t Size() const { return data_.size(); }
     [[nodiscard]] std::uint64_t Dcid() const { return index_.dcid; }
 
-    /// Writes both files, each beside its place first and renamed when whole, .bhd last. Nothing
+    /// Writes both files, each beside its place first and renamed when whole, .bin last. Nothing
     /// may be added afterwards. A container of that name that is there already is left as it is,
     /// and Finish fails. Not durable until SyncFileSystem.
     void Finish();

@@ -1,16 +1,17 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <span>
-#include <vector>
 
-#include "refstore/extent/extent.h"
+#include "refstore/base/envelope_writer.h"
+#include "refstore/extent/stored_extents.h"
 
 namespace refstore {
 
-/// The bytes of an extent file, its extents in the given order. More than fit into one record
-/// (about 26 million) throw std::length_error.
-std::vector<std::byte> EncodeExtents(std::int64_t transId, std::span<const Extent> extents);
+/// Adds extents to a record that is being built, in the given order.
+inline flatbuffers::Offset<StoredExtents> AddExtents(flatbuffers::FlatBufferBuilder& builder,
+                                                     std::span<const Extent> extents) {
+    return builder.CreateVectorOfStructs(
+        reinterpret_cast<const extent_format::StoredExtent*>(extents.data()), extents.size());
+}
 
 }  // namespace refstore

@@ -3,13 +3,13 @@
 #include "refstore/base/errors.h"
 #include "refstore/base/record_reader.h"
 #include "refstore/header/header_format_generated.h"
-#include "refstore/header/header_kind.h"
 
 namespace refstore {
 
 HeaderRecord LoadHeaderRecord(const std::string& path) {
     return OrOutOfMemory(kHeaderKind.what, path, [&path] {
-        const LoadedEnvelope loaded = LoadEnvelope(kHeaderKind, path);
+        const LoadedEnvelope loaded =
+            LoadEnvelope(kHeaderKind, RegularFile(kHeaderKind.what, path));
         const auto& stored = VerifiedRoot<header_format::Header>(kHeaderKind, loaded.payload, path);
         const header_format::Attributes& attributes = *stored.attributes();
         HeaderRecord record;

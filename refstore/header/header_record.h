@@ -1,9 +1,16 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
+
+#include "refstore/base/envelope.h"
 
 namespace refstore {
+
+/// The envelope that a header file is kept in: 64 KiB for the extent location, and the rest.
+inline constexpr EnvelopeKind kHeaderKind{"JORVHEAD", 1, "header file", 65536 + 4096};
 
 /// What a header file holds about one user file.
 struct HeaderRecord {
@@ -21,5 +28,9 @@ struct HeaderRecord {
 
 /// Reads the header file at `path`; every failure is a SysException.
 HeaderRecord LoadHeaderRecord(const std::string& path);
+
+/// The bytes of a header file. Defined in the library of writers. A location that is too long
+/// throws std::length_error.
+std::vector<std::byte> EncodeHeader(const HeaderRecord& record);
 
 }  // namespace refstore

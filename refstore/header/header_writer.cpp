@@ -1,14 +1,11 @@
-#include "refstore/header/header_writer.h"
-
 #include "refstore/base/envelope_writer.h"
-#include "refstore/base/record_writer.h"
 #include "refstore/header/header_format_generated.h"
-#include "refstore/header/header_kind.h"
+#include "refstore/header/header_record.h"
 
 namespace refstore {
 
 std::vector<std::byte> EncodeHeader(const HeaderRecord& record) {
-    RequireFits(record.extentLocation.size());
+    RequireFits(kHeaderKind, record.extentLocation.size());
     flatbuffers::FlatBufferBuilder builder;
     const auto location = AddBytes(builder, record.extentLocation);
     const header_format::Attributes attributes(record.transId, record.size, record.mtime, record.fg,

@@ -3,13 +3,12 @@
 #include "refstore/base/errors.h"
 #include "refstore/base/record_reader.h"
 #include "refstore/image/image_format_generated.h"
-#include "refstore/image/image_kind.h"
 
 namespace refstore {
 
 ImageRecord LoadImageRecord(const std::string& path) {
     return OrOutOfMemory(kImageKind.what, path, [&path] {
-        const LoadedEnvelope loaded = LoadEnvelope(kImageKind, path);
+        const LoadedEnvelope loaded = LoadEnvelope(kImageKind, RegularFile(kImageKind.what, path));
         const auto& stored = VerifiedRoot<image_format::Image>(kImageKind, loaded.payload, path);
         RequireAligned(kImageKind, *stored.containers(), path);
         ImageRecord record;

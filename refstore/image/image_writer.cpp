@@ -1,15 +1,12 @@
-#include "refstore/image/image_writer.h"
-
 #include "refstore/base/envelope_writer.h"
-#include "refstore/base/record_writer.h"
 #include "refstore/image/image_format_generated.h"
-#include "refstore/image/image_kind.h"
+#include "refstore/image/image_record.h"
 
 namespace refstore {
 
 std::vector<std::byte> EncodeImage(const ImageRecord& record) {
-    RequireFits(record.policy.size() + record.backupTime.size() + record.name.size() +
-                record.containers.size() * sizeof(std::uint64_t));
+    RequireFits(kImageKind, record.policy.size() + record.backupTime.size() + record.name.size() +
+                                record.containers.size() * sizeof(std::uint64_t));
     flatbuffers::FlatBufferBuilder builder;
     const auto policy = AddBytes(builder, record.policy);
     const auto backupTime = AddBytes(builder, record.backupTime);

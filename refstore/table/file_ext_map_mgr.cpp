@@ -1,19 +1,18 @@
 #include "storage/file_ext_map_mgr.h"
 
 #include <cerrno>
-#include <new>
 #include <utility>
 #include <vector>
 
 #include "refstore/base/errors.h"
-#include "refstore/table/kept_environment.h"
+#include "refstore/table/kept_directory.h"
 #include "refstore/table/mapping_table.h"
 
 namespace Corvane::Kst::Marlow::Jorv {
 
 struct BaseFileExtMapMgr::Impl {
-    std::string directory;
-    std::shared_ptr<const refstore::TableEnvironment> environment;
+    std::string path;
+    std::shared_ptr<const refstore::TableDirectory> directory;
     // Tables stay where they are: their addresses are handed out.
     std::vector<refstore::MappingTable> tables;
 };
@@ -22,46 +21,40 @@ BaseFileExtMapMgr::BaseFileExtMapMgr(const std::string& path, const std::string&
                                      CMappingTable* ownTable,
                                      jorv::DataCacheManagementInterface* /*dataCache*/)
     : table(ownTable), impl_(std::make_unique<Impl>()) {
-    impl_->directory = path;
+    impl_->path = path;
 }
 
 BaseFileExtMapMgr::~BaseFileExtMapMgr() = default;
 
 void BaseFileExtMapMgr::LoadTables() {
     impl_->tables.clear();
-    impl_->environment.reset();
-    try {
-        // A check that opened the directory a moment ago has checked the same bytes.
-        auto loaded = refstore::KeptEnvironment(impl_->directory);
-        if (loaded == nullptr) {
-            loaded = refstore::LoadEnvironment(impl_->directory);
-        }
+    impl_->directory.reset();
+    refstore::OrOutOfMemory(refstore::kTablesKind.what, impl_->path, [this] {
+        auto loaded = refstore::LoadDirectory(impl_->path);
         std::vector<refstore::MappingTable> tables(loaded->Tables().size());
         for (std::size_t number = 0; number < tables.size(); ++number) {
             tables[number].Hold(loaded, number);
         }
         impl_->tables = std::move(tables);
-        impl_->environment = std::move(loaded);
-    } catch (const std::bad_alloc&) {
-        refstore::ThrowErrno(ENOMEM, refstore::kMappingTableName, impl_->directory);
-    }
+        impl_->directory = std::move(loaded);
+    });
 }
 
 std::int32_t BaseFileExtMapMgr::GetTableForRead(long offset, ExtMapEntry* entry) {
     if (offset < 0 || entry == nullptr) {
         return EINVAL;
     }
-    if (impl_->environment == nullptr) {
+    if (impl_->directory == nullptr) {
         return ENOENT;
     }
-    const auto number = impl_->environment->Find(static_cast<std::uint64_t>(offset));
+    const auto number = impl_->directory->Find(static_cast<std::uint64_t>(offset));
     if (!number) {
         return ENOENT;
     }
-    const refstore::TableInfo& info = impl_->environment->Tables()[*number];
+    const refstore::StoredTableView& found = impl_->directory->Tables()[*number];
     *entry = {.table = &impl_->tables[*number],
-              .startOffset = info.offset,
-              .endOffset = info.end,
+              .startOffset = found.offset,
+              .endOffset = found.end,
               .number = static_cast<std::uint32_t>(*number)};
     return 0;
 }
@@ -77,7 +70,7 @@ FileExtMapMgr* FileExtMapMgr::newFileExtMapMgr(const std::string& path, const st
 }
 
 std::int64_t FileExtMapMgr::GetFileSize() {
-    return impl_->environment == nullptr ? 0 : impl_->environment->FileSize();
+    return impl_->directory == nullptr ? 0 : impl_->directory->FileSize();
 }
 
 }  // namespace Corvane::Kst::Marlow::Jorv

@@ -5,21 +5,14 @@
 #include <utility>
 
 #include "refstore/base/errors.h"
-#include "refstore/table/bloom_filter_impl.h"
-#include "refstore/table/kept_environment.h"
-#include "refstore/table/table_cursor.h"
+#include "refstore/extent/extent_cursor.h"
+#include "refstore/table/kept_directory.h"
 #include "storage/exception.h"
 
 namespace refstore {
 
 MappingTable::iterator MappingTable::begin() {
-    if (HasTable()) {
-        return iterator(new TableCursor(environment_->Extents(table_)));
-    }
-    if (!record_.extents.empty()) {
-        return iterator(new TableCursor(ArrayWalk(record_.extents)));
-    }
-    return end();
+    return extents_.empty() ? end() : iterator(new ExtentCursor(extents_));
 }
 
 MappingTable::iterator MappingTable::end() {
@@ -29,7 +22,7 @@ MappingTable::iterator MappingTable::end() {
 std::int32_t MappingTable::Open(const std::string& path, bool /*onKlfs*/, std::string /*name*/) {
     Clear();
     try {
-        environment_ = LoadEnvironment(path);
+        Hold(LoadDirectory(path), 0);
         return 0;
     } catch (const Corvane::Kst::Marlow::Jorv::SysException& failure) {
         return failure.GetErrorNumber();
@@ -40,38 +33,40 @@ std::int32_t MappingTable::Open(const std::string& path, bool /*onKlfs*/, std::s
 
 std::int32_t MappingTable::GetDcidList(std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry>* dcids,
                                        std::unique_ptr<BloomFilter>* filter) {
-    try {
+    OrOutOfMemory("DCID list", "of a mapping table", [&] {
         std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry> list;
         auto bloom = std::make_unique<BloomFilter::Impl>();
-        if (HasTable()) {
-            list = environment_->Dcids(table_);
-            bloom->bits = environment_->Bloom(table_);
+        if (table_ != nullptr) {
+            list.assign(table_->dcids.begin(), table_->dcids.end());
+            bloom->bits = table_->Bloom();
         }
         *filter = std::make_unique<BloomFilter>(std::move(bloom));
         *dcids = std::move(list);
-    } catch (const std::bad_alloc&) {
-        ThrowErrno(ENOMEM, kMappingTableName,
-                   environment_ == nullptr ? std::string() : environment_->Path());
-    }
+    });
     return 0;
 }
 
 void MappingTable::Hold(ExtentRecord record) noexcept {
     Clear();
-    record_ = std::move(record);
+    file_ = std::move(record.file);
+    extents_ = record.extents;
 }
 
-void MappingTable::Hold(std::shared_ptr<const TableEnvironment> environment,
+void MappingTable::Hold(std::shared_ptr<const TableDirectory> directory,
                         std::size_t table) noexcept {
     Clear();
-    environment_ = std::move(environment);
-    table_ = table;
+    if (table < directory->Tables().size()) {
+        table_ = &directory->Tables()[table];
+        extents_ = table_->extents;
+    }
+    directory_ = std::move(directory);
 }
 
 void MappingTable::Clear() noexcept {
-    record_ = {};
-    environment_.reset();
-    table_ = 0;
+    table_ = nullptr;
+    extents_ = {};
+    directory_.reset();
+    file_ = {};
 }
 
 }  // namespace refstore

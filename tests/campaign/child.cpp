@@ -1,9 +1,7 @@
 #include "tests/campaign/child.h"
 #include "tests/support/jorvck_main.h"
 
-#include <fcntl.h>
 #include <grp.h>
-#include <lmdb.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -15,7 +13,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <stdexcept>
 #include <vector>
 
@@ -119,41 +116,6 @@ void BecomeNobody() {
     std::exit(status);
 }
 
-struct CloseEnvironment {
-    void operator()(MDB_env* environment) const { mdb_env_close(environment); }
-};
-
-bool WalkWithLmdb(const char* path) {
-    MDB_env* made = nullptr;
-    if (mdb_env_create(&made) != 0) {
-        return false;
-    }
-    const std::unique_ptr<MDB_env, CloseEnvironment> environment(made);
-    MDB_txn* transaction = nullptr;
-    MDB_dbi database = 0;
-    MDB_cursor* cursor = nullptr;
-    // Else the file says how much is mapped, and what it says may be more than there is.
-    constexpr std::size_t kMapped = std::size_t{1} << 20;
-    if (mdb_env_set_mapsize(made, kMapped) != 0 ||
-        mdb_env_open(made, path, MDB_NOSUBDIR | MDB_RDONLY | MDB_NOLOCK, 0644) != 0 ||
-        mdb_txn_begin(made, nullptr, MDB_RDONLY, &transaction) != 0 ||
-        mdb_dbi_open(transaction, nullptr, 0, &database) != 0 ||
-        mdb_cursor_open(transaction, database, &cursor) != 0) {
-        return false;
-    }
-    MDB_val key = {};
-    MDB_val value = {};
-    volatile unsigned char sum = 0;
-    int code = 0;
-    while ((code = mdb_cursor_get(cursor, &key, &value, MDB_NEXT)) == 0) {
-        const auto* bytes = static_cast<const unsigned char*>(value.mv_data);
-        for (std::size_t i = 0; i < value.mv_size; ++i) {
-            sum = static_cast<unsigned char>(sum + bytes[i]);
-        }
-    }
-    return code == MDB_NOTFOUND;
-}
-
 }  // namespace
 
 Ended RunChecker(const Scene& scene, const HowToRun& how) {
@@ -187,30 +149,6 @@ Ended RunChecker(const Scene& scene, const HowToRun& how) {
         ended.layer = static_cast<Layer>(reached.front());
     }
     return ended;
-}
-
-Taken ReadWithLmdb(const std::string& path) {
-    const pid_t child = ::fork();
-    Require(child >= 0, "fork");
-    if (child == 0) {
-        NoCoreFile();
-        // Whatever watches over this process: here a signal is what is waited for.
-        for (const int number : std::array{SIGSEGV, SIGBUS, SIGFPE, SIGABRT, SIGILL}) {
-            std::signal(number, SIG_DFL);
-        }
-        const int nothing = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-        ::dup2(nothing, STDERR_FILENO);
-        ::_exit(WalkWithLmdb(path.c_str()) ? 0 : 1);
-    }
-    bool hung = false;
-    const int result = WaitFor(child, 2, hung);
-    if (hung) {
-        return Taken::kHung;
-    }
-    if (WIFSIGNALED(result)) {
-        return Taken::kKilled;
-    }
-    return WEXITSTATUS(result) == 0 ? Taken::kRead : Taken::kRefused;
 }
 
 }  // namespace campaign

@@ -36,11 +36,4 @@ struct HowToRun {
 /// Runs the checker over a scene.
 Ended RunChecker(const Scene& scene, const HowToRun& how);
 
-/// How plain LMDB took a file.
-enum class Taken : std::uint8_t { kRead, kRefused, kKilled, kHung };
-inline constexpr std::size_t kTakens = 4;
-
-/// Opens the file with LMDB, walks every record of it and reads every value, in a child.
-Taken ReadWithLmdb(const std::string& path);
-
 }  // namespace campaign

@@ -15,8 +15,8 @@ namespace {
 constexpr std::array<unsigned char, kByteValues> kMasks = {0x01, 0x80, 0xff};
 constexpr std::array<std::size_t, kAddedLengths / 2> kAdded = {1, 8, 24, 32, 4064, 4096, 8192};
 
-void ChangeFields(std::string& bytes, std::uint64_t seed, std::size_t page) {
-    test_support::FieldMutator<std::mt19937_64> mutator(seed, page);
+void ChangeFields(std::string& bytes, std::uint64_t seed) {
+    test_support::FieldMutator<std::mt19937_64> mutator(seed, kPiece);
     for (std::size_t changes = 1 + mutator.Below(3); changes > 0 && bytes.size() >= 8; --changes) {
         const std::size_t at = mutator.Place(bytes);
         switch (mutator.Below(4)) {
@@ -40,13 +40,13 @@ std::string Added(std::uint64_t which, const std::string& bytes) {
     return which % 2 == 0 ? std::string(more, '\0') : bytes.substr(0, more);
 }
 
-void SwapPages(std::string& bytes, std::size_t page, std::size_t first, std::size_t second) {
-    const std::string one = bytes.substr(first * page, page);
-    const std::string two = bytes.substr(second * page, page);
+void SwapPieces(std::string& bytes, std::size_t first, std::size_t second) {
+    const std::string one = bytes.substr(first * kPiece, kPiece);
+    const std::string two = bytes.substr(second * kPiece, kPiece);
     // The shorter last one moves as far as it goes.
     const std::size_t common = std::min(one.size(), two.size());
-    bytes.replace(first * page, common, two, 0, common);
-    bytes.replace(second * page, common, one, 0, common);
+    bytes.replace(first * kPiece, common, two, 0, common);
+    bytes.replace(second * kPiece, common, one, 0, common);
 }
 
 }  // namespace
@@ -59,12 +59,12 @@ std::string_view NameOf(Change change) {
             return "cut short";
         case Change::kAdd:
             return "bytes added";
-        case Change::kZeroPage:
-            return "page zeroed";
-        case Change::kSwapPages:
-            return "pages swapped";
-        case Change::kForeignPage:
-            return "page of another file";
+        case Change::kZeroPiece:
+            return "piece zeroed";
+        case Change::kSwapPieces:
+            return "pieces swapped";
+        case Change::kForeignPiece:
+            return "piece of another file";
         case Change::kFields:
             return "fields changed";
         case Change::kObject:
@@ -73,17 +73,8 @@ std::string_view NameOf(Change change) {
     return "?";
 }
 
-std::uint64_t PageSizeOf(FileKind kind) {
-    return kind == FileKind::kTables ? 4096 : 64;
-}
-
-std::uint64_t PagesOf(FileKind kind, std::uint64_t size) {
-    return (size + PageSizeOf(kind) - 1) / PageSizeOf(kind);
-}
-
 std::string Apply(const Mutation& mutation, FileKind kind, std::string bytes,
                   const std::string& other) {
-    const std::size_t page = PageSizeOf(kind);
     switch (mutation.change) {
         case Change::kByte: {
             char& byte = bytes[mutation.first];
@@ -96,23 +87,24 @@ std::string Apply(const Mutation& mutation, FileKind kind, std::string bytes,
         case Change::kAdd:
             bytes += Added(mutation.first, bytes);
             break;
-        case Change::kZeroPage: {
-            const std::size_t count = std::min(page, bytes.size() - mutation.first * page);
-            bytes.replace(mutation.first * page, count, count, '\0');
+        case Change::kZeroPiece: {
+            const std::size_t count = std::min(kPiece, bytes.size() - mutation.first * kPiece);
+            bytes.replace(mutation.first * kPiece, count, count, '\0');
             break;
         }
-        case Change::kSwapPages:
-            SwapPages(bytes, page, mutation.first, mutation.second);
+        case Change::kSwapPieces:
+            SwapPieces(bytes, mutation.first, mutation.second);
             break;
-        case Change::kForeignPage: {
+        case Change::kForeignPiece: {
             const std::string foreign =
-                other.substr(std::min(mutation.second * page, other.size()), page);
-            bytes.replace(mutation.first * page,
-                          std::min(foreign.size(), bytes.size() - mutation.first * page), foreign);
+                other.substr(std::min(mutation.second * kPiece, other.size()), kPiece);
+            bytes.replace(mutation.first * kPiece,
+                          std::min(foreign.size(), bytes.size() - mutation.first * kPiece),
+                          foreign);
             break;
         }
         case Change::kFields:
-            ChangeFields(bytes, mutation.first, page);
+            ChangeFields(bytes, mutation.first);
             break;
         case Change::kObject:
             break;

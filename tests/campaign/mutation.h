@@ -9,25 +9,24 @@
 namespace campaign {
 
 enum class Change : std::uint8_t {
-    kByte,         ///< one byte gets another value
-    kCut,          ///< the file is cut short
-    kAdd,          ///< bytes are added
-    kZeroPage,     ///< a page is zeroed
-    kSwapPages,    ///< two pages change places
-    kForeignPage,  ///< a page is taken from another file of the kind
-    kFields,       ///< 1 to 3 integers of the structure get telling values
-    kObject,       ///< something else stands in the file's place
+    kByte,          ///< one byte gets another value
+    kCut,           ///< the file is cut short
+    kAdd,           ///< bytes are added
+    kZeroPiece,     ///< a piece is zeroed
+    kSwapPieces,    ///< two pieces change places
+    kForeignPiece,  ///< a piece is taken from another file of the kind
+    kFields,        ///< 1 to 3 integers of the structure get telling values
+    kObject,        ///< something else stands in the file's place
 };
 
 std::string_view NameOf(Change change);
 
-/// Values that a byte is changed to, lengths that are added, pages that a file of `size` has.
+/// Values that a byte is changed to, lengths that are added, bytes of a piece.
 inline constexpr std::uint64_t kByteValues = 3;
 inline constexpr std::uint64_t kAddedLengths = 14;
-std::uint64_t PageSizeOf(FileKind kind);
-std::uint64_t PagesOf(FileKind kind, std::uint64_t size);
+inline constexpr std::uint64_t kPiece = 64;
 
-/// What is done to one file; the two numbers say which byte, length, page or random seed.
+/// What is done to one file; the two numbers say which byte, length, piece or random seed.
 struct Mutation {
     Change change = Change::kByte;
     bool sealed = false;  ///< the seal is made to fit again

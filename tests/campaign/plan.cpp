@@ -12,8 +12,8 @@ namespace campaign {
 
 namespace {
 
-// Pages of a file that are swapped and replaced, from its start: all of a small one.
-constexpr std::uint64_t kMostPages = 24;
+// Pieces of a file that are swapped and replaced, from its start: all of a small one.
+constexpr std::uint64_t kMostPieces = 24;
 
 class Planner {
   public:
@@ -24,7 +24,7 @@ class Planner {
           exhaustive_(file.exhaustive),
           sealed_(IsSealed(file.kind)),
           size_(std::filesystem::file_size(file.path)),
-          pages_(std::min(PagesOf(file.kind, size_), kMostPages)),
+          pieces_(std::min((size_ + kPiece - 1) / kPiece, kMostPieces)),
           trials_(trials) {}
 
     void Systematic() {
@@ -34,12 +34,12 @@ class Planner {
         for (std::uint64_t which = 0; which < kAddedLengths; ++which) {
             Add(Change::kAdd, which, 0);
         }
-        for (std::uint64_t page = 0; page < pages_; ++page) {
-            Add(Change::kZeroPage, page, 0);
-            for (std::uint64_t other = 0; other < pages_; ++other) {
-                Add(Change::kForeignPage, page, other);
-                if (other > page) {
-                    Add(Change::kSwapPages, page, other);
+        for (std::uint64_t piece = 0; piece < pieces_; ++piece) {
+            Add(Change::kZeroPiece, piece, 0);
+            for (std::uint64_t other = 0; other < pieces_; ++other) {
+                Add(Change::kForeignPiece, piece, other);
+                if (other > piece) {
+                    Add(Change::kSwapPieces, piece, other);
                 }
             }
         }
@@ -70,7 +70,7 @@ class Planner {
     bool exhaustive_;
     bool sealed_;
     std::uint64_t size_;
-    std::uint64_t pages_;
+    std::uint64_t pieces_;
     std::vector<Trial>& trials_;
 };
 
@@ -107,7 +107,7 @@ std::vector<std::uint32_t> OrderOf(const std::vector<Trial>& plan, std::uint64_t
     }
     std::stable_partition(order.begin(), order.end(), [&plan](std::uint32_t number) {
         const Change change = plan[number].mutation.change;
-        return change == Change::kObject || change == Change::kAdd || change == Change::kZeroPage;
+        return change == Change::kObject || change == Change::kAdd || change == Change::kZeroPiece;
     });
     return order;
 }

@@ -1,18 +1,15 @@
 #include "tests/campaign/seal.h"
 
-#include <xxhash.h>
-
 #include <array>
-#include <cstring>
 #include <span>
 
+#include "refstore/base/checksum.h"
+#include "refstore/base/little_endian.h"
 #include "refstore/container/container_record.h"
 #include "refstore/extent/extent_record.h"
 #include "refstore/header/header_record.h"
 #include "refstore/image/image_record.h"
-#include "refstore/table/table_environment.h"
-#include "refstore/table/table_trailer.h"
-#include "refstore/table/table_trailer_writer.h"
+#include "refstore/table/table_directory.h"
 #include "storage/exception.h"
 
 namespace campaign {
@@ -30,7 +27,7 @@ void Load(FileKind kind, const std::string& path) {
             refstore::LoadExtentRecord(path);
             return;
         case FileKind::kTables:
-            refstore::TableEnvironment::Load(path.substr(0, path.rfind('/')));
+            refstore::TableDirectory::Load(path);
             return;
         case FileKind::kContainerIndex:
             refstore::LoadContainerIndex(path);
@@ -48,17 +45,10 @@ void Load(FileKind kind, const std::string& path) {
 }  // namespace
 
 void Seal(FileKind kind, std::string& bytes) {
-    if (kind == FileKind::kTables) {
-        if (bytes.size() >= refstore::kTrailerSize) {
-            refstore::SealTableFile(std::as_writable_bytes(std::span(bytes)));
-        }
-        return;
-    }
-    constexpr std::size_t kSeal = 8;
-    if (IsSealed(kind) && bytes.size() >= kSeal) {
-        const std::size_t sealed = bytes.size() - kSeal;
-        const std::uint64_t seal = XXH3_64bits(bytes.data(), sealed);
-        std::memcpy(bytes.data() + sealed, &seal, sizeof seal);
+    const auto all = std::as_writable_bytes(std::span(bytes));
+    if (IsSealed(kind) && all.size() >= refstore::kEnvelopeSeal) {
+        const auto sealed = all.first(all.size() - refstore::kEnvelopeSeal);
+        refstore::StoreLittle64(refstore::Checksum(sealed), all.last(refstore::kEnvelopeSeal));
     }
 }
 

@@ -57,12 +57,6 @@ std::uint64_t Tally::Trials() const {
     return count;
 }
 
-bool Tally::ControlBites() const {
-    constexpr std::uint64_t kEnoughToTell = 500;
-    return Sum(control_) < kEnoughToTell ||
-           control_.at(static_cast<std::size_t>(Taken::kKilled)) > 0;
-}
-
 void Tally::Print() const {
     std::printf("\n%-44s %9s     %s\n", "By file", "trials", kOutcomeHeads);
     for (const auto& [key, outcomes] : byFile_) {
@@ -82,23 +76,6 @@ void Tally::Print() const {
         std::copy_n(layers.begin(), shown.size(), shown.begin());
         PrintRow(file + Seal(sealed), shown);
     }
-    const auto control = [this](Taken taken) {
-        return control_.at(static_cast<std::size_t>(taken));
-    };
-    const std::uint64_t tried = Sum(control_);
-    std::printf(
-        "\nControl: plain LMDB on %llu of the same structural changes: read %llu, refused "
-        "%llu, killed %llu (%.1f %%), hung %llu\n",
-        static_cast<unsigned long long>(tried),
-        static_cast<unsigned long long>(control(Taken::kRead)),
-        static_cast<unsigned long long>(control(Taken::kRefused)),
-        static_cast<unsigned long long>(control(Taken::kKilled)),
-        tried == 0
-            ? 0.0
-            : 100.0 * static_cast<double>(control(Taken::kKilled)) / static_cast<double>(tried),
-        static_cast<unsigned long long>(control(Taken::kHung)));
-    std::printf("%llu sealed data.mdb that the checker took were shown to LMDB as well\n",
-                static_cast<unsigned long long>(taken_));
     std::printf("%llu trials, %llu of them with the program itself, %llu unexplained\n",
                 static_cast<unsigned long long>(Trials()),
                 static_cast<unsigned long long>(executed_),

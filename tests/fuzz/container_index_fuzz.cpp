@@ -1,4 +1,3 @@
-#include "refstore/container/container_kind.h"
 #include "refstore/container/container_record.h"
 #include "tests/fuzz/fuzz_input.h"
 

@@ -1,4 +1,3 @@
-#include "refstore/extent/extent_kind.h"
 #include "refstore/extent/extent_record.h"
 #include "tests/fuzz/fuzz_input.h"
 

@@ -1,4 +1,3 @@
-#include "refstore/header/header_kind.h"
 #include "refstore/header/header_record.h"
 #include "tests/fuzz/fuzz_input.h"
 

@@ -1,4 +1,3 @@
-#include "refstore/image/image_kind.h"
 #include "refstore/image/image_record.h"
 #include "tests/fuzz/fuzz_input.h"
 

@@ -5,13 +5,13 @@
 #include <vector>
 
 #include "refstore/base/envelope.h"
-#include "refstore/config/settings_writer.h"
+#include "refstore/config/settings.h"
 #include "refstore/container/container_writer.h"
-#include "refstore/extent/extent_writer.h"
+#include "refstore/extent/extent_record.h"
 #include "refstore/fstab/fstab_writer.h"
-#include "refstore/header/header_writer.h"
-#include "refstore/image/image_writer.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/header/header_record.h"
+#include "refstore/image/image_record.h"
+#include "refstore/table/table_record.h"
 #include "tests/support/temp_dir.h"
 
 // Writes what the fuzz targets start from into the folder that it is given: sound files, whole and
@@ -29,22 +29,13 @@ class Seeds {
     }
 
     // As a file in whole, and as its payload, to be sealed by the target.
-    void PutRecord(const std::string& target, const std::vector<std::byte>& bytes) const {
+    void PutRecord(const std::string& target, const std::vector<std::byte>& bytes,
+                   const std::string& name = "") const {
         const std::string text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-        Put(target, "whole", '\0' + text);
-        Put(target, "payload",
+        Put(target, name + "whole", '\0' + text);
+        Put(target, name + "payload",
             '\1' + text.substr(refstore::kEnvelopeHead,
                                text.size() - refstore::kEnvelopeHead - refstore::kEnvelopeSeal));
-    }
-
-    void PutTables(const std::string& name, const refstore::TableDirectoryRecord& record) const {
-        const test_support::TempDir directory;
-        refstore::WriteTableDirectory(directory.Path(), record);
-        const std::string text = test_support::ReadFile(directory / "data.mdb");
-        Put("table", name + "-whole", '\0' + text);
-        Put("table", name + "-resealed", '\1' + text);
-        Put("table", name + "-whole-early", '\x80' + text);
-        Put("table", name + "-resealed-early", '\x81' + text);
     }
 
   private:
@@ -72,11 +63,9 @@ int main(int argc, char** argv) {
             {.dcid = 64, .binSize = 3, .binSeal = 1, .entries = {{.offset = 0, .length = 3}}}));
     const refstore::TableRecord table{
         .offset = 0, .end = 8192, .extents = extents, .dcids = {{1, 0}, {70, 0}}, .bloom = {{}}};
-    seeds.PutTables("one", {.fileSize = 5000, .tables = {table}});
-    // A filter on pages of its own.
-    refstore::TableRecord large = table;
-    large.bloom.resize(2000);
-    seeds.PutTables("overflow", {.fileSize = 1, .tables = {large}});
+    seeds.PutRecord("table", refstore::EncodeTables({.fileSize = 5000, .tables = {table}}));
+    seeds.PutRecord("table", refstore::EncodeTables({.fileSize = 1, .tables = {table, {}, table}}),
+                    "three-");
     seeds.Put("settings", "all", refstore::EncodeSettings({.klfsPrefixes = {"a", "/b"}}));
     seeds.Put("settings", "dots", "a.b.c = [{d = 1}, 'x']\nuse_file_ext_map = 0x1\n");
     seeds.Put("fstab", "two", refstore::EncodeFstab({"/srv/v1", "/srv/v 2"}));

@@ -55,11 +55,15 @@ files() { dpkg-deb -c "$1" | awk '$1 !~ /^d/ { print $6 }' | sed 's/^\.//' | sor
 # Everything below /etc is a configuration file, which an upgrade leaves to the administrator.
 dpkg-deb --ctrl-tarfile "$jorvck" | tar -xO ./conffiles | sort | diff <(files "$jorvck" | grep '^/etc/') -
 # Dependencies are those that the programs' libraries ask for.
-dpkg-deb -f "$jorvck" Depends | grep -qE '(^|, )libc6 \(>='
-dpkg-deb -f "$jorvshare" Depends | grep -qE '(^|, )liblmdb0 \(>='
+for package in "$jorvck" "$jorvshare"; do
+    dpkg-deb -f "$package" Depends | grep -qE '(^|, )libc6 \(>='
+done
 # The checker holds no writer, and nothing holds a path of the folder it was built in.
 for package in "$work"/*.deb; do
     dpkg-deb -x "$package" "$work/root"
 done
-if grep -lrF "$PWD" "$work/root" || dpkg-deb -f "$jorvck" Depends | grep lmdb; then exit 1; fi
+if grep -lrF "$PWD" "$work/root" || nm -DC "$work/root/usr/bin/jorvck" | grep -F refstore::Encode; then
+    exit 1
+fi
+nm -DC "$work/root/usr/bin/jorvshare" | grep -qF refstore::Encode
 echo "$(basename -a "$work"/*.deb | tr '\n' ' ')"

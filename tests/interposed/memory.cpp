@@ -13,6 +13,7 @@ namespace {
 struct ThreadState {
     std::size_t count = 0;
     std::size_t largest = 0;
+    std::size_t bytes = 0;
     std::size_t skipped = 0;
     std::size_t failures = 0;
 };
@@ -39,6 +40,7 @@ bool IsToFail(std::size_t size) {
 void* AllocateOrNull(std::size_t size) noexcept {
     ++t_state.count;
     t_state.largest = std::max(t_state.largest, size);
+    t_state.bytes += size;
     return IsToFail(size) ? nullptr : std::malloc(size == 0 ? 1 : size);
 }
 
@@ -72,6 +74,10 @@ std::size_t AllocationCount() {
 
 std::size_t TakeLargestAllocation() {
     return std::exchange(t_state.largest, 0);
+}
+
+std::size_t TakeAllocatedBytes() {
+    return std::exchange(t_state.bytes, 0);
 }
 
 }  // namespace interposed

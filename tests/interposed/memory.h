@@ -23,4 +23,7 @@ std::size_t AllocationCount();
 /// Bytes of this thread's largest allocation since the last call.
 std::size_t TakeLargestAllocation();
 
+/// Bytes of all allocations of this thread since the last call, whether or not they were freed.
+std::size_t TakeAllocatedBytes();
+
 }  // namespace interposed

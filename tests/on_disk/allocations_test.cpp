@@ -6,9 +6,9 @@
 #include "jorvck/file_checker.h"
 #include "jorvck/fs_check_meta.h"
 #include "refstore/extent/sampled_checksum.h"
-#include "refstore/header/header_writer.h"
+#include "refstore/header/header_record.h"
 #include "refstore/table/mapping_table.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/table/table_record.h"
 #include "storage/config.h"
 #include "tests/interposed/memory.h"
 #include "tests/support/temp_dir.h"
@@ -46,8 +46,9 @@ class TableOf {
         header.extentLocation = site_.Path();
         test_support::WriteFile(Share() + "/head/f", refstore::EncodeHeader(header));
         test_support::WriteFile(Unit(), unit);
-        test_support::MakeDirs(Map());
-        refstore::WriteTableDirectory(Map(), {.fileSize = header.size, .tables = {record}});
+        test_support::WriteFile(
+            Map() + "/data.mdb",
+            refstore::EncodeTables({.fileSize = header.size, .tables = {record}}));
     }
 
     [[nodiscard]] std::string Share() const { return site_ / "7/7"; }
@@ -99,8 +100,7 @@ TEST(Allocations, OfTheFileDataCheckDoNotGrowWithTheExtents) {
             EXPECT_EQ(checker.CheckExtentAndData("/f", &dcids), 0);
         });
     };
-    // The first one sets up what the thread keeps. Both others read their files in pieces, and have
-    // branch pages that are full.
+    // The first one sets up what the thread keeps.
     allocations(1);
     EXPECT_EQ(allocations(50000), allocations(200000));
 }

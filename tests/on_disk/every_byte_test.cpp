@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "jorvck/fs_check_meta.h"
-#include "refstore/extent/extent_writer.h"
-#include "refstore/header/header_writer.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/extent/extent_record.h"
+#include "refstore/header/header_record.h"
+#include "refstore/table/table_record.h"
 #include "storage/config.h"
 #include "tests/support/temp_dir.h"
 
@@ -43,13 +43,13 @@ class EveryByte : public testing::Test {
     void UseTables() {
         JorvConfig::GetInstance()->useFileExtMap = 1;
         FileSystemDaemonConfig::GetInstance()->dcidBloomEnabled = true;
-        test_support::MakeDirs(map_);
         refstore::TableRecord table;
         table.end = std::uint64_t{1} << 30U;
         table.extents = Extents();
         table.dcids = {{70, 0}, {71, 0}};
         table.bloom = {table.extents[0].fp, table.extents[1].fp};
-        refstore::WriteTableDirectory(map_, {.fileSize = 8192, .tables = {table}});
+        test_support::WriteFile(map_ + "/data.mdb",
+                                refstore::EncodeTables({.fileSize = 8192, .tables = {table}}));
     }
 
     static std::vector<refstore::Extent> Extents() {
@@ -136,7 +136,7 @@ TEST_F(EveryByte, OfAnExtentFile) {
     ExpectAlwaysFound(map_, ExtentFinding());
 }
 
-TEST_F(EveryByte, OfTheTablesSlackIncluded) {
+TEST_F(EveryByte, OfTheTables) {
     UseTables();
     ExpectAlwaysFound(map_ + "/data.mdb", ExtentFinding());
 }

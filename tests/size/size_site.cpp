@@ -10,11 +10,11 @@
 #include <utility>
 
 #include "refstore/base/file_writer.h"
-#include "refstore/config/settings_writer.h"
-#include "refstore/extent/extent_writer.h"
+#include "refstore/config/settings.h"
+#include "refstore/extent/extent_record.h"
 #include "refstore/fstab/fstab_writer.h"
-#include "refstore/header/header_writer.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/header/header_record.h"
+#include "refstore/table/table_record.h"
 #include "tests/support/temp_dir.h"
 
 namespace size_test {
@@ -99,7 +99,7 @@ void SizeSite::WriteExtents(const std::string& map, std::uint64_t count) const {
         record.tables.push_back(std::move(table));
     }
     MakeDirectories(map);
-    refstore::WriteTableDirectory(map, record);
+    refstore::WriteNewFile(map + "/data.mdb", refstore::EncodeTables(record));
 }
 
 void SizeSite::AddFile(const std::string& relative, std::uint64_t extents) const {

@@ -5,12 +5,12 @@
 #include <filesystem>
 #include <sstream>
 
-#include "refstore/config/settings_writer.h"
-#include "refstore/extent/extent_writer.h"
+#include "refstore/config/settings.h"
+#include "refstore/extent/extent_record.h"
 #include "refstore/fstab/fstab_writer.h"
-#include "refstore/header/header_writer.h"
-#include "refstore/image/image_writer.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/header/header_record.h"
+#include "refstore/image/image_record.h"
+#include "refstore/table/table_record.h"
 #include "tests/contract/storage_site.h"
 #include "tests/support/temp_dir.h"
 
@@ -107,8 +107,7 @@ class ReferenceSite final : public StorageSite {
                                      .dcids = table.dcids,
                                      .bloom = table.bloom});
         }
-        test_support::MakeDirs(directory);
-        refstore::WriteTableDirectory(directory, record);
+        test_support::WriteFile(directory + "/data.mdb", refstore::EncodeTables(record));
     }
     void PutDirectory(const std::string& path) override { test_support::MakeDirs(path); }
     void PutVolumes(const std::vector<std::string>& mountPaths) override {

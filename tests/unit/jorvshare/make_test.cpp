@@ -7,10 +7,10 @@
 #include "refstore/container/container_reader.h"
 #include "refstore/extent/extent_record.h"
 #include "refstore/extent/sampled_checksum.h"
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/fingerprint.h"
 #include "refstore/header/header_record.h"
 #include "refstore/image/image_record.h"
-#include "refstore/table/table_environment.h"
+#include "refstore/table/table_directory.h"
 #include "storage/exception.h"
 #include "tests/support/stored_records.h"
 #include "tests/support/temp_dir.h"
@@ -216,28 +216,28 @@ TEST_F(MakeTest, TablesHaveDefaults) {
           {"offset":2147483648},
           {"extents":[{"start":10,"end":20,"dcid":70},{"start":0,"end":9,"dcid":71},
                       {"start":20,"end":30,"dcid":70}]}]}}]}]})");
-    const auto tables = refstore::TableEnvironment::Load(temp_ / "site/meta/7/7/map/a/f");
+    const auto tables = refstore::TableDirectory::Load(temp_ / "site/meta/7/7/map/a/f/data.mdb");
     EXPECT_EQ(tables->FileSize(), 30);
     EXPECT_EQ(refstore::LoadHeaderRecord(temp_ / "site/meta/7/7/head/a/f").size, 30);
     ASSERT_EQ(tables->Tables().size(), 2U);
     EXPECT_EQ(tables->Tables()[0].offset, 0U);
     EXPECT_EQ(tables->Tables()[0].end, 2147483648U);
-    EXPECT_EQ(tables->Tables()[0].extents, 3U);
+    EXPECT_EQ(tables->Tables()[0].extents.size(), 3U);
     EXPECT_EQ(tables->Tables()[1].end, 4294967296U);
     const std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry> dcids = {{70, 0}, {71, 0}};
-    EXPECT_EQ(tables->Dcids(0), dcids);
-    EXPECT_TRUE(tables->Dcids(1).empty());
-    const auto bloom = tables->Bloom(0);
+    EXPECT_TRUE(std::ranges::equal(tables->Tables()[0].dcids, dcids));
+    EXPECT_TRUE(tables->Tables()[1].dcids.empty());
+    const refstore::BloomBits bloom = tables->Tables()[0].Bloom();
     for (const char* name : {"a/f:0", "a/f:10", "a/f:20"}) {
-        EXPECT_TRUE(refstore::BloomContains(bloom.hashes, bloom.words, FpOf(name))) << name;
+        EXPECT_TRUE(BloomContains(bloom, FpOf(name))) << name;
     }
-    EXPECT_FALSE(refstore::BloomContains(bloom.hashes, bloom.words, FpOf("a/f:30")));
+    EXPECT_FALSE(BloomContains(bloom, FpOf("a/f:30")));
 }
 
 TEST_F(MakeTest, TablesOfOneOffsetKeepTheirOrder) {
     MakeSound(OneFile(R"("tables":{"tables":[{"offset":7,"end":9},{"offset":5,"end":3},
         {"offset":5,"end":1},{"offset":0,"end":8},{"offset":5,"end":2}]})"));
-    const auto tables = refstore::TableEnvironment::Load(temp_ / "site/meta/7/7/map/a/f");
+    const auto tables = refstore::TableDirectory::Load(temp_ / "site/meta/7/7/map/a/f/data.mdb");
     std::vector<std::pair<std::uint64_t, std::uint64_t>> spans;
     for (const auto& table : tables->Tables()) {
         spans.emplace_back(table.offset, table.end);
@@ -252,21 +252,21 @@ TEST_F(MakeTest, TablesHoldWhatTheyAreTold) {
         "extents":[{"start":10,"end":20,"dcid":70}],"dcids":[[0,"18446744073709551615"],[0,1]],
         "bloom":[")" + FpDigits("01") +
                       R"("]}]})"));
-    const auto tables = refstore::TableEnvironment::Load(temp_ / "site/meta/7/7/map/a/f");
+    const auto tables = refstore::TableDirectory::Load(temp_ / "site/meta/7/7/map/a/f/data.mdb");
     EXPECT_EQ(tables->FileSize(), -7);
     ASSERT_EQ(tables->Tables().size(), 1U);
     EXPECT_EQ(tables->Tables()[0].offset, 5U);
     EXPECT_EQ(tables->Tables()[0].end, 6U);
     const std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry> dcids = {{0, UINT64_MAX}, {0, 1}};
-    EXPECT_EQ(tables->Dcids(0), dcids);
-    const auto bloom = tables->Bloom(0);
-    EXPECT_TRUE(refstore::BloomContains(bloom.hashes, bloom.words, Fp(1)));
-    EXPECT_FALSE(refstore::BloomContains(bloom.hashes, bloom.words, FpOf("a/f:10")));
+    EXPECT_TRUE(std::ranges::equal(tables->Tables()[0].dcids, dcids));
+    const refstore::BloomBits bloom = tables->Tables()[0].Bloom();
+    EXPECT_TRUE(BloomContains(bloom, Fp(1)));
+    EXPECT_FALSE(BloomContains(bloom, FpOf("a/f:10")));
 }
 
 TEST_F(MakeTest, TablesTakeTheirSizeFromTheHeader) {
     MakeSound(OneFile(R"("header":{"size":99},"tables":{"tables":[]})"));
-    const auto tables = refstore::TableEnvironment::Load(temp_ / "site/meta/7/7/map/a/f");
+    const auto tables = refstore::TableDirectory::Load(temp_ / "site/meta/7/7/map/a/f/data.mdb");
     EXPECT_EQ(tables->FileSize(), 99);
     EXPECT_TRUE(tables->Tables().empty());
 }

@@ -13,11 +13,11 @@
 #include "refstore/container/container_record.h"
 #include "refstore/extent/extent_record.h"
 #include "refstore/extent/sampled_checksum.h"
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/fingerprint.h"
 #include "refstore/fstab/fstab_writer.h"
 #include "refstore/header/header_record.h"
 #include "refstore/image/image_record.h"
-#include "refstore/table/table_environment.h"
+#include "refstore/table/table_directory.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/jorvshare/tool_run.h"
 
@@ -118,21 +118,20 @@ TEST_F(PackTest, TablesCoverTheWholeFileAndListWhatTheyUse) {
     fs::resize_file(temp_ / "source/f", (std::uint64_t{5} << 30U) + 1);
     WriteFile(temp_ / "source/empty", std::string_view());
     ASSERT_EQ(Pack("7", {"--layout", "tables", "--table-span", "2"}).status, 0);
-    const auto f = refstore::TableEnvironment::Load(temp_ / "site/meta/7/7/map/f");
+    const auto f = refstore::TableDirectory::Load(temp_ / "site/meta/7/7/map/f/data.mdb");
     EXPECT_EQ(f->FileSize(), (std::int64_t{5} << 30U) + 1);
     ASSERT_EQ(f->Tables().size(), 3U);
-    EXPECT_EQ(f->Tables()[0].extents, 2U);
-    EXPECT_EQ(f->Tables()[1].extents, 0U);
+    EXPECT_EQ(f->Tables()[0].extents.size(), 2U);
+    EXPECT_EQ(f->Tables()[1].extents.size(), 0U);
     EXPECT_EQ(f->Tables()[2].offset, std::uint64_t{4} << 30U);
     EXPECT_EQ(f->Tables()[2].end, std::uint64_t{6} << 30U);
     const std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry> dcids = {{64, 0}};
-    EXPECT_EQ(f->Dcids(0), dcids);
-    EXPECT_TRUE(f->Dcids(1).empty());
+    EXPECT_TRUE(std::ranges::equal(f->Tables()[0].dcids, dcids));
+    EXPECT_TRUE(f->Tables()[1].dcids.empty());
     const auto data = test_support::Bytes(Noise(2 * kPiece, 1));
-    const auto bloom = f->Bloom(0);
-    EXPECT_TRUE(refstore::BloomContains(bloom.hashes, bloom.words,
-                                        refstore::Fingerprint(std::span(data).subspan(kPiece))));
-    const auto empty = refstore::TableEnvironment::Load(temp_ / "site/meta/7/7/map/empty");
+    EXPECT_TRUE(BloomContains(f->Tables()[0].Bloom(),
+                              refstore::Fingerprint(std::span(data).subspan(kPiece))));
+    const auto empty = refstore::TableDirectory::Load(temp_ / "site/meta/7/7/map/empty/data.mdb");
     EXPECT_EQ(empty->FileSize(), 0);
     EXPECT_EQ(empty->Tables().size(), 1U);
     const std::string toml = ReadFile(temp_ / "site/jorv.toml");
@@ -149,10 +148,10 @@ TEST_F(PackTest, AnExtentNeverReachesOverTheEndOfATable) {
     ASSERT_EQ(::pwrite(file, "ab", 2, offset), 2);
     ::close(file);
     ASSERT_EQ(Pack("7", {"--layout", "tables"}).status, 0);
-    const auto f = refstore::TableEnvironment::Load(temp_ / "site/meta/7/7/map/f");
+    const auto f = refstore::TableDirectory::Load(temp_ / "site/meta/7/7/map/f/data.mdb");
     ASSERT_EQ(f->Tables().size(), 2U);
-    EXPECT_EQ(f->Tables()[0].extents, 1U);
-    EXPECT_EQ(f->Tables()[1].extents, 1U);
+    EXPECT_EQ(f->Tables()[0].extents.size(), 1U);
+    EXPECT_EQ(f->Tables()[1].extents.size(), 1U);
 }
 
 TEST_F(PackTest, MoreTablesThanMemoryHoldsAreRefused) {
@@ -167,8 +166,13 @@ TEST_F(PackTest, MoreTablesThanMemoryHoldsAreRefused) {
     };
     ExpectRefused(pack("1"), "f: would need 1048577 mapping tables; give a larger --table-span");
     EXPECT_FALSE(fs::exists(temp_ / "site"));
-    EXPECT_EQ(pack("1048576").status, 0);
-    EXPECT_EQ(refstore::TableEnvironment::Load(temp_ / "site/meta/7/7/map/f")->Tables().size(), 2U);
+    ExpectRefused(pack("65537"),
+                  "f: a mapping table would cover more than readers accept; give a smaller "
+                  "--table-span");
+    EXPECT_FALSE(fs::exists(temp_ / "site"));
+    EXPECT_EQ(pack("65536").status, 0);
+    const auto f = refstore::TableDirectory::Load(temp_ / "site/meta/7/7/map/f/data.mdb");
+    EXPECT_EQ(f->Tables().size(), 17U);
     fs::remove_all(source);
 }
 

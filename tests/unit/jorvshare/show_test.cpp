@@ -5,10 +5,10 @@
 
 #include "refstore/base/file_writer.h"
 #include "refstore/container/container_writer.h"
-#include "refstore/extent/extent_writer.h"
-#include "refstore/header/header_writer.h"
-#include "refstore/image/image_writer.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/extent/extent_record.h"
+#include "refstore/header/header_record.h"
+#include "refstore/image/image_record.h"
+#include "refstore/table/table_record.h"
 #include "tests/support/stored_records.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/jorvshare/tool_run.h"
@@ -160,12 +160,12 @@ TEST_F(ShowTest, TheMappingTablesOfADirectoryOrItsFile) {
     record.fileSize = 5000;
     record.tables.push_back({0, 4096, {{0, 10, 70, 0, 1, 2, Fp(3)}}, {{70, 0}, {71, 9}}, {Fp(3)}});
     record.tables.push_back({4096, 8192, {}, {}, {}});
-    refstore::WriteTableDirectory(path, record);
+    test_support::WriteFile(path + "/data.mdb", refstore::EncodeTables(record));
     const std::string text =
         "kind: mapping tables\n"
         "path: " +
         path +
-        "\n"
+        "/data.mdb\n"
         "file_size: 5000\n"
         "tables: 2\n"
         "  - offset: 0\n"
@@ -195,7 +195,7 @@ TEST_F(ShowTest, TheMappingTablesOfADirectoryOrItsFile) {
         "    bloom_bits: 0\n";
     const std::string json =
         R"({"kind":"mapping tables","path":")" + path +
-        R"(","file_size":5000,"tables":[{"offset":0,"end":4096,"extents":[{"start":0,"end":10,)"
+        R"(/data.mdb","file_size":5000,"tables":[{"offset":0,"end":4096,"extents":[{"start":0,"end":10,)"
         R"("dcid":70,"so_ref":0,"cksum":1,"data_offset":2,"fp":")" +
         FpDigits("03") +
         R"("}],"dcids":[{"dcid":70,"second":0},{"dcid":71,"second":9}],"bloom_hashes":7,)"

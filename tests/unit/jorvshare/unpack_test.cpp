@@ -3,8 +3,8 @@
 #include <filesystem>
 
 #include "refstore/base/file_writer.h"
-#include "refstore/extent/extent_writer.h"
-#include "refstore/header/header_writer.h"
+#include "refstore/extent/extent_record.h"
+#include "refstore/header/header_record.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/jorvshare/tool_run.h"
 

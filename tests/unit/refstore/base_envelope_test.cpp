@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "refstore/base/checksum.h"
 #include "tests/unit/refstore/base_sealed_record.h"
 
 namespace {
@@ -20,14 +21,15 @@ using test_support::WriteFile;
 constexpr EnvelopeKind kKind{"JORVTEST", 3, "test record"};
 
 std::vector<std::byte> Load(const EnvelopeKind& kind, const std::string& path) {
-    const refstore::LoadedEnvelope loaded = refstore::LoadEnvelope(kind, path);
+    const refstore::LoadedEnvelope loaded =
+        refstore::LoadEnvelope(kind, refstore::RegularFile(kind.what, path));
     return {loaded.payload.begin(), loaded.payload.end()};
 }
 
 // Puts a fitting seal behind changed contents.
 void Reseal(std::vector<std::byte>& bytes) {
     const auto sealed = std::span(bytes).first(bytes.size() - 8);
-    refstore::StoreLittle64(XXH3_64bits(sealed.data(), sealed.size()), std::span(bytes).last(8));
+    refstore::StoreLittle64(refstore::Checksum(sealed), std::span(bytes).last(8));
 }
 
 TEST(Envelope, TheBytesOfAnEnvelopeArePinned) {
@@ -87,17 +89,29 @@ TEST(Envelope, ALargeFileIsJudgedByItsHead) {
     const std::string path = dir / "f";
     const auto failure = [&path] { return FailureOf([&path] { Load(kKind, path); }); };
     WriteFile(path, refstore::SealEnvelope(kKind, Bytes("abc")));
-    std::filesystem::resize_file(path, std::uintmax_t{1} << 40);
+    std::filesystem::resize_file(path, refstore::kMaxPayload + 32);
     EXPECT_EQ(failure(), (Failure{EBADMSG, Damage("test record", path, "length mismatch")}));
     WriteFile(path, "another file");
-    std::filesystem::resize_file(path, std::uintmax_t{1} << 40);
+    std::filesystem::resize_file(path, refstore::kMaxPayload + 32);
     EXPECT_EQ(failure(), (Failure{EBADMSG, Damage("test record", path, "bad magic number")}));
-    // The length fits, and is more than a record may have.
-    std::vector<std::byte> bytes = refstore::SealEnvelope(kKind, {});
-    refstore::StoreLittle64(refstore::kMaxPayload + 1, std::span(bytes).subspan(16));
-    WriteFile(path, bytes);
-    std::filesystem::resize_file(path, refstore::kMaxPayload + 1 + 32);
-    EXPECT_EQ(failure(), (Failure{EBADMSG, Damage("test record", path, "too long")}));
+}
+
+TEST(Envelope, AFileAboveTheLargestOfItsKindIsNotRead) {
+    const TempDir dir;
+    const std::string path = dir / "f";
+    const EnvelopeKind small{"JORVTEST", 3, "test record", 5};
+    WriteFile(path, refstore::SealEnvelope(kKind, Bytes("12345")));
+    EXPECT_EQ(Load(small, path), Bytes("12345"));
+    const Failure tooLong{EBADMSG, Damage("test record", path, "too long")};
+    WriteFile(path, refstore::SealEnvelope(kKind, Bytes("123456")));
+    EXPECT_EQ(FailureOf([&] { Load(small, path); }), tooLong);
+    // Whatever it holds.
+    for (const std::uintmax_t size : {std::uintmax_t{refstore::kMaxPayload + 33},
+                                      std::uintmax_t{1} << 34, std::uintmax_t{1} << 43}) {
+        std::filesystem::resize_file(path, size);
+        EXPECT_EQ(FailureOf([&] { Load(kKind, path); }), tooLong) << size;
+    }
+    EXPECT_THROW(refstore::SealEnvelope(small, Bytes("123456")), std::length_error);
 }
 
 TEST(Envelope, WhatCannotBeReadKeepsItsError) {
@@ -107,9 +121,15 @@ TEST(Envelope, WhatCannotBeReadKeepsItsError) {
 }
 
 TEST(Envelope, ARecordThatCannotFitIsRefusedBeforeItIsBuilt) {
-    refstore::RequireFits(refstore::kMaxPayload - 4096);
-    EXPECT_THROW(refstore::RequireFits(refstore::kMaxPayload - 4095), std::length_error);
-    EXPECT_THROW(refstore::RequireFits(~std::uint64_t{0}), std::length_error);
+    refstore::RequireFits(kKind, refstore::kMaxPayload - 4096);
+    EXPECT_THROW(refstore::RequireFits(kKind, refstore::kMaxPayload - 4095), std::length_error);
+    try {
+        refstore::RequireFits({"JORVTEST", 3, "test record", 5000}, 905);
+        ADD_FAILURE();
+    } catch (const std::length_error& failure) {
+        EXPECT_STREQ(failure.what(),
+                     "test record of 905 bytes is larger than its format allows, 5000 bytes");
+    }
 }
 
 }  // namespace

@@ -237,44 +237,6 @@ TEST(RegularFile, AFileAboveTheLimitIsEFBIGAndOneAtTheLimitIsRead) {
     EXPECT_EQ(file.ReadAll(4).size, 4U);
 }
 
-TEST(RegularFile, PiecesAreShownInOrderAndMakeUpTheFile) {
-    const TempDir dir;
-    constexpr std::size_t kPiece = std::size_t{1} << 18;
-    for (const std::size_t size :
-         {std::size_t{0}, std::size_t{1}, kPiece - 1, kPiece, kPiece + 1, 3 * kPiece + 7}) {
-        std::string text(size, '\0');
-        for (std::size_t i = 0; i < size; ++i) {
-            text[i] = static_cast<char>(i * 31 >> 4);
-        }
-        WriteFile(dir / "f", text);
-        std::string seen;
-        std::size_t pieces = 0;
-        const auto bytes =
-            RegularFile("thing", dir / "f").ReadAll(size, [&](std::span<const std::byte> piece) {
-                seen.append(reinterpret_cast<const char*>(piece.data()), piece.size());
-                ++pieces;
-            });
-        EXPECT_TRUE(seen == text) << size;
-        EXPECT_TRUE(bytes.Text() == text) << size;
-        EXPECT_EQ(pieces, size == 0 ? 1 : (size + kPiece - 1) / kPiece) << size;
-    }
-}
-
-TEST(RegularFile, AFileThatGrewOrShrankBetweenPiecesIsDamage) {
-    const TempDir dir;
-    constexpr std::size_t kPiece = std::size_t{1} << 18;
-    for (const std::size_t later : {2 * kPiece - 1, 2 * kPiece + 1}) {
-        WriteFile(dir / "f", std::string(2 * kPiece, 'a'));
-        const RegularFile file("thing", dir / "f");
-        const Failure failure = FailureOf([&] {
-            static_cast<void>(file.ReadAll(2 * kPiece, [&](std::span<const std::byte> /*piece*/) {
-                WriteFile(dir / "f", std::string(later, 'a'));
-            }));
-        });
-        EXPECT_EQ(failure.code, EBADMSG) << later;
-    }
-}
-
 TEST(RegularFile, AFileThatShrankIsDamage) {
     const TempDir dir;
     WriteFile(dir / "f", "abcd");

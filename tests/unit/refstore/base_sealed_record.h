@@ -1,12 +1,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <xxhash.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <vector>
@@ -68,8 +69,8 @@ void ExpectEveryDamageFound(std::string_view what, const std::vector<std::byte>&
 }
 
 /// With the seal made to fit, a payload cut short is malformed wherever more is cut than the
-/// padding at its end, and one with any byte changed is either malformed or loads as something: no
-/// crash, no other failure. Meant for the sanitizers as well.
+/// padding at its end, and one with any byte, or any field of four or eight bytes, changed is
+/// damage or loads as something: no crash, no other failure. Meant for the sanitizers as well.
 template <typename Load>
 void ExpectResealedDamageSurvived(const refstore::EnvelopeKind& kind,
                                   const std::vector<std::byte>& bytes, const Load& load) {
@@ -77,26 +78,39 @@ void ExpectResealedDamageSurvived(const refstore::EnvelopeKind& kind,
     const test_support::TempDir dir;
     const std::string path = dir / "record";
     const std::vector<std::byte> payload(bytes.begin() + 24, bytes.end() - 8);
-    const Failure malformed{EBADMSG, Damage(kind.what, path, "malformed record")};
     const auto failure = [&](std::span<const std::byte> contents) {
         test_support::WriteFile(path, refstore::SealEnvelope(kind, contents));
         return FailureOf([&] { load(path); });
     };
     ASSERT_EQ(failure(payload), Failure{});
     for (std::size_t length = 0; length + kMostPadding < payload.size(); ++length) {
-        EXPECT_EQ(failure(std::span(payload).first(length)), malformed) << "cut to " << length;
+        EXPECT_EQ(failure(std::span(payload).first(length)),
+                  (Failure{EBADMSG, Damage(kind.what, path, "malformed record")}))
+            << "cut to " << length;
     }
     std::size_t refused = 0;
+    const auto change = [&](std::size_t place, const auto& value) {
+        std::vector<std::byte> changed = payload;
+        const std::size_t size = std::min(sizeof value, payload.size() - place);
+        std::memcpy(changed.data() + place, &value, size);
+        const Failure found = failure(changed);
+        EXPECT_TRUE(found == Failure{} || found.code == EBADMSG)
+            << found << ", place " << place << ", " << size << " bytes of " << +value;
+        refused += found == Failure{} ? 0U : 1U;
+    };
     for (std::size_t place = 0; place < payload.size(); ++place) {
         for (const unsigned value :
              {0x00U, 0x01U, 0x02U, 0x04U, 0x08U, 0x40U, 0x7fU, 0x80U, 0xffU}) {
-            std::vector<std::byte> changed = payload;
-            changed[place] = std::byte(value);
-            const Failure found = failure(changed);
-            if (found != Failure{}) {
-                EXPECT_EQ(found, malformed) << "byte " << place << " is " << value;
-                ++refused;
-            }
+            change(place, static_cast<std::uint8_t>(value));
+        }
+    }
+    for (std::size_t place = 0; place < payload.size(); place += 4) {
+        for (const unsigned bit : {0U, 3U, 7U, 16U, 30U, 31U}) {
+            change(place, std::uint32_t{1} << bit);
+            change(place, static_cast<std::uint32_t>(payload.size()) - bit);
+            change(place, ~std::uint32_t{0} - bit);
+            change(place, std::uint64_t{1} << (bit + 32));
+            change(place, ~std::uint64_t{0} - bit);
         }
     }
     EXPECT_GT(refused, 0U) << "the structure is not looked at";

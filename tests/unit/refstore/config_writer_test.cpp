@@ -1,4 +1,4 @@
-#include "refstore/config/settings_writer.h"
+#include "refstore/config/settings.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 #include <limits>
 
 #include "refstore/container/container_writer.h"
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/fingerprint.h"
 #include "tests/unit/refstore/base_sealed_record.h"
 
 namespace {

@@ -4,7 +4,6 @@
 
 #include <limits>
 
-#include "refstore/container/container_kind.h"
 #include "refstore/container/container_writer.h"
 #include "tests/support/stored_records.h"
 #include "tests/unit/refstore/base_sealed_record.h"

@@ -1,15 +1,19 @@
 #include "refstore/container/container_writer.h"
 
 #include <gtest/gtest.h>
-#include <xxhash.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <set>
 #include <stdexcept>
 
+#include "refstore/base/checksum.h"
+#include "refstore/base/posix.h"
 #include "refstore/container/container_record.h"
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/fingerprint.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/refstore/base_failure.h"
 
@@ -51,7 +55,7 @@ TEST(ContainerWriter, TheFilesHoldWhatWasAdded) {
     EXPECT_EQ(index.entries, (std::vector<refstore::ContainerEntry>{abc, empty, defg}));
     EXPECT_EQ(defg.offset, 3U);
     EXPECT_EQ(defg.length, 4U);
-    EXPECT_EQ(index.binSeal, XXH3_64bits("abcdefg", 7));
+    EXPECT_EQ(index.binSeal, refstore::Checksum(Bytes("abcdefg")));
 }
 
 TEST(ContainerWriter, AnEmptyContainerHasItsSealToo) {
@@ -60,7 +64,7 @@ TEST(ContainerWriter, AnEmptyContainerHasItsSealToo) {
     EXPECT_EQ(ReadFile(dir / "64.bin"), "");
     EXPECT_EQ(refstore::LoadContainerIndex(dir / "64.bhd"),
               (refstore::ContainerIndex{
-                  .dcid = 64, .binSize = 0, .binSeal = XXH3_64bits("", 0), .entries = {}}));
+                  .dcid = 64, .binSize = 0, .binSeal = refstore::Checksum({}), .entries = {}}));
 }
 
 TEST(ContainerWriter, AContainerThatWasNotFinishedLeavesNothing) {
@@ -90,6 +94,24 @@ TEST(ContainerWriter, AContainerThatIsThereIsLeftAsItIs) {
         EXPECT_EQ(Names(dir.Path()), std::set<std::string>{there});
         EXPECT_EQ(ReadFile(dir / there), "old");
     }
+}
+
+TEST(ContainerWriter, TheIndexAppearsBeforeItsData) {
+    const TempDir dir;
+    const refstore::Descriptor events(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    ASSERT_GE(::inotify_add_watch(events.Get(), dir.Path().c_str(), IN_MOVED_TO), 0);
+    ContainerWriter writer(dir.Path(), 100);
+    AddText(writer, "abc");
+    writer.Finish();
+    std::vector<std::string> appeared;
+    alignas(inotify_event) std::array<char, 4096> buffer = {};
+    const ssize_t got = ::read(events.Get(), buffer.data(), buffer.size());
+    for (ssize_t at = 0; at < got;) {
+        const auto* const event = reinterpret_cast<const inotify_event*>(buffer.data() + at);
+        appeared.emplace_back(static_cast<const char*>(event->name));
+        at += static_cast<ssize_t>(sizeof *event + event->len);
+    }
+    EXPECT_EQ(appeared, (std::vector<std::string>{"100.bhd", "100.bin"}));
 }
 
 TEST(ContainerWriter, AMissingDirectoryIsAnError) {

@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "refstore/fingerprint/sha256.h"
+#include "refstore/fingerprint.h"
 #include "storage/fingerprint.h"
 #include "tests/support/temp_dir.h"
 

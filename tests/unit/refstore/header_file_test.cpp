@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "refstore/header/header_writer.h"
+#include "refstore/header/header_record.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/refstore/base_failure.h"
 

@@ -3,9 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <stdexcept>
 
-#include "refstore/header/header_kind.h"
-#include "refstore/header/header_writer.h"
 #include "tests/unit/refstore/base_sealed_record.h"
 
 namespace {
@@ -78,10 +77,21 @@ TEST(HeaderRecord, ValuesAreNotJudged) {
     EXPECT_EQ(Reloaded(record), record);
 }
 
-TEST(HeaderRecord, ALongExtentLocationComesBack) {
+TEST(HeaderRecord, TheLongestExtentLocationComesBackAndALongerOneIsRefused) {
     HeaderRecord record;
-    record.extentLocation = std::string(1 << 20, 'x');
+    record.extentLocation = std::string(1 << 16, 'x');
     EXPECT_EQ(Reloaded(record), record);
+    record.extentLocation += 'x';
+    EXPECT_THROW(EncodeHeader(record), std::length_error);
+}
+
+TEST(HeaderRecord, AFileTooLargeForAHeaderIsNotRead) {
+    const TempDir dir;
+    refstore::EnvelopeKind large = refstore::kHeaderKind;
+    large.maxPayload = refstore::kMaxPayload;
+    WriteFile(dir / "f", refstore::SealEnvelope(large, std::vector<std::byte>(70000)));
+    EXPECT_EQ(FailureOf([&] { LoadHeaderRecord(dir / "f"); }).message,
+              "header file " + (dir / "f") + ": too long (errno 74)");
 }
 
 TEST(HeaderRecord, AHeaderCutShortOrChangedAnywhereIsDamage) {

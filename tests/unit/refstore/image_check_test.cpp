@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "refstore/image/image_writer.h"
+#include "refstore/image/image_record.h"
 #include "storage/image.h"
 #include "tests/unit/refstore/base_sealed_record.h"
 #include "tests/unit/refstore/config_in_child.h"

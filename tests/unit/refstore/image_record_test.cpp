@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "refstore/image/image_kind.h"
-#include "refstore/image/image_writer.h"
+#include <stdexcept>
+
 #include "tests/unit/refstore/base_sealed_record.h"
 
 namespace {
@@ -55,6 +55,14 @@ TEST(ImageRecord, EveryFieldComesBack) {
     EXPECT_EQ(Reloaded(ImageRecord{}), ImageRecord{});
     const ImageRecord odd{std::string("\0\xff", 2), "\r\n", std::string(5000, 'n'), {0, ~0ULL, 0}};
     EXPECT_EQ(Reloaded(odd), odd);
+}
+
+TEST(ImageRecord, AsManyContainersAsAnImageHasAtMostComeBackAndMoreAreRefused) {
+    ImageRecord record = Example();
+    record.containers.assign(refstore::kMaxImageContainers, 64);
+    EXPECT_EQ(Reloaded(record), record);
+    record.containers.resize(record.containers.size() + 65536 / 8);
+    EXPECT_THROW(EncodeImage(record), std::length_error);
 }
 
 TEST(ImageRecord, AnImageCutShortOrChangedAnywhereIsDamage) {

@@ -1,4 +1,4 @@
-#include "refstore/log/log_file.h"
+#include "refstore/log.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

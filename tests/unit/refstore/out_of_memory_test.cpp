@@ -3,24 +3,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <new>
 #include <optional>
 
-#include "refstore/base/file_checksum.h"
 #include "refstore/container/container_reader.h"
 #include "refstore/container/container_writer.h"
-#include "refstore/extent/extent_kind.h"
 #include "refstore/extent/extent_record.h"
-#include "refstore/extent/extent_writer.h"
-#include "refstore/fingerprint/sha256.h"
-#include "refstore/header/header_writer.h"
+#include "refstore/fingerprint.h"
+#include "refstore/header/header_record.h"
 #include "refstore/image/image_record.h"
-#include "refstore/image/image_writer.h"
-#include "refstore/table/table_environment.h"
-#include "refstore/table/table_trailer_writer.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/table/table_directory.h"
 #include "tests/interposed/memory.h"
 #include "tests/unit/refstore/base_sealed_record.h"
 #include "tests/unit/refstore/table_sample.h"
@@ -70,8 +63,9 @@ TEST(OutOfMemory, AnyAllocationOfALoadThatFailsIsENOMEM) {
                                            .name = "n",
                                            .containers = {64, 65}}));
     ExpectEveryShortageReported([&] { refstore::LoadImageRecord(path); });
-    refstore::WriteTableDirectory(dir.Path(), table_test::Example());
-    ExpectEveryShortageReported([&] { refstore::TableEnvironment::Load(dir.Path()); });
+    table_test::Store(dir.Path(), table_test::Example());
+    const std::string tables = dir / "data.mdb";
+    ExpectEveryShortageReported([&] { refstore::TableDirectory::Load(tables); });
 }
 
 TEST(OutOfMemory, AnyAllocationOfReadingContainersThatFailsIsENOMEM) {
@@ -112,22 +106,6 @@ TEST(OutOfMemory, ASparseGiantWithAFittingHeadTakesNoMemory) {
     EXPECT_LT(interposed::TakeLargestAllocation(), kLittleMemory);
 }
 
-TEST(OutOfMemory, ASparseGiantWithAFittingTrailerTakesNoMemory) {
-    const TempDir dir;
-    std::vector<std::byte> giant(kGiant);
-    refstore::SealTableFile(giant);
-    WriteFile(dir / "data.mdb", std::span<const std::byte>());
-    std::filesystem::resize_file(dir / "data.mdb", kGiant - 32);
-    std::string trailer(reinterpret_cast<const char*>(giant.data()) + kGiant - 32, 32);
-    trailer.back() = static_cast<char>(trailer.back() ^ 1);
-    std::ofstream(dir / "data.mdb", std::ios::app) << trailer;
-    ASSERT_EQ(std::filesystem::file_size(dir / "data.mdb"), kGiant);
-    interposed::TakeLargestAllocation();
-    EXPECT_EQ(FailureOf([&] { refstore::TableEnvironment::Load(dir.Path()); }),
-              (Failure{EBADMSG, Damage("mapping table", dir / "data.mdb", "checksum mismatch")}));
-    EXPECT_LT(interposed::TakeLargestAllocation(), kLittleMemory);
-}
-
 TEST(OutOfMemory, ALargeRecordIsReadAndAnyChangedByteOfItIsFound) {
     const TempDir dir;
     const std::vector<refstore::Extent> extents(300000, refstore::Extent{.start = 1, .end = 2});
@@ -149,22 +127,25 @@ TEST(OutOfMemory, ALargeRecordIsReadAndAnyChangedByteOfItIsFound) {
     }
 }
 
-TEST(OutOfMemory, ALargeTableWithoutATrailerIsRefusedBeforeMemoryIsTaken) {
+TEST(OutOfMemory, ALargeFileWithoutAHeadIsRefusedBeforeMemoryIsTaken) {
     // All of its bytes lie on disk, so that it does not look as if it had been made to deceive.
     const TempDir dir;
     WriteFile(dir / "data.mdb", std::string(kLargeOnDisk, 'x'));
     interposed::TakeLargestAllocation();
-    EXPECT_EQ(FailureOf([&] { refstore::TableEnvironment::Load(dir.Path()); }),
+    EXPECT_EQ(FailureOf([&] { refstore::TableDirectory::Load(dir / "data.mdb"); }),
               (Failure{EBADMSG, Damage("mapping table", dir / "data.mdb", "bad magic number")}));
     EXPECT_LT(interposed::TakeLargestAllocation(), kLargeOnDisk);
 }
 
-TEST(OutOfMemory, ALargeTableIsRead) {
+TEST(OutOfMemory, ALoadedTableTakesTheBytesOfItsFileOnce) {
     const TempDir dir;
-    refstore::WriteTableDirectory(dir.Path(),
-                                  {.fileSize = 1, .tables = {table_test::MakeTable(0, 1, 200000)}});
-    ASSERT_GT(std::filesystem::file_size(dir / "data.mdb"), refstore::kMaxReadUnsealed);
-    EXPECT_EQ(refstore::TableEnvironment::Load(dir.Path())->Tables()[0].extents, 200000U);
+    table_test::Store(dir.Path(), {.fileSize = 1, .tables = {table_test::MakeTable(0, 1, 250000)}});
+    const std::size_t size = std::filesystem::file_size(dir / "data.mdb");
+    ASSERT_GT(size, refstore::kMaxReadUnsealed);
+    interposed::TakeAllocatedBytes();
+    const auto loaded = refstore::TableDirectory::Load(dir / "data.mdb");
+    EXPECT_LT(interposed::TakeAllocatedBytes(), size + 4096);
+    EXPECT_EQ(loaded->Tables()[0].extents.size(), 250000U);
 }
 
 }  // namespace

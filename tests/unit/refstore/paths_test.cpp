@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <set>
 
-#include "refstore/paths/path_prefix.h"
+#include "refstore/paths.h"
 #include "storage/jorv_utils.h"
 #include "storage/klfs.h"
 #include "tests/unit/refstore/config_in_child.h"

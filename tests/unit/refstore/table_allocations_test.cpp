@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "refstore/extent/extent_writer.h"
+#include "refstore/extent/extent_record.h"
 #include "refstore/table/mapping_table.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/table/table_record.h"
 #include "storage/extent_file.h"
 #include "tests/interposed/memory.h"
 #include "tests/support/temp_dir.h"
@@ -28,7 +28,7 @@ void ExpectOneAllocationPerWalk(CMappingTable& table) {
 TEST(MappingTable, AWalkAllocatesItsCursorAndNothingElse) {
     const test_support::TempDir directory;
     const auto table = table_test::MakeTable(0, 1, 1000);
-    refstore::WriteTableDirectory(directory.Path(), {.fileSize = 1, .tables = {table}});
+    table_test::Store(directory.Path(), {.fileSize = 1, .tables = {table}});
     refstore::MappingTable opened;
     ASSERT_EQ(opened.Open(directory.Path(), false, ""), 0);
     ExpectOneAllocationPerWalk(opened);

@@ -4,9 +4,9 @@
 #include <cerrno>
 
 #include "refstore/base/file_writer.h"
-#include "refstore/table/kept_environment.h"
+#include "refstore/table/kept_directory.h"
 #include "refstore/table/mapping_table.h"
-#include "refstore/table/table_writer.h"
+#include "refstore/table/table_record.h"
 #include "storage/exception.h"
 #include "storage/file_ext_map_mgr.h"
 #include "tests/support/temp_dir.h"
@@ -40,6 +40,13 @@ std::string FailureOf(FileExtMapMgr& manager) {
     }
 }
 
+// Changes a byte in place: the length stays, and the times may.
+void ChangeByte(const std::string& path) {
+    std::string bytes = test_support::ReadFile(path);
+    bytes[100] = static_cast<char>(bytes[100] ^ 1);
+    test_support::WriteFile(path, bytes);
+}
+
 TEST(FileExtMapMgr, IsMadeBeforeItsDirectory) {
     const TempDir directory;
     const std::string path = directory / "later";
@@ -49,14 +56,14 @@ TEST(FileExtMapMgr, IsMadeBeforeItsDirectory) {
     ExtMapEntry entry = {};
     EXPECT_NE(manager.GetTableForRead(0, &entry), 0);
     test_support::MakeDirs(path);
-    refstore::WriteTableDirectory(path, ThreeTables());
+    table_test::Store(path, ThreeTables());
     manager.LoadTables();
     EXPECT_EQ(manager.GetFileSize(), 777);
 }
 
 TEST(FileExtMapMgr, FindsTheTableThatCoversAnOffset) {
     const TempDir directory;
-    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    table_test::Store(directory.Path(), ThreeTables());
     FileExtMapMgr manager(directory.Path(), "", nullptr, nullptr);
     manager.LoadTables();
     ExtMapEntry entry = {};
@@ -80,7 +87,7 @@ TEST(FileExtMapMgr, FindsTheTableThatCoversAnOffset) {
 
 TEST(FileExtMapMgr, RefusesAnOffsetThatNoTableCoversAndLeavesTheEntryAlone) {
     const TempDir directory;
-    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    table_test::Store(directory.Path(), ThreeTables());
     FileExtMapMgr manager(directory.Path(), "", nullptr, nullptr);
     manager.LoadTables();
     for (const long offset : {200L, 299L, 400L, LONG_MAX, -1L, LONG_MIN}) {
@@ -95,13 +102,11 @@ TEST(FileExtMapMgr, RefusesAnOffsetThatNoTableCoversAndLeavesTheEntryAlone) {
 
 TEST(FileExtMapMgr, AFailedLoadLeavesNoTables) {
     const TempDir directory;
-    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    table_test::Store(directory.Path(), ThreeTables());
     FileExtMapMgr manager(directory.Path(), "", nullptr, nullptr);
     manager.LoadTables();
     const std::string path = directory / "data.mdb";
-    std::string bytes = test_support::ReadFile(path);
-    bytes[4097] = 'x';
-    test_support::WriteFile(path, bytes);
+    ChangeByte(path);
     EXPECT_EQ(FailureOf(manager), "mapping table " + path + ": checksum mismatch (errno 74)");
     EXPECT_EQ(manager.GetFileSize(), 0);
     ExtMapEntry entry = {};
@@ -110,18 +115,17 @@ TEST(FileExtMapMgr, AFailedLoadLeavesNoTables) {
 
 TEST(FileExtMapMgr, ALaterLoadSeesTheDirectoryAsItIsThen) {
     const TempDir directory;
-    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    table_test::Store(directory.Path(), ThreeTables());
     FileExtMapMgr manager(directory.Path(), "", nullptr, nullptr);
     manager.LoadTables();
-    const auto bytes = test_support::Bytes(table_test::Encode(table_test::Example()));
-    refstore::ReplaceFile(directory / "data.mdb", bytes);
+    refstore::ReplaceFile(directory / "data.mdb", refstore::EncodeTables(table_test::Example()));
     manager.LoadTables();
     EXPECT_EQ(manager.GetFileSize(), 5000);
 }
 
 TEST(FileExtMapMgr, TheOneOfTheFactoryHoldsAFreshTable) {
     const TempDir directory;
-    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    table_test::Store(directory.Path(), ThreeTables());
     const std::unique_ptr<FileExtMapMgr> manager(
         FileExtMapMgr::newFileExtMapMgr(directory.Path(), "", nullptr));
     ASSERT_NE(manager->table, nullptr);
@@ -137,8 +141,8 @@ TEST(FileExtMapMgr, LoadingDoesNotDependOnWhatOpenFound) {
     const std::string mine = directory / "mine";
     test_support::MakeDirs(other);
     test_support::MakeDirs(mine);
-    refstore::WriteTableDirectory(other, table_test::Example());
-    refstore::WriteTableDirectory(mine, ThreeTables());
+    table_test::Store(other, table_test::Example());
+    table_test::Store(mine, ThreeTables());
     const std::unique_ptr<FileExtMapMgr> manager(
         FileExtMapMgr::newFileExtMapMgr(mine, "", nullptr));
     EXPECT_EQ(manager->table->Open(other, false, ""), 0);
@@ -151,39 +155,35 @@ TEST(FileExtMapMgr, LoadingDoesNotDependOnWhatOpenFound) {
 
 TEST(FileExtMapMgr, AChangeRightAfterOpenIsSeen) {
     const TempDir directory;
-    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
+    table_test::Store(directory.Path(), ThreeTables());
     const std::unique_ptr<FileExtMapMgr> manager(
         FileExtMapMgr::newFileExtMapMgr(directory.Path(), "", nullptr));
     ASSERT_EQ(manager->table->Open(directory.Path(), false, ""), 0);
     // In place, of the same length, and within the same tick of the clock for all that is known.
     const std::string path = directory / "data.mdb";
-    std::string bytes = test_support::ReadFile(path);
-    bytes[4097] = 'x';
-    test_support::WriteFile(path, bytes);
+    ChangeByte(path);
     EXPECT_EQ(FailureOf(*manager), "mapping table " + path + ": checksum mismatch (errno 74)");
 }
 
-TEST(FileExtMapMgr, WhatOpenCheckedIsNotCheckedAgainUnlessItChanged) {
+TEST(FileExtMapMgr, WhatWasLoadedIsNotLoadedAgainUnlessItChanged) {
     const TempDir directory;
-    refstore::WriteTableDirectory(directory.Path(), ThreeTables());
-    refstore::MappingTable table;
-    ASSERT_EQ(table.Open(directory.Path(), false, ""), 0);
-    EXPECT_EQ(refstore::KeptEnvironment(directory.Path()), nullptr)
+    table_test::Store(directory.Path(), ThreeTables());
+    const auto first = refstore::LoadDirectory(directory.Path());
+    EXPECT_NE(refstore::LoadDirectory(directory.Path()), first)
         << "too young to be told from a later one";
     // Longer than any file system's clock needs to tick.
     ::sleep(5);
-    ASSERT_EQ(table.Open(directory.Path(), false, ""), 0);
-    EXPECT_NE(refstore::KeptEnvironment(directory.Path()), nullptr);
-    EXPECT_EQ(refstore::KeptEnvironment(directory / "."), nullptr);
+    const auto kept = refstore::LoadDirectory(directory.Path());
+    EXPECT_EQ(refstore::LoadDirectory(directory.Path()), kept);
     const std::unique_ptr<FileExtMapMgr> manager(
         FileExtMapMgr::newFileExtMapMgr(directory.Path(), "", nullptr));
     ASSERT_EQ(manager->table->Open(directory.Path(), false, ""), 0);
     manager->LoadTables();
     EXPECT_EQ(manager->GetFileSize(), 777);
-    std::string bytes = test_support::ReadFile(directory / "data.mdb");
-    bytes[4097] = 'x';
-    test_support::WriteFile(directory / "data.mdb", bytes);
-    EXPECT_EQ(refstore::KeptEnvironment(directory.Path()), nullptr);
+    EXPECT_EQ(refstore::LoadDirectory(directory.Path()), kept);
+    EXPECT_NE(refstore::LoadDirectory(directory / "."), kept);
+    manager->LoadTables();
+    ChangeByte(directory / "data.mdb");
     EXPECT_NE(FailureOf(*manager), "");
 }
 

@@ -1,22 +1,15 @@
 #include "tests/unit/refstore/table_sample.h"
 
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <cstring>
 #include <numeric>
-#include <string_view>
 
-#include "refstore/table/environment_writer.h"
-#include "refstore/table/table_trailer.h"
-#include "refstore/table/table_trailer_writer.h"
-#include "refstore/table/table_writer.h"
-#include "storage/exception.h"
+#include "refstore/table/table_directory.h"
 #include "tests/support/temp_dir.h"
 
 namespace table_test {
 
 using refstore::TableDirectoryRecord;
-using refstore::TableEnvironment;
 using refstore::TableRecord;
 
 crfp_digest_t Fingerprint(std::uint8_t first) {
@@ -76,71 +69,9 @@ TableRecord MakeTable(std::uint64_t offset, std::uint64_t end, std::uint64_t cou
     return table;
 }
 
-std::string Encode(const TableDirectoryRecord& record) {
-    const test_support::TempDir directory;
-    refstore::WriteTableDirectory(directory.Path(), record);
-    return test_support::ReadFile(directory / "data.mdb");
-}
-
-std::string EncodeRecords(const std::vector<std::pair<std::string, std::string>>& records) {
-    const std::string path = "/x/data.mdb";
-    refstore::EnvironmentRoom room;
-    for (const auto& [key, value] : records) {
-        room.Add(key.size(), value.size());
-    }
-    refstore::EnvironmentWriter writer(room, path);
-    for (const auto& [key, value] : records) {
-        writer.Append(std::as_bytes(std::span(key)), std::as_bytes(std::span(value)));
-    }
-    const auto bytes = writer.Finish(refstore::kTrailerSize);
-    std::string file(bytes.size(), '\0');
-    std::memcpy(file.data(), bytes.data(), bytes.size());
-    return Reseal(std::move(file));
-}
-
-std::string Reseal(std::string file) {
-    refstore::SealTableFile(std::as_writable_bytes(std::span(file)));
-    return file;
-}
-
-TableEnvironment Load(const std::string& bytes) {
-    refstore::FileBytes file;
-    file.data = std::make_unique<std::byte[]>(bytes.size());
-    file.size = bytes.size();
-    std::memcpy(file.data.get(), bytes.data(), bytes.size());
-    return {refstore::MakeTableFile(std::move(file)), "/x/data.mdb"};
-}
-
-std::vector<refstore::Extent> ExtentsOf(const TableEnvironment& environment, std::size_t table) {
-    std::vector<refstore::Extent> extents;
-    for (auto walk = environment.Extents(table); walk.Left() > 0; walk.Next()) {
-        extents.push_back(refstore::LoadAs<refstore::Extent>(walk.Bytes()));
-    }
-    return extents;
-}
-
-std::string DamageOf(const std::string& bytes) {
-    return DamageOf([&bytes] { return Load(bytes); });
-}
-
-std::string DamageOf(const std::function<TableEnvironment()>& load) {
-    constexpr std::string_view kFront = "mapping table /x/data.mdb: ";
-    constexpr std::string_view kBack = " (errno 74)";
-    try {
-        const TableEnvironment environment = load();
-        for (std::size_t table = 0; table < environment.Tables().size(); ++table) {
-            [[maybe_unused]] const auto extents = ExtentsOf(environment, table);
-            [[maybe_unused]] const auto dcids = environment.Dcids(table);
-            const auto bloom = environment.Bloom(table);
-            refstore::BloomContains(bloom.hashes, bloom.words, {});
-        }
-        return {};
-    } catch (const Corvane::Kst::Marlow::Jorv::SysException& refused) {
-        EXPECT_EQ(refused.GetErrorNumber(), 74);
-        const std::string what = refused.what();
-        EXPECT_TRUE(what.starts_with(kFront) && what.ends_with(kBack)) << what;
-        return what.substr(kFront.size(), what.size() - kFront.size() - kBack.size());
-    }
+void Store(const std::string& directory, const TableDirectoryRecord& record) {
+    test_support::WriteFile(refstore::TableDirectory::FileIn(directory),
+                            refstore::EncodeTables(record));
 }
 
 }  // namespace table_test
