@@ -31,10 +31,32 @@ struct Outcome {
     std::optional<std::string> failure;
 };
 
+// The path that the environment names, or null. Nothing in the process changes its environment.
+const char* NamedPath() {
+    const char* const path = std::getenv("JORV_CONFIG");
+    return path != nullptr && *path != '\0' ? path : nullptr;
+}
+
+// None when nothing is at `path`.
+std::optional<Settings> ReadIfThere(const std::string& path) {
+    FileBytes bytes;
+    try {
+        bytes = RegularFile("configuration file", path).ReadAll(kMaxBytes);
+    } catch (const SysException& failure) {
+        if (failure.GetErrorNumber() == ENOENT) {
+            return std::nullopt;
+        }
+        throw Exception(path + ": " + Reason(failure.GetErrorNumber()));
+    }
+    return ParseSettings(bytes.Text(), path);
+}
+
 Outcome ReadOnce() {
     Outcome outcome;
     try {
-        outcome.settings = ReadSettings(SettingsPath());
+        const std::string path = SettingsPath();
+        outcome.settings =
+            NamedPath() != nullptr ? ReadSettings(path) : ReadIfThere(path).value_or(Settings());
     } catch (const Exception& failure) {
         outcome.failure = failure.what();
         const std::string line = *outcome.failure + "\n";
@@ -47,22 +69,15 @@ Outcome ReadOnce() {
 }  // namespace
 
 std::string SettingsPath() {
-    // Nothing in the process changes its environment.
-    const char* const path = std::getenv("JORV_CONFIG");
-    return path != nullptr && *path != '\0' ? path : "/etc/jorv/jorv.toml";
+    const char* const named = NamedPath();
+    return named != nullptr ? named : "/etc/jorv/jorv.toml";
 }
 
 Settings ReadSettings(const std::string& path) {
-    FileBytes bytes;
-    try {
-        bytes = RegularFile("configuration file", path).ReadAll(kMaxBytes);
-    } catch (const SysException& failure) {
-        if (failure.GetErrorNumber() == ENOENT) {
-            return {};
-        }
-        throw Exception(path + ": " + Reason(failure.GetErrorNumber()));
+    if (auto settings = ReadIfThere(path)) {
+        return *std::move(settings);
     }
-    return ParseSettings(bytes.Text(), path);
+    throw Exception(path + ": " + Reason(ENOENT));
 }
 
 const Settings& GetSettings() {

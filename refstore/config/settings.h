@@ -24,16 +24,17 @@ struct Settings {
 /// /etc/jorv/jorv.toml.
 std::string SettingsPath();
 
-/// Reads the configuration file at `path`; a missing file gives the defaults. A file that is there
-/// and cannot be used throws Exception (never SysException), its what() the one line
-/// "<path>:<line>: <reason>", or "<path>: <reason>" where no line is to blame.
+/// Reads the configuration file at `path`. One that is missing or cannot be used throws Exception
+/// (never SysException), its what() the one line "<path>:<line>: <reason>", or "<path>: <reason>"
+/// where no line is to blame.
 Settings ReadSettings(const std::string& path);
 
 /// The TOML text of `settings`, every key with a comment. Defined in the library of writers. Paths
 /// are written as they stand in `settings`; relative ones are read relative to the file.
 std::string EncodeSettings(const Settings& settings);
 
-/// The process's settings, read from SettingsPath() once. When they cannot be used, prints what()
+/// The process's settings, read from SettingsPath() once; the defaults when the environment names
+/// no file and nothing is at the default place. When they cannot be used, prints what()
 /// and a newline on standard error the first time, and throws it every time: with defaults a
 /// share would be checked under the wrong layout and called sound. Any thread may call it.
 const Settings& GetSettings();

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <numeric>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -17,10 +19,72 @@ namespace {
 
 using Corvane::Kst::Marlow::Jorv::Exception;
 
-// The TOML parser walks and frees nested tables by recursion, and a dotted key nests one table per
-// dot. It bounds every other way to nest, so a bound on the dots, wherever they stand, bounds the
-// stack that it needs.
-constexpr std::size_t kMaxDots = 2000;
+// Finds the first place of a text at which brackets, and the dots of keys, nest deeper than
+// kDeepest. What lies in strings and comments does not count.
+class Nesting {
+  public:
+    explicit Nesting(std::string_view text) : text_(text) {}
+
+    // The line of that place; none where there is none.
+    std::optional<toml::source_index> TooDeepAt() {
+        for (; at_ < text_.size(); ++at_) {
+            const char c = text_[at_];
+            if (c == '\n') {
+                ++line_;
+                dots_.back() = 0;
+            } else if (c == '#') {
+                at_ = std::min(text_.find('\n', at_), text_.size()) - 1;
+            } else if (c == '"' || c == '\'') {
+                SkipString(c);
+            } else if (c == '[' || c == '{') {
+                dots_.push_back(0);
+            } else if ((c == ']' || c == '}') && dots_.size() > 1) {
+                dots_.pop_back();
+            } else if (c == ',') {
+                dots_.back() = 0;
+            } else if (c == '.') {
+                ++dots_.back();
+            }
+            if (std::accumulate(dots_.begin(), dots_.end(), dots_.size() - 1) > kDeepest) {
+                return line_;
+            }
+        }
+        return std::nullopt;
+    }
+
+  private:
+    static constexpr std::size_t kDeepest = 16;
+
+    // Goes to the last character of a string: three quotation marks may hold line ends. One that
+    // does not end is the parser's to refuse.
+    void SkipString(char quote) {
+        const bool isLong = text_.substr(at_, 3) == std::string(3, quote);
+        for (at_ += isLong ? 3 : 1; at_ < text_.size(); ++at_) {
+            const char c = text_[at_];
+            const std::size_t run =
+                std::min(text_.find_first_not_of(quote, at_), text_.size()) - at_;
+            if (c == '\n') {
+                ++line_;
+                if (!isLong) {
+                    return;
+                }
+            } else if (c == '\\' && quote == '"') {
+                ++at_;
+            } else if (run > 0 && !isLong) {
+                return;
+            } else if (run >= 3) {
+                // Up to two of them belong to the text.
+                at_ += std::min<std::size_t>(run, 5) - 1;
+                return;
+            }
+        }
+    }
+
+    std::string_view text_;
+    std::size_t at_ = 0;
+    toml::source_index line_ = 1;
+    std::vector<std::size_t> dots_ = {0};  // of the key at hand, outside and in each open bracket
+};
 
 class Parser {
   public:
@@ -30,7 +94,10 @@ class Parser {
     }
 
     Settings Parse(std::string_view text) {
-        RequireFewDots(text);
+        // The parser walks and frees what is nested by recursion.
+        if (const auto line = Nesting(text).TooDeepAt()) {
+            Refuse(*line, "nested too deeply");
+        }
         const toml::table document = ParseText(text);
         // The document is ordered by key; faults are to be met in the order of the lines.
         std::map<std::tuple<Line, Line>, std::pair<std::string_view, const toml::node*>> inOrder;
@@ -42,23 +109,15 @@ class Parser {
             Set(item.first, *item.second, std::get<0>(place));
         }
         RequireLogOutsideShares();
+        // A file that was cut short would pass for the defaults.
+        if (!document.contains("use_file_ext_map")) {
+            throw Exception(path_ + ": use_file_ext_map is missing");
+        }
         return std::move(settings_);
     }
 
   private:
     using Line = toml::source_index;
-
-    void RequireFewDots(std::string_view text) const {
-        Line line = 1;
-        std::size_t dots = 0;
-        for (const char c : text) {
-            line += c == '\n' ? 1 : 0;
-            dots += c == '.' ? 1 : 0;
-            if (dots > kMaxDots) {
-                Refuse(line, "more than " + std::to_string(kMaxDots) + " dots");
-            }
-        }
-    }
 
     toml::table ParseText(std::string_view text) const {
         try {

@@ -48,9 +48,6 @@ std::string Line(std::string_view comment, std::string_view key, const std::stri
 std::string EncodeSettings(const Settings& settings) {
     std::string text =
         "# Storage library configuration. Relative paths are relative to this file.\n\n";
-    text +=
-        Line("0: one extent file per user file; else a directory of mapping tables per user file.",
-             "use_file_ext_map", std::to_string(settings.useFileExtMap));
     text += Line("Mapping tables carry a DCID list and a bloom filter.", "dcid_bloom_enabled",
                  Flag(settings.dcidBloomEnabled));
     text += Line("Span of file offsets that one mapping table covers, in GiB; 1 and up.",
@@ -67,6 +64,10 @@ std::string EncodeSettings(const Settings& settings) {
                  Quoted(settings.logFile));
     text += Line("Directory that holds the container images.", "image_root",
                  Quoted(settings.imageRoot));
+    // Last, and a file must have it: one that was cut short is noticed.
+    text +=
+        Line("0: one extent file per user file; else a directory of mapping tables per user file.",
+             "use_file_ext_map", std::to_string(settings.useFileExtMap));
     return text;
 }
 

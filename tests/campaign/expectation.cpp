@@ -36,7 +36,6 @@ bool LosesLines(FileKind kind, Object object) {
 }
 
 Expected ExpectedOf(FileKind kind, Object object, bool fileData) {
-    const bool isMissing = object == Object::kNothing || object == Object::kDanglingLink;
     switch (kind) {
         case FileKind::kHeader:
             return OfHeader(object, fileData);
@@ -49,8 +48,7 @@ Expected ExpectedOf(FileKind kind, Object object, bool fileData) {
         case FileKind::kImage:
             return Expected::kNamed;
         case FileKind::kConfiguration:
-            // A missing configuration means the defaults.
-            return isMissing ? Expected::kAny : Expected::kEnds;
+            return Expected::kEnds;
         case FileKind::kImageList:
             return object == Object::kLinkLoop ? Expected::kEnds : Expected::kNamed;
         case FileKind::kVolumeTable:

@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <string>
-#include <string_view>
 
 #include "tests/support/temp_dir.h"
 
@@ -14,7 +13,11 @@ namespace refstore_test {
 /// reads its configuration once per process: only for use in ExpectInChild.
 class ConfiguredDir : public test_support::TempDir {
   public:
-    explicit ConfiguredDir(std::string_view toml) {
+    /// @param toml the file's text; the layout, which must be said, is added where it is not.
+    explicit ConfiguredDir(std::string toml) {
+        if (toml.find("use_file_ext_map") == std::string::npos) {
+            toml += "use_file_ext_map = 0\n";
+        }
         test_support::WriteFile(Config(), toml);
         ::setenv("JORV_CONFIG", Config().c_str(), 1);
     }

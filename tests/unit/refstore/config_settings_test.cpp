@@ -34,27 +34,31 @@ std::optional<std::string> Refusal(const std::string& path) {
     }
 }
 
-TEST(Settings, AMissingFileGivesTheDefaults) {
+TEST(Settings, AMissingFileIsRefused) {
     const TempDir dir;
     fs::create_symlink("nowhere", dir / "dangling");
     for (const std::string& path : {dir / "missing", dir / "no/such/dir", dir / "dangling"}) {
-        const Settings settings = ReadSettings(path);
-        EXPECT_EQ(settings.useFileExtMap, 0);
-        EXPECT_FALSE(settings.dcidBloomEnabled);
-        EXPECT_EQ(settings.tableSpanGiB, 1U);
-        EXPECT_FALSE(settings.klfsAware);
-        EXPECT_EQ(settings.klfsPrefixes, std::vector<std::string>{});
-        EXPECT_EQ(settings.metaDir, "/var/lib/jorv/meta");
-        EXPECT_EQ(settings.storageFstab, "/etc/jorv/fstab");
-        EXPECT_EQ(settings.logFile, "/var/log/jorv/jorv.log");
-        EXPECT_EQ(settings.imageRoot, "");
+        EXPECT_EQ(Refusal(path), path + ": No such file or directory");
     }
 }
 
-TEST(Settings, AnEmptyFileGivesTheDefaults) {
+TEST(Settings, TheLayoutMustBeSaidAndTheOtherKeysHaveDefaults) {
     const TempDir dir;
-    WriteFile(dir / "c", "");
-    EXPECT_EQ(ReadSettings(dir / "c").metaDir, "/var/lib/jorv/meta");
+    for (const char* const text : {"", "# use_file_ext_map = 0\n", "meta_dir = '/m'\n"}) {
+        WriteFile(dir / "c", text);
+        EXPECT_EQ(Refusal(dir / "c"), (dir / "c") + ": use_file_ext_map is missing");
+    }
+    WriteFile(dir / "c", "use_file_ext_map = 0\n");
+    const Settings settings = ReadSettings(dir / "c");
+    EXPECT_EQ(settings.useFileExtMap, 0);
+    EXPECT_FALSE(settings.dcidBloomEnabled);
+    EXPECT_EQ(settings.tableSpanGiB, 1U);
+    EXPECT_FALSE(settings.klfsAware);
+    EXPECT_EQ(settings.klfsPrefixes, std::vector<std::string>{});
+    EXPECT_EQ(settings.metaDir, "/var/lib/jorv/meta");
+    EXPECT_EQ(settings.storageFstab, "/etc/jorv/fstab");
+    EXPECT_EQ(settings.logFile, "/var/log/jorv/jorv.log");
+    EXPECT_EQ(settings.imageRoot, "");
 }
 
 TEST(Settings, EveryKeyIsRead) {
@@ -83,7 +87,7 @@ TEST(Settings, AnEmptyImageRootIsNone) {
 
 TEST(Settings, AFileNamedWithoutADirectoryIsInTheCurrentOne) {
     const TempDir dir;
-    WriteFile(dir / "c", "meta_dir = 'm'\n");
+    WriteFile(dir / "c", "use_file_ext_map = 0\nmeta_dir = 'm'\n");
     const fs::path before = fs::current_path();
     fs::current_path(dir.Path());
     const Settings settings = ReadSettings("c");
@@ -174,12 +178,12 @@ TEST(Settings, ABrokenRuleIsRefusedWithItsLine) {
 
 TEST(Settings, ALogBesideTheSharesIsFine) {
     const TempDir dir;
-    WriteFile(dir / "c", "meta_dir = '/m'\nlog_file = '/ml/log'\n");
-    EXPECT_EQ(Refusal(dir / "c"), std::nullopt);
-    WriteFile(dir / "c", "meta_dir = '/m'\nlog_file = '/m/../log'\n");
-    EXPECT_EQ(Refusal(dir / "c"), std::nullopt);
-    WriteFile(dir / "c", "image_root = '/i'\nlog_file = '/il/log'\n");
-    EXPECT_EQ(Refusal(dir / "c"), std::nullopt);
+    for (const char* const text :
+         {"meta_dir = '/m'\nlog_file = '/ml/log'\n", "meta_dir = '/m'\nlog_file = '/m/../log'\n",
+          "image_root = '/i'\nlog_file = '/il/log'\n"}) {
+        WriteFile(dir / "c", std::string("use_file_ext_map = 0\n") + text);
+        EXPECT_EQ(Refusal(dir / "c"), std::nullopt);
+    }
 }
 
 TEST(Settings, ANulInTheTextIsRefused) {
@@ -222,40 +226,72 @@ TEST(Settings, AHugeFileIsRefused) {
     EXPECT_EQ(Refusal(dir / "c"), (dir / "c") + ": File too large");
 }
 
-TEST(Settings, ATextCutShortAnywhereIsReadOrRefused) {
+TEST(Settings, AWrittenTextCutShortIsRefused) {
     const TempDir dir;
     const std::string text =
-        "use_file_ext_map = 1\nklfs_prefixes = [\"/k\", '/l']\nmeta_dir = \"/m\\u0041\" # c\n";
-    for (std::size_t length = 0; length <= text.size(); ++length) {
+        refstore::EncodeSettings({.klfsPrefixes = {"/k", "l"}, .metaDir = "/m\n"});
+    ASSERT_TRUE(text.ends_with("use_file_ext_map = 0\n"));
+    for (std::size_t length = 0; length + 1 < text.size(); ++length) {
         WriteFile(dir / "c", text.substr(0, length));
         const std::optional<std::string> refusal = Refusal(dir / "c");
-        if (refusal) {
-            EXPECT_EQ(refusal->find('\n'), std::string::npos);
-            EXPECT_EQ(refusal->substr(0, (dir / "c").size() + 1), (dir / "c") + ":");
-        }
+        ASSERT_TRUE(refusal.has_value()) << length;
+        EXPECT_EQ(refusal->find('\n'), std::string::npos);
+        EXPECT_EQ(refusal->substr(0, (dir / "c").size() + 1), (dir / "c") + ":");
     }
+    WriteFile(dir / "c", text);
+    EXPECT_EQ(Refusal(dir / "c"), std::nullopt);
 }
 
-// The parser walks and frees what it nested by recursion.
-TEST(Settings, KeysNestedToTheLimitAreReadAndDeeperOnesAreNot) {
+// How deep a text is nested: brackets and, in each of them, the dots of its keys.
+TEST(Settings, NestingToTheLimitIsReadAndDeeperNestingIsNot) {
     const TempDir dir;
-    std::string keys;
-    for (int i = 0; i < 2000; ++i) {
-        keys += "a.";
+    const auto refusal = [&dir](const std::string& text) {
+        WriteFile(dir / "c", text);
+        return Refusal(dir / "c")->substr((dir / "c").size());
+    };
+    const auto arrays = [](std::size_t depth) {
+        return std::string(depth, '[') + std::string(depth, ']');
+    };
+    const auto keys = [](int dots) {
+        std::string text = "a";
+        for (; dots > 0; --dots) {
+            text += ".a";
+        }
+        return text;
+    };
+    EXPECT_EQ(refusal("x = " + arrays(16)), ":1: unknown key 'x'");
+    EXPECT_EQ(refusal("\nx = " + arrays(17)), ":2: nested too deeply");
+    EXPECT_EQ(refusal(keys(16) + " = 1"), ":1: unknown key 'a'");
+    EXPECT_EQ(refusal(keys(17) + " = 1"), ":1: nested too deeply");
+    EXPECT_EQ(refusal("[" + keys(16) + "]"), ":1: nested too deeply");
+    EXPECT_EQ(refusal("x = {" + keys(8) + " = {" + keys(6) + " = 1}}"), ":1: unknown key 'x'");
+    EXPECT_EQ(refusal("x = {" + keys(8) + " = {" + keys(7) + " = 1}}"), ":1: nested too deeply");
+    // Beside one another they nest nothing.
+    std::string many = "x = [";
+    for (int i = 0; i < 100; ++i) {
+        many += "[1.5], {a.b = 2.5},\n";
     }
-    WriteFile(dir / "c", keys + "a = " + std::string(200, '[') + std::string(200, ']') + "\n");
-    EXPECT_EQ(Refusal(dir / "c"), (dir / "c") + ":1: unknown key 'a'");
-    WriteFile(dir / "c", "\n\n" + keys + "a.a = 1\n");
-    EXPECT_EQ(Refusal(dir / "c"), (dir / "c") + ":3: more than 2000 dots");
-    const std::string half = keys.substr(0, 2000);
-    WriteFile(dir / "c", half + "a = 1\n[" + half + "b]\na.b = 1\n");
-    EXPECT_EQ(Refusal(dir / "c"), (dir / "c") + ":3: more than 2000 dots");
-    std::string arrays = "a = ";
-    WriteFile(dir / "c", arrays.append(65000, '['));
-    EXPECT_EQ(Refusal(dir / "c"),
-              (dir / "c") +
-                  ":1: Error while parsing value: exceeded maximum nested value depth of "
-                  "256 (TOML_MAX_NESTED_VALUES)");
+    EXPECT_EQ(refusal(many + "]"), ":1: unknown key 'x'");
+    // 529 bytes that took a quarter of a megabyte of stack, and as many as a file has.
+    EXPECT_EQ(refusal("x=" + std::string(527, '[')), ":1: nested too deeply");
+    EXPECT_EQ(refusal(std::string(65536, '[')), ":1: nested too deeply");
+}
+
+TEST(Settings, BracketsInStringsAndCommentsDoNotNest) {
+    const TempDir dir;
+    const std::string many(100, '[');
+    WriteFile(dir / "c", "use_file_ext_map = 0 # " + many + "\nklfs_prefixes = ['" + many +
+                             R"(', "\")" + many + R"(", """)" + "\n" + many + R"(""""", ''')" +
+                             many + "''', \"\"]\n");
+    EXPECT_EQ(Refusal(dir / "c"), (dir / "c") +
+                                      ":3: each of klfs_prefixes must be a path: a text, "
+                                      "not empty, without NUL");
+    // What ends a string is seen: brackets after it count.
+    for (const char* const text : {"''''x'''", R"(""""x""")", R"("""x""""")", "'#'", R"("'")",
+                                   R"("""\"""""")", "''", R"("")", R"("\\")"}) {
+        WriteFile(dir / "c", std::string("x = [") + text + ", " + many);
+        EXPECT_EQ(Refusal(dir / "c"), (dir / "c") + ":1: nested too deeply") << text;
+    }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <mutex>
 #include <shared_mutex>
 #include <thread>
@@ -64,10 +65,23 @@ TEST(Configuration, IsReadOnce) {
     });
 }
 
-TEST(Configuration, AMissingFileGivesTheDefaultsWithoutAWord) {
+TEST(Configuration, AMissingFileThatIsNamedIsUnusable) {
     ExpectInChild([] {
         const test_support::TempDir dir;
         ::setenv("JORV_CONFIG", (dir / "missing").c_str(), 1);
+        const std::string line = (dir / "missing") + ": No such file or directory";
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(Refusal([] { JorvConfig::GetInstance(); }), line);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), line + "\n");
+    });
+}
+
+TEST(Configuration, NothingAtTheDefaultPlaceMeansTheDefaultsWithoutAWord) {
+    if (std::filesystem::exists("/etc/jorv/jorv.toml")) {
+        GTEST_SKIP() << "this machine has a configuration";
+    }
+    ExpectInChild([] {
+        ::unsetenv("JORV_CONFIG");
         testing::internal::CaptureStderr();
         EXPECT_EQ(JorvConfig::GetInstance()->useFileExtMap, 0);
         EXPECT_EQ(FileSystemDaemonConfig::GetInstance()->GetMetaDirPath(), "/var/lib/jorv/meta");

@@ -30,8 +30,6 @@ TEST(SettingsWriter, TheTextIsPinned) {
     EXPECT_EQ(EncodeSettings(settings),
               R"(# Storage library configuration. Relative paths are relative to this file.
 
-# 0: one extent file per user file; else a directory of mapping tables per user file.
-use_file_ext_map = 1
 # Mapping tables carry a DCID list and a bloom filter.
 dcid_bloom_enabled = true
 # Span of file offsets that one mapping table covers, in GiB; 1 and up.
@@ -48,6 +46,8 @@ storage_fstab = "fstab"
 log_file = "log/jorv.log"
 # Directory that holds the container images.
 image_root = "images"
+# 0: one extent file per user file; else a directory of mapping tables per user file.
+use_file_ext_map = 1
 )");
 }
 

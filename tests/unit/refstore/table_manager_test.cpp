@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 
 #include "refstore/base/file_writer.h"
 #include "refstore/table/kept_directory.h"
@@ -9,6 +10,7 @@
 #include "refstore/table/table_record.h"
 #include "storage/exception.h"
 #include "storage/file_ext_map_mgr.h"
+#include "tests/interposed/memory.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/refstore/table_sample.h"
 
@@ -59,6 +61,23 @@ TEST(FileExtMapMgr, IsMadeBeforeItsDirectory) {
     table_test::Store(path, ThreeTables());
     manager.LoadTables();
     EXPECT_EQ(manager.GetFileSize(), 777);
+}
+
+TEST(FileExtMapMgr, AsManyTablesAsThereCanBeTakeLittleMoreThanTheirFile) {
+    const TempDir directory;
+    refstore::TableDirectoryRecord record{.fileSize = 1, .tables = {}};
+    for (std::uint64_t i = 0; i < refstore::kMaxTables; ++i) {
+        record.tables.push_back(
+            {.offset = i, .end = i + 1, .extents = {}, .dcids = {}, .bloom = {}});
+    }
+    table_test::Store(directory.Path(), record);
+    FileExtMapMgr manager(directory.Path(), "", nullptr, nullptr);
+    interposed::TakeAllocatedBytes();
+    manager.LoadTables();
+    EXPECT_LT(interposed::TakeAllocatedBytes(),
+              std::filesystem::file_size(directory / "data.mdb") + (std::size_t{64} << 20));
+    ExtMapEntry entry = {};
+    EXPECT_EQ(manager.GetTableForRead(refstore::kMaxTables - 1, &entry), 0);
 }
 
 TEST(FileExtMapMgr, FindsTheTableThatCoversAnOffset) {
