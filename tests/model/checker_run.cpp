@@ -1,5 +1,4 @@
-#include "tests/campaign/child.h"
-#include "tests/support/jorvck_main.h"
+#include "tests/model/checker_run.h"
 
 #include <grp.h>
 #include <poll.h>
@@ -16,7 +15,9 @@
 #include <stdexcept>
 #include <vector>
 
-namespace campaign {
+#include "tests/support/jorvck_main.h"
+
+namespace model {
 
 namespace {
 
@@ -81,23 +82,21 @@ void BecomeNobody() {
     }
 }
 
-[[noreturn]] void BeTheChecker(const Scene& scene, const HowToRun& how, const Sink& out,
-                               const Sink& err, const Sink& layer) {
+[[noreturn]] void BeTheChecker(const Invocation& invocation, const HowToRun& how, const Sink& out,
+                               const Sink& err) {
     ::dup2(out.Descriptor(), STDOUT_FILENO);
     ::dup2(err.Descriptor(), STDERR_FILENO);
     NoCoreFile();
     if (how.asNobody) {
         BecomeNobody();
     }
-    ::setenv("JORV_CONFIG", scene.Configuration().c_str(), 1);
+    ::setenv("JORV_CONFIG", invocation.configuration.c_str(), 1);
     if (how.prepare) {
         how.prepare();
     }
     std::vector<std::string> words = how.wrapper;
-    if (!words.empty()) {
-        words.push_back(how.program);
-    }
-    words.insert(words.end(), scene.words.begin() + (words.empty() ? 0 : 1), scene.words.end());
+    words.push_back(how.program.empty() ? "jorvck" : how.program);
+    words.insert(words.end(), invocation.arguments.begin(), invocation.arguments.end());
     std::vector<char*> arguments;
     for (std::string& word : words) {
         arguments.push_back(word.data());
@@ -105,32 +104,25 @@ void BecomeNobody() {
     const int count = static_cast<int>(arguments.size());
     arguments.push_back(nullptr);
     if (!how.program.empty()) {
-        ::execvp(how.wrapper.empty() ? how.program.c_str() : arguments[0], arguments.data());
+        ::execvp(arguments[0], arguments.data());
         ::_exit(kNotStarted);
     }
-    const int status = JorvckMain(count, arguments.data());
-    if (how.victim != nullptr) {
-        const char reached = static_cast<char>(LayerOf(how.victim->kind, how.victim->path));
-        [[maybe_unused]] const ssize_t put = ::write(layer.Descriptor(), &reached, 1);
-    }
-    std::exit(status);
+    std::exit(JorvckMain(count, arguments.data()));
 }
 
 }  // namespace
 
-Ended RunChecker(const Scene& scene, const HowToRun& how) {
+Ended RunChecker(const Invocation& invocation, const HowToRun& how) {
     static const Sink out;
     static const Sink err;
-    static const Sink layer;
     out.Clear();
     err.Clear();
-    layer.Clear();
     // What is buffered would be written by the child as well.
     std::fflush(nullptr);
     const pid_t child = ::fork();
     Require(child >= 0, "fork");
     if (child == 0) {
-        BeTheChecker(scene, how, out, err, layer);
+        BeTheChecker(invocation, how, out, err);
     }
     if (how.meanwhile) {
         how.meanwhile(child);
@@ -144,11 +136,15 @@ Ended RunChecker(const Scene& scene, const HowToRun& how) {
     }
     ended.out = out.Take();
     ended.err = err.Take();
-    const std::string reached = layer.Take();
-    if (!reached.empty()) {
-        ended.layer = static_cast<Layer>(reached.front());
-    }
     return ended;
 }
 
-}  // namespace campaign
+Prediction PredictAsNobody(const Invocation& invocation) {
+    const bool isRoot = ::geteuid() == 0;
+    Require(!isRoot || ::seteuid(kNobody) == 0, "seteuid");
+    Prediction predicted = Predict(invocation);
+    Require(!isRoot || ::seteuid(0) == 0, "seteuid");
+    return predicted;
+}
+
+}  // namespace model

@@ -2,15 +2,13 @@
 
 #include <sys/types.h>
 
-#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "tests/campaign/scene.h"
-#include "tests/campaign/seal.h"
+#include "tests/model/model.h"
 
-namespace campaign {
+namespace model {
 
 /// How a run of the checker ended.
 struct Ended {
@@ -19,7 +17,6 @@ struct Ended {
     bool hung = false;  ///< it was ended by us after the limit
     std::string out;
     std::string err;
-    Layer layer = Layer::kNone;  ///< of a run in a child: which layer judged the file
 };
 
 inline constexpr int kLimitSeconds = 10;
@@ -27,13 +24,15 @@ inline constexpr int kLimitSeconds = 10;
 struct HowToRun {
     std::string program;    ///< executed where not empty; else the checks run in a forked child
     bool asNobody = false;  ///< without root's rights
-    const Victim* victim = nullptr;        ///< whose layer is asked for
     std::vector<std::string> wrapper;      ///< words in front of the program
     std::function<void()> prepare;         ///< in the child, before all else: limits, other streams
     std::function<void(pid_t)> meanwhile;  ///< in this process, while the child runs
 };
 
-/// Runs the checker over a scene.
-Ended RunChecker(const Scene& scene, const HowToRun& how);
+/// Runs the checker to its end.
+Ended RunChecker(const Invocation& invocation, const HowToRun& how = {});
 
-}  // namespace campaign
+/// Predict for a run without root's rights.
+Prediction PredictAsNobody(const Invocation& invocation);
+
+}  // namespace model
