@@ -1,4 +1,4 @@
-#include "jorvshare/cli/cli.h"
+#include "jorvshare/command_line.h"
 
 int main(int argc, char** argv) {
     return jorvshare::RunCommandLine(argc, argv);

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include "terminal/interrupt.h"
 #include "terminal/one_line.h"
 #include "terminal/tool_error.h"
 
@@ -29,6 +30,9 @@ int WriteAll(int descriptor, std::string_view text) {
 
 void PrintResult(std::string_view text) {
     const int code = WriteAll(STDOUT_FILENO, text);
+    if (code == EPIPE) {
+        throw Interrupted{SIGPIPE};
+    }
     if (code != 0) {
         throw ToolError(Errno("standard output", code));
     }

@@ -7,8 +7,8 @@ namespace terminal {
 /// The one way in which the tools write to their standard streams: results on standard output,
 /// warnings and errors on standard error. Each text is written whole, without a buffer.
 ///
-/// A standard output that cannot be written (a full disk, a closed pipe) is a ToolError. A standard
-/// error that cannot be written is ignored.
+/// A standard output that cannot be written (a full disk) is a ToolError, one that nobody reads any
+/// more Interrupted by SIGPIPE. A standard error that cannot be written is ignored.
 ///
 /// Messages hold names as they are; each is made one line here, see OneLine.
 

@@ -1,6 +1,10 @@
 #include "terminal/interrupt.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdlib>
+#include <string_view>
 
 namespace terminal {
 
@@ -13,17 +17,25 @@ bool IsOfAWrite(int signal) {
     return signal == SIGXFSZ || signal == SIGPIPE;
 }
 
-// A signal handler can reach nothing but a global: it is the one that this program has.
+// A signal handler can reach nothing but globals: these are the only ones of the program.
 volatile std::sig_atomic_t g_arrived = 0;
+std::string_view g_notice;
 
 extern "C" void Remember(int signal) {
+    const int code = errno;
+    if (g_arrived == 0) {
+        [[maybe_unused]] const ssize_t put =
+            ::write(STDERR_FILENO, g_notice.data(), g_notice.size());
+    }
     g_arrived = signal;
+    errno = code;
 }
 
 }  // namespace
 
-InterruptScope::InterruptScope() {
+InterruptScope::InterruptScope(const char* notice) {
     g_arrived = 0;
+    g_notice = notice == nullptr ? std::string_view() : notice;
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
         struct sigaction action = {};
         action.sa_handler = IsOfAWrite(kSignals.at(i)) ? SIG_IGN : Remember;
@@ -57,7 +69,7 @@ void FinishRegardless() {
             ::sigaction(signal, &action, nullptr);
         }
     }
-    // Last: what g_arrived until here still counts, and nothing can arrive behind it.
+    // Last: what arrived until here still counts, and nothing can arrive behind it.
     CheckInterrupt();
 }
 

@@ -17,7 +17,8 @@ struct Interrupted {
 /// time, main thread only.
 class InterruptScope {
   public:
-    InterruptScope();
+    /// @param notice not null: a literal that the first signal writes to standard error at once.
+    explicit InterruptScope(const char* notice = nullptr);
     /// Puts the former handlers back.
     ~InterruptScope();
     InterruptScope(const InterruptScope&) = delete;

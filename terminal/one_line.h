@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -10,5 +13,11 @@ namespace terminal {
 /// a backslash, so that nothing looks like another name, as "\\". All other bytes stand as they
 /// are.
 std::string OneLine(std::string_view message);
+
+/// Two lower-case hexadecimal digits per byte.
+std::string Hex(std::span<const std::byte> bytes);
+
+/// "1 file" or "2 files".
+std::string Count(std::uint64_t number, std::string_view one, std::string_view many);
 
 }  // namespace terminal

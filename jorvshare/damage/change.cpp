@@ -1,19 +1,15 @@
 #include "jorvshare/damage/change.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 
-#include "jorvshare/report/wording.h"
-#include "jorvshare/site/directory.h"
 #include "jorvshare/site/output_file.h"
-#include "jorvshare/site/staging.h"
-#include "jorvshare/site/undo.h"
-#include "refstore/base/file_writer.h"
 #include "refstore/base/regular_file.h"
-#include "terminal/interrupt.h"
+#include "refstore/container/container_writer.h"
+#include "terminal/one_line.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare::damage {
@@ -22,112 +18,117 @@ namespace {
 
 // Far above any file of a share; memory is the bound that counts.
 constexpr std::uint64_t kMaxFile = std::uint64_t{1} << 40;
+constexpr const char* kAside = "damage.partial";
 
-std::string HexByte(std::byte byte) {
-    constexpr const char* digits = "0123456789abcdef";
-    const auto value = std::to_integer<unsigned>(byte);
-    return {'0', 'x', digits[value >> 4U], digits[value & 15U]};
+std::string NameOf(const Target& target) {
+    return target.root.At(target.path);
 }
 
-void Require(bool done, const std::string& path) {
-    if (!done) {
-        throw terminal::ToolError(wording::Errno(path, errno));
-    }
+std::vector<std::byte> ReadBytes(const Target& target) {
+    const refstore::FileBytes bytes =
+        refstore::RegularFile("file", NameOf(target)).ReadAll(kMaxFile);
+    return {bytes.Span().begin(), bytes.Span().end()};
 }
 
-// A whole new file for `path`, with the owner and the mode of the old one.
-void Put(const Scene& scene, const std::string& path, std::span<const std::byte> bytes) {
+// A whole new file, with the owner and the mode of the old one.
+void Put(const Target& target, std::span<const std::byte> bytes) {
+    const Root& root = target.root;
     struct stat former = {};
-    Require(::stat(path.c_str(), &former) == 0, path);
-    const std::string staged = StagingPlace(scene.Site().Root(), path);
-    terminal::FinishRegardless();
-    Undo undo;
-    undo.RemoveTree(staged);
-    OutputFile file(staged);
-    file.WriteAt(0, bytes);
-    // In this order: a new owner takes some bits of the mode away.
-    file.SetOwner(former.st_uid, former.st_gid);
-    file.SetMode(former.st_mode & 07777U);
-    file.Sync();
-    file.Close();
-    Require(::rename(staged.c_str(), path.c_str()) == 0, path);
-    undo.Keep();
-    refstore::SyncFileSystem(ParentOf(path));
+    if (::fstat(root.Open(target.path, O_PATH).Get(), &former) != 0) {
+        throw terminal::ToolError(terminal::Errno(NameOf(target), errno));
+    }
+    root.Remove(kAside);
+    try {
+        OutputFile file(root, kAside);
+        file.WriteAt(0, bytes);
+        // In this order: a new owner takes some bits of the mode away.
+        file.SetOwner(former.st_uid, former.st_gid);
+        file.SetMode(former.st_mode & 07777U);
+        file.Sync();
+        file.Close();
+        root.Rename(kAside, target.path, true);
+    } catch (...) {
+        root.Remove(kAside);
+        throw;
+    }
+    root.Sync(refstore::ParentOf(target.path));
 }
 
-// Takes what is at `path` out of its place in one step, and then to pieces.
-void TakeAway(const Scene& scene, const std::string& path) {
-    const std::string aside = StagingPlace(scene.Site().Root(), path);
-    terminal::FinishRegardless();
-    Require(::rename(path.c_str(), aside.c_str()) == 0, path);
-    if (const int code = RemoveTree(aside); code != 0) {
-        throw terminal::ToolError(wording::Errno(aside, code));
-    }
-    refstore::SyncFileSystem(ParentOf(path));
+void CutTo(const Target& target, std::vector<std::byte> bytes, std::uint64_t size, Notes* notes) {
+    const std::size_t former = bytes.size();
+    bytes.resize(size);
+    Put(target, bytes);
+    notes->push_back("cut " + NameOf(target) + ": " + std::to_string(former) + " -> " +
+                     std::to_string(size) + " bytes");
 }
 
 }  // namespace
 
-std::vector<std::byte> ReadBytes(const std::string& path) {
-    const refstore::FileBytes bytes = refstore::RegularFile("file", path).ReadAll(kMaxFile);
-    return {bytes.Span().begin(), bytes.Span().end()};
+void FlipAt(const Target& target, std::uint64_t offset, Notes* notes) {
+    std::vector<std::byte> bytes = ReadBytes(target);
+    const auto hex = [&] {
+        return "0x" + terminal::Hex(std::span<const std::byte>(bytes).subspan(offset, 1));
+    };
+    const std::string former = hex();
+    bytes.at(offset) = ~bytes.at(offset);
+    Put(target, bytes);
+    notes->push_back("flipped all bits of a byte of " + NameOf(target) + ": offset " +
+                     std::to_string(offset) + ", " + former + " -> " + hex());
 }
 
-void FlipByte(const Scene& scene, const std::string& path, std::uint64_t offset, Report* report) {
-    std::vector<std::byte> bytes = ReadBytes(path);
-    std::byte& byte = bytes.at(offset);
-    const std::byte former = byte;
-    byte = ~byte;
-    Put(scene, path, bytes);
-    report->Changed("flipped all bits of a byte of " + path + ": offset " + std::to_string(offset) +
-                    ", " + HexByte(former) + " -> " + HexByte(byte));
+void Flip(const Scene& scene, const Target& target, Notes* notes) {
+    FlipAt(target, scene.Choose(ReadBytes(target).size()), notes);
 }
 
-void CutFile(const Scene& scene, const std::string& path, std::uint64_t size, Report* report) {
-    std::vector<std::byte> bytes = ReadBytes(path);
-    const std::size_t former = bytes.size();
-    bytes.resize(size);
-    Put(scene, path, bytes);
-    report->Changed("cut " + path + ": " + std::to_string(former) + " -> " + std::to_string(size) +
-                    " bytes");
+void Cut(const Scene& scene, const Target& target, Notes* notes) {
+    std::vector<std::byte> bytes = ReadBytes(target);
+    const std::uint64_t size = scene.Choose(bytes.size());
+    CutTo(target, std::move(bytes), size, notes);
 }
 
-void Rewrite(const Scene& scene, const std::string& path, std::span<const std::byte> bytes,
-             const std::string& what, Report* report) {
-    Put(scene, path, bytes);
-    report->Changed("rewrote " + path + ": " + what);
+void Empty(const Scene& /*scene*/, const Target& target, Notes* notes) {
+    CutTo(target, ReadBytes(target), 0, notes);
 }
 
-void Rewrite(const Scene& scene, const std::string& path, const std::string& text,
-             const std::string& what, Report* report) {
-    Rewrite(scene, path, std::as_bytes(std::span(text)), what, report);
+void Rewrite(const Target& target, std::span<const std::byte> bytes, const std::string& what,
+             Notes* notes) {
+    Put(target, bytes);
+    notes->push_back("rewrote " + NameOf(target) + ": " + what);
 }
 
-void Remove(const Scene& scene, const std::string& path, Report* report) {
-    const EntryKind kind = KindOf(path);
-    if (kind == EntryKind::kUnknown) {
+void PutForeign(const Scene& /*scene*/, const Target& target, Notes* notes) {
+    Rewrite(target, refstore::EncodeContainerIndex({}), "a sound container index", notes);
+}
+
+void Remove(const Scene& scene, const Target& target, Notes* notes) {
+    const Root& root = target.root;
+    const mode_t type = root.TypeOf(target.path);
+    if (type == 0) {
         scene.FailNothing();
     }
-    TakeAway(scene, path);
-    report->Changed((kind == EntryKind::kDirectory ? "removed the directory " : "removed ") + path);
+    root.Remove(kAside);
+    // Out of its place in one step, and then to pieces.
+    root.Rename(target.path, kAside);
+    root.Remove(kAside);
+    root.Sync(refstore::ParentOf(target.path));
+    notes->push_back((type == S_IFDIR ? "removed the directory " : "removed ") + NameOf(target));
 }
 
-void ReplaceByDirectory(const Scene& scene, const std::string& path, Report* report) {
-    Remove(scene, path, report);
-    MakeDirectory(path);
-    report->Changed("made an empty directory " + path);
+void PutDirectory(const Scene& scene, const Target& target, Notes* notes) {
+    Remove(scene, target, notes);
+    target.root.MakeDirectory(target.path, 0755);
+    notes->push_back("made an empty directory " + NameOf(target));
 }
 
-void ReplaceByLoop(const Scene& scene, const std::string& path, Report* report) {
-    Remove(scene, path, report);
-    const std::string name = path.substr(path.rfind('/') + 1);
-    Require(::symlink(name.c_str(), path.c_str()) == 0, path);
-    report->Changed("made a symbolic link " + path + " -> " + name);
-}
-
-std::string FieldChange(const std::string& field, const std::string& former,
-                        const std::string& now) {
-    return field + ": " + former + " -> " + now;
+void PutLoop(const Scene& scene, const Target& target, Notes* notes) {
+    Remove(scene, target, notes);
+    const std::string name = target.path.substr(target.path.rfind('/') + 1);
+    const refstore::Descriptor parent =
+        target.root.Open(refstore::ParentOf(target.path), O_PATH | O_DIRECTORY);
+    if (::symlinkat(name.c_str(), parent.Get(), name.c_str()) != 0) {
+        throw terminal::ToolError(terminal::Errno(NameOf(target), errno));
+    }
+    notes->push_back("made a symbolic link " + NameOf(target) + " -> " + name);
 }
 
 }  // namespace jorvshare::damage

@@ -2,48 +2,58 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
 
-#include "jorvshare/damage/report.h"
 #include "jorvshare/damage/scene.h"
+#include "jorvshare/site/root.h"
 
 namespace jorvshare::damage {
 
+/// What is to be broken.
+struct Target {
+    Root root;         ///< the site, or a volume
+    std::string path;  ///< relative to it
+    std::string file;  ///< the user file that it belongs to; may be empty
+};
+
+/// What was changed, a line for each thing.
+using Notes = std::vector<std::string>;
+
 // Ways of changing what is on disk. What is put in place and what is taken away lies meanwhile in
-// the site's own directory, see site/staging.h. A run that is killed so leaves a file as it was or
-// as it should be, and of what is removed all or nothing; what is replaced by another thing may be
-// missing. Signals no longer stop the run once the first change begins. Each adds to the report
-// what it did. Failures are ToolErrors and SysExceptions.
+// the target's root, where no check looks: a run that is killed leaves a file as it was or as it
+// should be, and of what is removed all or nothing; what is replaced by another thing may be
+// missing. Failures are ToolErrors and SysExceptions.
 
-/// All bytes of a file.
-std::vector<std::byte> ReadBytes(const std::string& path);
+/// Flips all bits of a byte, at `offset` or where the seed says.
+void FlipAt(const Target& target, std::uint64_t offset, Notes* notes);
+void Flip(const Scene& scene, const Target& target, Notes* notes);
 
-/// Flips all bits of the byte at `offset`.
-void FlipByte(const Scene& scene, const std::string& path, std::uint64_t offset, Report* report);
+/// Keeps the first bytes only: as many as the seed says, or none.
+void Cut(const Scene& scene, const Target& target, Notes* notes);
+void Empty(const Scene& scene, const Target& target, Notes* notes);
 
-/// Keeps the first `size` bytes only.
-void CutFile(const Scene& scene, const std::string& path, std::uint64_t size, Report* report);
+/// Puts `bytes` in the file's place, owner and mode as before; `what` says what is different.
+void Rewrite(const Target& target, std::span<const std::byte> bytes, const std::string& what,
+             Notes* notes);
 
-/// Puts `bytes` in the file's place, owner and mode as before; `what` tells what is different.
-void Rewrite(const Scene& scene, const std::string& path, std::span<const std::byte> bytes,
-             const std::string& what, Report* report);
-void Rewrite(const Scene& scene, const std::string& path, const std::string& text,
-             const std::string& what, Report* report);
+/// Puts a sound record of a structure in its place that is none of a share's.
+void PutForeign(const Scene& scene, const Target& target, Notes* notes);
 
-/// Removes a file, or a directory with all in it. Fails as a kind that finds nothing to break when
-/// nothing is there; so do the next two.
-void Remove(const Scene& scene, const std::string& path, Report* report);
+/// Removes a file, or a directory with all in it; puts an empty directory in its place, or a
+/// symbolic link that leads to itself.
+void Remove(const Scene& scene, const Target& target, Notes* notes);
+void PutDirectory(const Scene& scene, const Target& target, Notes* notes);
+void PutLoop(const Scene& scene, const Target& target, Notes* notes);
 
-/// Removes a file and makes an empty directory of its name.
-void ReplaceByDirectory(const Scene& scene, const std::string& path, Report* report);
-
-/// Removes a file and makes a symbolic link of its name that leads to itself.
-void ReplaceByLoop(const Scene& scene, const std::string& path, Report* report);
-
-/// "<field>: <old> -> <new>"
-std::string FieldChange(const std::string& field, const std::string& former,
-                        const std::string& now);
+/// Sets `*value` and returns "<field>: <old> -> <new>".
+template <typename Number>
+std::string SetField(const std::string& field, Number* value, Number now) {
+    const std::string former = std::to_string(*value);
+    *value = now;
+    return field + ": " + former + " -> " + std::to_string(now);
+}
 
 }  // namespace jorvshare::damage

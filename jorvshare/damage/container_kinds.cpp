@@ -1,85 +1,121 @@
-#include <algorithm>
-#include <array>
+#include <sys/stat.h>
 
-#include "jorvshare/damage/change.h"
-#include "jorvshare/damage/data_check.h"
+#include <array>
+#include <utility>
+#include <vector>
+
 #include "jorvshare/damage/kind.h"
-#include "jorvshare/site/directory.h"
 #include "jorvshare/site/volumes.h"
-#include "refstore/base/file_writer.h"
-#include "terminal/interrupt.h"
+#include "refstore/container/container_reader.h"
 
 namespace jorvshare::damage {
 
 namespace {
 
-// The volumes are read by the file data check alone, whose lines follow from what is then on disk:
-// nothing is told here but what was changed.
-
-std::string ChooseVolume(const Scene& scene) {
-    std::vector<std::string> volumes = ReadVolumes(scene.Site().Fstab());
-    std::erase_if(volumes, [](const std::string& volume) { return !IsThere(volume); });
-    std::sort(volumes.begin(), volumes.end());
-    return scene.ChooseOther(volumes);
-}
-
-void RemoveIndex(const Scene& scene, Report* report) {
-    Remove(scene, scene.ChooseOther(Containers(scene)) + ".bhd", report);
-}
-
-void DamageIndex(const Scene& scene, Report* report) {
-    const std::string path = scene.ChooseOther(Containers(scene)) + ".bhd";
-    FlipByte(scene, path, scene.Choose(ReadBytes(path).size()), report);
-}
-
-void RemoveContainer(const Scene& scene, Report* report) {
-    const std::string container = scene.ChooseOther(Containers(scene));
-    Remove(scene, container + ".bhd", report);
-    Remove(scene, container + ".bin", report);
-}
-
-void DamageContainer(const Scene& scene, Report* report) {
-    const std::string path = scene.ChooseOther(Containers(scene)) + ".bin";
-    FlipByte(scene, path, scene.Choose(ReadBytes(path).size()), report);
-}
-
-void AddStranger(const Scene& scene, Report* report) {
-    const std::string container = Join(ChooseVolume(scene), "no-number");
-    terminal::FinishRegardless();
-    refstore::WriteNewFile(container + ".bhd", {});
-    refstore::WriteNewFile(container + ".bin", {});
-    report->Changed("made the empty files " + container + ".bin and .bhd");
-}
-
-void LoopContainer(const Scene& scene, Report* report) {
-    ReplaceByLoop(scene, scene.ChooseOther(Containers(scene)) + ".bin", report);
-}
-
-void RemoveVolume(const Scene& scene, Report* report) {
-    Remove(scene, ChooseVolume(scene), report);
-}
-
-void RemoveVolumeTable(const Scene& scene, Report* report) {
+// The data of a container whose two files are there.
+Target ChooseData(const Scene& scene) {
     scene.RequireNoPath();
-    Remove(scene, scene.Site().Fstab(), report);
+    std::vector<std::pair<std::string, std::string>> found;
+    for (const std::string& volume : scene.Volumes()) {
+        for (const auto& [dcid, files] : refstore::FindContainers({volume})) {
+            struct stat attributes = {};
+            if (::lstat(files.bin.c_str(), &attributes) == 0 && S_ISREG(attributes.st_mode)) {
+                found.emplace_back(volume, files.bin.substr(volume.size() + 1));
+            }
+        }
+    }
+    const auto& [volume, path] = found[scene.Choose(found.size())];
+    return {Root(volume), path, ""};
 }
 
-constexpr std::array<Kind, 8> kKinds = {{
-    {"container-index-missing", "the index (.bhd) of a container is removed", kForData, kForData,
-     RemoveIndex},
-    {"container-index-damaged", "a byte of a container's index is flipped: no finding", kForData,
-     kForData, DamageIndex},
-    {"container-missing", "a container is removed, index and all", 0, kForData, RemoveContainer},
-    {"container-damaged", "a byte of a container's data is flipped: no finding", kForData, kForData,
-     DamageContainer},
-    {"container-stranger", "a container whose name is no number lies on a volume", kForData,
-     kForData, AddStranger},
-    {"container-link-loop", "a container's data is a link to itself, which ends the walk", kForData,
-     kForData, LoopContainer},
-    {"volume-missing", "a volume is removed with all its containers", 0, kForData, RemoveVolume},
-    {"volume-table-missing",
-     "the table of volumes is removed, so that no file is checked: no finding", kForData, kForData,
-     RemoveVolumeTable},
+// Path of the index whose data is at `path`, or the other way round.
+std::string OtherHalf(const std::string& path) {
+    const std::size_t dot = path.rfind('.');
+    return path.substr(0, dot) + (path.substr(dot) == ".bin" ? ".bhd" : ".bin");
+}
+
+Target ChooseIndex(const Scene& scene) {
+    Target target = ChooseData(scene);
+    target.path = OtherHalf(target.path);
+    return target;
+}
+
+std::string OneVolume(const Scene& scene) {
+    return scene.ChooseOther(scene.Volumes());
+}
+
+Target ChooseVolume(const Scene& scene) {
+    const Root& site = scene.Tree();
+    return {Root(site.Path()), OneVolume(scene).substr(site.Path().size() + 1), ""};
+}
+
+Target ChooseInVolume(const Scene& scene) {
+    return {Root(OneVolume(scene)), "no-number", ""};
+}
+
+Target InSite(const Scene& scene, const std::string& path) {
+    scene.RequireNoPath();
+    return {Root(scene.Tree().Path()), path, ""};
+}
+
+Target ChooseVolumeTable(const Scene& scene) {
+    return InSite(scene, scene.Layout().fstab);
+}
+
+Target ChooseMap(const Scene& scene) {
+    return InSite(scene, scene.Share().MapDir());
+}
+
+Target ChooseHead(const Scene& scene) {
+    return InSite(scene, scene.Share().HeadDir());
+}
+
+Target ChooseShare(const Scene& scene) {
+    return InSite(scene, scene.Share().root);
+}
+
+void RemoveBoth(const Scene& scene, const Target& target, Notes* notes) {
+    Remove(scene, {Root(target.root.Path()), OtherHalf(target.path), ""}, notes);
+    Remove(scene, target, notes);
+}
+
+void AddStranger(const Scene& /*scene*/, const Target& target, Notes* notes) {
+    for (const char* extension : {".bhd", ".bin"}) {
+        const std::string name = target.path + extension;
+        target.root.Write(name, {}, 0644);
+        notes->push_back("made the empty file " + target.root.At(name));
+    }
+}
+
+constexpr Findings kLost = Finds(nullptr, &lines::kUnknownDcid);
+constexpr Findings kNoIndex = Finds(nullptr, &lines::kCompanionMissing);
+constexpr Findings kEndsWalk = Finds(nullptr, &lines::kContainersFailed);
+constexpr Findings kNoShare = Finds(&lines::kUnhandledException, &lines::kShareMissing);
+
+constexpr Findings kNoMapFiles = Finds(&lines::kCorruptExtent, &lines::kExtentMissing);
+constexpr Findings kNoMapTables = Finds(&lines::kChecksumFailed, &lines::kExtentMissing);
+
+constexpr std::array<Kind, 11> kKinds = {{
+    {"container-index-missing", "the index (.bhd) of a container is removed", kNoIndex, kNoIndex,
+     ChooseIndex, Remove},
+    {"container-index-damaged", "a byte of a container's index is flipped", kFindsNothing,
+     kFindsNothing, ChooseIndex, Flip},
+    {"container-missing", "a container is removed, index and all", kFindsNothing, kLost, ChooseData,
+     RemoveBoth},
+    {"container-damaged", "a byte of a container's data is flipped", kFindsNothing, kFindsNothing,
+     ChooseData, Flip},
+    {"container-stranger", "a container whose name is no number lies on a volume", kEndsWalk,
+     kEndsWalk, ChooseInVolume, AddStranger},
+    {"container-link-loop", "a container's data is a link to itself, which ends the walk",
+     kEndsWalk, kEndsWalk, ChooseData, PutLoop},
+    {"volume-missing", "a volume is removed with all its containers", kFindsNothing, kLost,
+     ChooseVolume, Remove},
+    {"volume-table-missing", "the table of volumes is removed, so that no file is checked",
+     kFindsNothing, kFindsNothing, ChooseVolumeTable, Remove},
+    {"map-missing", "the whole map tree is removed", kNoMapFiles, kNoMapTables, ChooseMap, Remove},
+    {"head-missing", "the whole head tree is removed, no file is left", kFindsNothing,
+     kFindsNothing, ChooseHead, Remove},
+    {"share-missing", "the whole share is removed", kNoShare, kNoShare, ChooseShare, Remove},
 }};
 
 }  // namespace

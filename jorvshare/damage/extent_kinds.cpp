@@ -1,13 +1,12 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <array>
 #include <functional>
+#include <optional>
+#include <vector>
 
-#include "jorvshare/damage/change.h"
-#include "jorvshare/damage/findings.h"
 #include "jorvshare/damage/kind.h"
-#include "jorvshare/damage/local_extents.h"
-#include "jorvshare/damage/map_check.h"
-#include "jorvshare/site/directory.h"
-#include "refstore/container/container_writer.h"
 #include "refstore/extent/extent_record.h"
 #include "storage/exception.h"
 
@@ -15,167 +14,229 @@ namespace jorvshare::damage {
 
 namespace {
 
-using Corvane::Kst::Marlow::Jorv::SysException;
+using refstore::Extent;
 
 // Longest local extent that the checker reads, in bytes.
 constexpr std::uint64_t kLongestRead = 131072;
-
+// One byte in so many takes part in an extent's checksum.
+constexpr std::uint64_t kSampleStep = 1024;
 // No storage unit is that long, and yet every file system seeks to there: an offset that is larger
 // than its largest file is no offset to it.
-constexpr std::int64_t kBehindAllData = std::int64_t{1} << 40;
+constexpr std::int64_t kAfterAllData = std::int64_t{1} << 40;
 
-using Damage = std::function<void(const std::string& path)>;
+/// What an extent file holds, and which of its extents have at least so many bytes in the storage
+/// unit.
+struct Loaded {
+    std::int64_t transId = 0;
+    std::vector<Extent> extents;
+    std::vector<std::size_t> local;
+};
 
-// The extent file no longer loads, which the header check says, and the map walk as well when it
-// comes by the file.
-void Unload(const Scene& scene, Report* report, const Damage& damage) {
-    const std::string file = scene.ChooseFile([&scene](const std::string& candidate) {
-        try {
-            ExtentsOf(scene.Share(), candidate);
-            return true;
-        } catch (const SysException&) {
-            return false;
-        }
-    });
-    const std::string path = scene.Share().Map(file);
-    const Lines before = MapLines(scene);
-    damage(path);
-    Lines lines;
+// None when the extent file does not load. A storage unit that does not hold the data of all local
+// extents counts for none of them.
+std::optional<Loaded> Load(const Scene& scene, const std::string& file, std::uint64_t least = 1) {
+    Loaded loaded;
     try {
-        ExtentsOf(scene.Share(), file);
-    } catch (const SysException& failure) {
-        lines.push_back(finding::ProcessFailed(failure.GetErrorNumber()));
+        const refstore::ExtentRecord record =
+            refstore::LoadExtentRecord(scene.Tree().At(scene.Share().Map(file)));
+        loaded.transId = record.transId;
+        loaded.extents.assign(record.extents.begin(), record.extents.end());
+    } catch (const Corvane::Kst::Marlow::Jorv::SysException&) {
+        return std::nullopt;
     }
-    report->Expect(Mode::kMetadata, Stream::kError, finding::CorruptExtent(path));
-    report->Compare(Mode::kMetadata, Stream::kError, before, MapLines(scene, file, lines));
+    struct stat unit = {};
+    if (::lstat(scene.Tree().At(scene.Share().Stu(file)).c_str(), &unit) != 0 ||
+        !S_ISREG(unit.st_mode)) {
+        return loaded;
+    }
+    const auto size = static_cast<std::uint64_t>(unit.st_size);
+    for (std::size_t i = 0; i < loaded.extents.size(); ++i) {
+        const Extent& extent = loaded.extents[i];
+        const auto offset = static_cast<std::uint64_t>(extent.dataOffset);
+        const std::uint64_t length = extent.end - extent.start;
+        if (extent.dcid != refstore::kLocalDcid) {
+            continue;
+        }
+        if (extent.dataOffset < 0 || offset > size || length > size - offset) {
+            loaded.local.clear();
+            break;
+        }
+        if (length >= least) {
+            loaded.local.push_back(i);
+        }
+    }
+    return loaded;
 }
 
-void FlipInExtents(const Scene& scene, Report* report) {
-    Unload(scene, report, [&](const std::string& path) {
-        FlipByte(scene, path, scene.Choose(ReadBytes(path).size()), report);
+// An extent file that loads.
+Target ChooseExtentFile(const Scene& scene) {
+    const std::string file = scene.ChooseFile(
+        scene.PairedFiles(), [&](const std::string& one) { return Load(scene, one).has_value(); });
+    return {Root(scene.Tree().Path()), scene.Share().Map(file), file};
+}
+
+// Files that the checker's walk of the map tree reaches, since nothing else looks at local data. It
+// lists a directory in the file system's order, goes down into the first directory that it meets
+// and never comes back.
+//
+// @param lastOnly those in the directory that the walk ends in only: an extent file that is put in
+//                 place anew may get another place in the listing, which matters there not.
+std::vector<std::string> WalkedFiles(const Scene& scene, bool lastOnly) {
+    std::vector<std::string> files;
+    std::string directory;
+    for (bool down = true; down;) {
+        down = false;
+        if (lastOnly) {
+            files.clear();
+        }
+        const std::string tree =
+            directory.empty() ? scene.Share().MapDir() : scene.Share().Map(directory);
+        const auto listed =
+            refstore::ListDirectory(scene.Tree().Open(tree, O_RDONLY | O_DIRECTORY));
+        for (const refstore::DirectoryEntry& entry :
+             listed.value_or(std::vector<refstore::DirectoryEntry>())) {
+            const std::string relative = Join(directory, entry.name);
+            if (entry.type == S_IFDIR ||
+                scene.Tree().TypeOf(scene.Share().Head(relative)) == S_IFDIR) {
+                directory = relative;
+                down = true;
+                break;
+            }
+            files.push_back(relative);
+        }
+    }
+    return files;
+}
+
+std::string ChooseLocalFile(const Scene& scene, bool lastOnly, std::uint64_t least) {
+    return scene.ChooseFile(WalkedFiles(scene, lastOnly), [&](const std::string& one) {
+        const auto loaded = Load(scene, one, least);
+        return loaded && !loaded->local.empty();
     });
 }
 
-void CutExtents(const Scene& scene, Report* report) {
-    Unload(scene, report, [&](const std::string& path) {
-        CutFile(scene, path, scene.Choose(ReadBytes(path).size()), report);
+Target ChooseLocalExtents(const Scene& scene) {
+    const std::string file = ChooseLocalFile(scene, true, 1);
+    return {Root(scene.Tree().Path()), scene.Share().Map(file), file};
+}
+
+Target ChooseStorageUnit(const Scene& scene) {
+    const std::string file = ChooseLocalFile(scene, false, 1);
+    return {Root(scene.Tree().Path()), scene.Share().Stu(file), file};
+}
+
+// One with an extent that has a byte between two samples.
+Target ChooseLongUnit(const Scene& scene) {
+    const std::string file = ChooseLocalFile(scene, false, 2);
+    return {Root(scene.Tree().Path()), scene.Share().Stu(file), file};
+}
+
+// Seals the extent file again with another value in one of its local extents.
+void BreakExtent(const Scene& scene, const Target& target, Notes* notes,
+                 const std::function<std::string(Extent*)>& change) {
+    Loaded loaded = Load(scene, target.file).value();
+    const std::size_t number = loaded.local[scene.Choose(loaded.local.size())];
+    const std::string what = change(&loaded.extents[number]);
+    Rewrite(target, refstore::EncodeExtents(loaded.transId, loaded.extents),
+            "extent " + std::to_string(number) + ", " + what, notes);
+}
+
+void MakeOffsetNegative(const Scene& scene, const Target& target, Notes* notes) {
+    BreakExtent(scene, target, notes, [](Extent* extent) {
+        return SetField("data_offset", &extent->dataOffset, std::int64_t{-1});
     });
 }
 
-void ForeignExtents(const Scene& scene, Report* report) {
-    Unload(scene, report, [&](const std::string& path) {
-        Rewrite(scene, path, refstore::EncodeContainerIndex({}),
-                "a sound container index, no extent file", report);
+void MakeOffsetLarge(const Scene& scene, const Target& target, Notes* notes) {
+    BreakExtent(scene, target, notes, [](Extent* extent) {
+        return SetField("data_offset", &extent->dataOffset, kAfterAllData);
     });
 }
 
-void RemoveExtents(const Scene& scene, Report* report) {
-    Unload(scene, report, [&](const std::string& path) { Remove(scene, path, report); });
+void MakeEmpty(const Scene& scene, const Target& target, Notes* notes) {
+    BreakExtent(scene, target, notes,
+                [](Extent* extent) { return SetField("end", &extent->end, extent->start); });
 }
 
-void ExtentsAreDirectory(const Scene& scene, Report* report) {
-    Unload(scene, report,
-           [&](const std::string& path) { ReplaceByDirectory(scene, path, report); });
+void Invert(const Scene& scene, const Target& target, Notes* notes) {
+    BreakExtent(scene, target, notes, [](Extent* extent) {
+        const std::string end = SetField("end", &extent->end, extent->start);
+        return end + "; " + SetField("start", &extent->start, extent->start + 1);
+    });
 }
 
-// Seals the extent file again with another value in one of its local extents. The check of the file
-// ends there with `text`.
-void BreakExtent(const Scene& scene, Report* report,
-                 const std::function<std::string(refstore::Extent*)>& change,
-                 std::string (*text)(const std::string& path)) {
-    const auto applies = [&scene](const std::string& file) {
-        return !LocalExtents(scene.Share(), file, 1).empty();
+void MakeLong(const Scene& scene, const Target& target, Notes* notes) {
+    BreakExtent(scene, target, notes, [](Extent* extent) {
+        return SetField("end", &extent->end, extent->start + kLongestRead + 1);
+    });
+}
+
+void ChangeChecksum(const Scene& scene, const Target& target, Notes* notes) {
+    BreakExtent(scene, target, notes, [](Extent* extent) {
+        return SetField("cksum", &extent->cksum, extent->cksum ^ 1U);
+    });
+}
+
+// Flips a byte of one of the local extents with at least so many bytes.
+void FlipLocal(const Scene& scene, const Target& target, std::uint64_t least,
+               const std::function<std::uint64_t(const Extent&)>& place, Notes* notes) {
+    const Loaded loaded = Load(scene, target.file, least).value();
+    const Extent& extent = loaded.extents[loaded.local[scene.Choose(loaded.local.size())]];
+    FlipAt(target, static_cast<std::uint64_t>(extent.dataOffset) + place(extent), notes);
+}
+
+void FlipSampled(const Scene& scene, const Target& target, Notes* notes) {
+    const auto place = [&](const Extent& extent) {
+        const std::uint64_t samples = (extent.end - extent.start + kSampleStep - 1) / kSampleStep;
+        return scene.Choose(samples) * kSampleStep;
     };
-    const std::string file = scene.ChooseFile(WalkedFiles(scene, true, applies));
-    const std::string path = scene.Share().Map(file);
-    const Lines before = MapLines(scene);
-    const std::int64_t transId = refstore::LoadExtentRecord(path).transId;
-    std::vector<refstore::Extent> extents = ExtentsOf(scene.Share(), file);
-    const std::vector<std::size_t> local = LocalExtents(scene.Share(), file, 1);
-    const std::size_t at = local[scene.Choose(local.size())];
-    const std::string what = change(&extents[at]);
-    Rewrite(scene, path, refstore::EncodeExtents(transId, extents),
-            "extent " + std::to_string(at) + ", " + what, report);
-    report->Compare(Mode::kMetadata, Stream::kError, before,
-                    MapLines(scene, file, FileLines(scene.Share(), file, extents, at, text(path))));
+    FlipLocal(scene, target, 1, place, notes);
 }
 
-template <typename Value>
-std::string Set(const std::string& field, Value* value, Value now) {
-    const Value former = *value;
-    *value = now;
-    return FieldChange(field, std::to_string(former), std::to_string(now));
+void FlipUnsampled(const Scene& scene, const Target& target, Notes* notes) {
+    FlipLocal(
+        scene, target, 2, [](const Extent&) { return 1; }, notes);
 }
 
-void NegativeOffset(const Scene& scene, Report* report) {
-    BreakExtent(
-        scene, report,
-        [](refstore::Extent* extent) {
-            return Set("data_offset", &extent->dataOffset, std::int64_t{-1});
-        },
-        finding::SeekFailed);
-}
+constexpr Findings kUnloadable = Finds(&lines::kCorruptExtent, nullptr);
+constexpr Findings kMissing = Finds(&lines::kCorruptExtent, &lines::kExtentMissing);
+constexpr Findings kUnsought = Finds(&lines::kSeekFailed, nullptr);
+constexpr Findings kUnread = Finds(&lines::kReadFailed, nullptr);
+constexpr Findings kWrongData = Finds(&lines::kChecksumFailed, nullptr);
 
-void OffsetBehindEnd(const Scene& scene, Report* report) {
-    BreakExtent(
-        scene, report,
-        [](refstore::Extent* extent) {
-            return Set("data_offset", &extent->dataOffset, kBehindAllData);
-        },
-        finding::ReadFailed);
-}
-
-void EmptyExtent(const Scene& scene, Report* report) {
-    BreakExtent(
-        scene, report,
-        [](refstore::Extent* extent) { return Set("end", &extent->end, extent->start); },
-        finding::ReadFailed);
-}
-
-void InvertedExtent(const Scene& scene, Report* report) {
-    BreakExtent(
-        scene, report,
-        [](refstore::Extent* extent) {
-            return Set("end", &extent->end, extent->start) + "; " +
-                   Set("start", &extent->start, extent->start + 1);
-        },
-        finding::ReadFailed);
-}
-
-void LongExtent(const Scene& scene, Report* report) {
-    BreakExtent(
-        scene, report,
-        [](refstore::Extent* extent) {
-            return Set("end", &extent->end, extent->start + kLongestRead + 1);
-        },
-        finding::ReadFailed);
-}
-
-void ChangeChecksum(const Scene& scene, Report* report) {
-    BreakExtent(
-        scene, report,
-        [](refstore::Extent* extent) { return Set("cksum", &extent->cksum, extent->cksum ^ 1U); },
-        finding::ChecksumFailed);
-}
-
-constexpr unsigned kBoth = kForMetadata | kForData;
-
-constexpr std::array<Kind, 11> kKinds = {{
-    {"extents-damaged", "a byte of an extent file is flipped", kBoth, 0, FlipInExtents},
-    {"extents-cut", "an extent file is cut short", kBoth, 0, CutExtents},
-    {"extents-foreign", "an extent file holds a sound record of another structure", kBoth, 0,
-     ForeignExtents},
-    {"extents-missing", "an extent file is removed", kBoth, 0, RemoveExtents},
-    {"extents-directory", "an extent file is a directory", kBoth, 0, ExtentsAreDirectory},
-    {"extent-offset-negative", "local data cannot be sought: its offset is negative", kForMetadata,
-     0, NegativeOffset},
-    {"extent-offset-behind", "local data cannot be read: its offset lies behind all data",
-     kForMetadata, 0, OffsetBehindEnd},
-    {"extent-empty", "a local extent has no bytes", kForMetadata, 0, EmptyExtent},
-    {"extent-inverted", "a local extent ends before it starts", kForMetadata, 0, InvertedExtent},
-    {"extent-long", "a local extent is longer than any may be", kForMetadata, 0, LongExtent},
-    {"extent-checksum", "the checksum recorded of local data is another", kForMetadata, 0,
-     ChangeChecksum},
+constexpr std::array<Kind, 16> kKinds = {{
+    {"extents-damaged", "a byte of an extent file is flipped", kUnloadable, kNotForLayout,
+     ChooseExtentFile, Flip},
+    {"extents-cut", "an extent file is cut short", kUnloadable, kNotForLayout, ChooseExtentFile,
+     Cut},
+    {"extents-foreign", "an extent file holds a sound record of another structure", kUnloadable,
+     kNotForLayout, ChooseExtentFile, PutForeign},
+    {"extents-missing", "an extent file is removed", kMissing, kNotForLayout, ChooseExtentFile,
+     Remove},
+    {"extents-directory", "an extent file is a directory", kUnloadable, kNotForLayout,
+     ChooseExtentFile, PutDirectory},
+    {"extent-offset-negative", "local data cannot be sought: its offset is negative", kUnsought,
+     kNotForLayout, ChooseLocalExtents, MakeOffsetNegative},
+    {"extent-offset-behind", "local data cannot be read: its offset is after all data", kUnread,
+     kNotForLayout, ChooseLocalExtents, MakeOffsetLarge},
+    {"extent-empty", "a local extent has no bytes", kUnread, kNotForLayout, ChooseLocalExtents,
+     MakeEmpty},
+    {"extent-inverted", "a local extent ends before it starts", kUnread, kNotForLayout,
+     ChooseLocalExtents, Invert},
+    {"extent-long", "a local extent is longer than any may be", kUnread, kNotForLayout,
+     ChooseLocalExtents, MakeLong},
+    {"extent-checksum", "the checksum recorded of local data is another", kWrongData, kNotForLayout,
+     ChooseLocalExtents, ChangeChecksum},
+    {"storage-unit-damaged", "a byte of local data that takes part in the checksum is flipped",
+     kWrongData, kNotForLayout, ChooseStorageUnit, FlipSampled},
+    {"storage-unit-unsampled", "a byte between two samples is flipped", kFindsNothing,
+     kNotForLayout, ChooseLongUnit, FlipUnsampled},
+    {"storage-unit-emptied", "a storage unit is cut to nothing: it cannot be read", kUnread,
+     kNotForLayout, ChooseStorageUnit, Empty},
+    {"storage-unit-directory", "a storage unit is a directory: it cannot be read", kUnread,
+     kNotForLayout, ChooseStorageUnit, PutDirectory},
+    {"storage-unit-missing", "a storage unit is removed", kFindsNothing, kNotForLayout,
+     ChooseStorageUnit, Remove},
 }};
 
 }  // namespace

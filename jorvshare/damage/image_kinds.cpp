@@ -1,154 +1,102 @@
+#include <sys/stat.h>
+
 #include <array>
 
-#include "jorvshare/damage/change.h"
-#include "jorvshare/damage/findings.h"
-#include "jorvshare/damage/image_check.h"
 #include "jorvshare/damage/kind.h"
-#include "jorvshare/site/directory.h"
-#include "refstore/image/image_check.h"
+#include "jorvshare/site/image_list.h"
 #include "refstore/image/image_record.h"
 
 namespace jorvshare::damage {
 
 namespace {
 
-void RequireImages(const Scene& scene) {
+// Images that the share lists; there has to be one.
+std::vector<ImageName> ListedImages(const Scene& scene) {
     scene.RequireNoPath();
-    if (ListedImages(scene).empty()) {
+    std::vector<ImageName> images = ReadImageList(scene.Tree(), scene.Share().VcopyFile());
+    if (images.empty()) {
         scene.FailNothing();
     }
+    return images;
 }
 
-// vcopy.dat itself cannot be read to its end: `error` is said, and the images in `listed` are
-// named, but none is looked at.
-void FailList(const Scene& scene, Report* report, const Lines& before, const Lines& listed,
-              const std::string& error) {
-    Lines after = {finding::CheckingShare(scene.Share().root)};
-    after.insert(after.end(), listed.begin(), listed.end());
-    after.emplace_back(finding::kVcopyFailed);
-    report->Compare(Mode::kMetadata, Stream::kOutput, before, after);
-    report->Expect(Mode::kMetadata, Stream::kError, error);
+Target ChooseList(const Scene& scene) {
+    ListedImages(scene);
+    return {Root(scene.Tree().Path()), scene.Share().VcopyFile(), ""};
 }
 
-void RemoveList(const Scene& scene, Report* report) {
-    RequireImages(scene);
-    const Lines before = SoundImageLines(scene).output;
-    Remove(scene, scene.Share().VcopyFile(), report);
-    FailList(scene, report, before, {}, std::string(finding::kVcopyMissing));
-}
-
-void ListIsDirectory(const Scene& scene, Report* report) {
-    RequireImages(scene);
-    const Lines before = SoundImageLines(scene).output;
-    const std::string path = scene.Share().VcopyFile();
-    ReplaceByDirectory(scene, path, report);
-    FailList(scene, report, before, {}, finding::PolicyFailed(path));
-}
-
-// Keeps the first of the images and begins another group of which only `lines` are there.
-void CutList(const Scene& scene, Report* report, const std::string& lines,
-             const std::string& what) {
-    RequireImages(scene);
-    const Lines before = SoundImageLines(scene).output;
-    const ImageName image = ListedImages(scene).front();
-    const std::string path = scene.Share().VcopyFile();
-    Rewrite(scene, path, image.policy + "\n" + image.backupTime + "\n" + image.name + ";\n" + lines,
-            what, report);
-    FailList(scene, report, before, {image.name}, finding::BackupTimeFailed(path));
-}
-
-void CutBeforeTime(const Scene& scene, Report* report) {
-    CutList(scene, report, "policy\n", "the first image, and of another group the policy alone");
-}
-
-void CutBeforeNames(const Scene& scene, Report* report) {
-    CutList(scene, report, "policy\ntime\n",
-            "the first image, and of another group the policy and the time alone");
-}
-
-void BadName(const Scene& scene, Report* report) {
-    RequireImages(scene);
-    const Lines before = SoundImageLines(scene).output;
-    const ImageName image = ListedImages(scene).front();
-    Rewrite(scene, scene.Share().VcopyFile(), image.policy + "\n" + image.backupTime + "\n..;\n",
-            FieldChange("image", image.name, ".."), report);
-    report->Compare(Mode::kMetadata, Stream::kOutput, before,
-                    {finding::CheckingShare(scene.Share().root), ".."});
-    report->Expect(Mode::kMetadata, Stream::kError,
-                   finding::ImageFailed("..", refstore::kImageBadName));
-}
-
-// Nothing is validated any more; `error` is said.
-void FailImages(const Scene& scene, Report* report, const std::string& error) {
-    report->Lose(Mode::kMetadata, Stream::kOutput, finding::ImagesValid(scene.Share().root));
-    report->Expect(Mode::kMetadata, Stream::kError, error);
-}
-
-void FailImage(const Scene& scene, Report* report, int code,
-               void (*damage)(const Scene&, const ImageName&, const std::string&, Report*)) {
-    RequireImages(scene);
+// An image that is listed and there.
+Target ChooseImage(const Scene& scene) {
     const std::vector<ImageName> images = ListedImages(scene);
-    const ImageName& image = images[scene.Choose(images.size())];
-    damage(scene, image, scene.Site().Image(image), report);
-    FailImages(scene, report, finding::ImageFailed(image.name, code));
+    const std::string path = scene.Layout().Image(images[scene.Choose(images.size())]);
+    if (scene.Tree().TypeOf(path) != S_IFREG) {
+        scene.FailNothing();
+    }
+    return {Root(scene.Tree().Path()), path, ""};
 }
 
-void DamageImage(const Scene& scene, Report* report) {
-    FailImage(scene, report, refstore::kImageDamaged,
-              [](const Scene& here, const ImageName&, const std::string& path, Report* to) {
-                  FlipByte(here, path, here.Choose(ReadBytes(path).size()), to);
-              });
+Target ChooseAllImages(const Scene& scene) {
+    ListedImages(scene);
+    return {Root(scene.Tree().Path()), scene.Layout().images, ""};
 }
 
-void ForeignImage(const Scene& scene, Report* report) {
-    FailImage(scene, report, refstore::kImageDamaged,
-              [](const Scene& here, const ImageName& image, const std::string& path, Report* to) {
-                  refstore::ImageRecord record = refstore::LoadImageRecord(path);
-                  record.policy += "-other";
-                  Rewrite(here, path, refstore::EncodeImage(record),
-                          FieldChange("policy", image.policy, record.policy), to);
-              });
+// Keeps the first of the images, under `name` where that is given, and begins another group with
+// `lines`.
+void RewriteList(const Scene& scene, const Target& target, const std::string& name,
+                 const std::string& lines, const std::string& what, Notes* notes) {
+    const ImageName image = ListedImages(scene).front();
+    const std::string text =
+        image.policy + "\n" + image.backupTime + "\n" + (name.empty() ? image.name : name) + ";\n";
+    Rewrite(target, BytesOf(text + lines), what, notes);
 }
 
-void RemoveImage(const Scene& scene, Report* report) {
-    FailImage(scene, report, refstore::kImageMissing,
-              [](const Scene& here, const ImageName&, const std::string& path, Report* to) {
-                  Remove(here, path, to);
-              });
+void CutBeforeTime(const Scene& scene, const Target& target, Notes* notes) {
+    RewriteList(scene, target, "", "policy\n",
+                "the first image, and of another group the policy alone", notes);
 }
 
-void ImageIsDirectory(const Scene& scene, Report* report) {
-    constexpr int isDirectory = 21;
-    FailImage(scene, report, isDirectory,
-              [](const Scene& here, const ImageName&, const std::string& path, Report* to) {
-                  ReplaceByDirectory(here, path, to);
-              });
+void CutBeforeNames(const Scene& scene, const Target& target, Notes* notes) {
+    RewriteList(scene, target, "", "policy\ntime\n",
+                "the first image, and of another group the policy and the time alone", notes);
 }
 
-void RemoveImages(const Scene& scene, Report* report) {
-    RequireImages(scene);
-    Remove(scene, scene.Site().ImagesRoot(), report);
-    FailImages(scene, report, std::string(finding::kMountFailed));
+void ListBadName(const Scene& scene, const Target& target, Notes* notes) {
+    RewriteList(scene, target, "..", "", "the first image alone, under the name ..", notes);
 }
+
+void PutForeignImage(const Scene& /*scene*/, const Target& target, Notes* notes) {
+    refstore::ImageRecord record = refstore::LoadImageRecord(target.root.At(target.path));
+    const std::string former = record.policy;
+    record.policy += "-other";
+    Rewrite(target, refstore::EncodeImage(record), "policy: " + former + " -> " + record.policy,
+            notes);
+}
+
+constexpr Findings kNotSound = Finds(&lines::kImageFailed, nullptr);
+constexpr Findings kCutShort = Finds(&lines::kParseBackupTimeFailed, nullptr);
+constexpr Findings kNotThere = Finds(&lines::kVcopyNotFound, nullptr);
+constexpr Findings kNotRead = Finds(&lines::kParsePolicyFailed, nullptr);
+constexpr Findings kNotMounted = Finds(&lines::kMountFailed, nullptr);
 
 constexpr std::array<Kind, 10> kKinds = {{
-    {"vcopy-missing", "vcopy.dat is removed", kForMetadata, kForMetadata, RemoveList},
-    {"vcopy-directory", "vcopy.dat is a directory: no policy can be read", kForMetadata,
-     kForMetadata, ListIsDirectory},
-    {"vcopy-no-time", "vcopy.dat ends behind a policy", kForMetadata, kForMetadata, CutBeforeTime},
-    {"vcopy-no-images", "vcopy.dat ends behind a backup time", kForMetadata, kForMetadata,
+    {"vcopy-missing", "vcopy.dat is removed", kNotThere, kNotThere, ChooseList, Remove},
+    {"vcopy-directory", "vcopy.dat is a directory: no policy can be read", kNotRead, kNotRead,
+     ChooseList, PutDirectory},
+    {"vcopy-no-time", "vcopy.dat ends after a policy", kCutShort, kCutShort, ChooseList,
+     CutBeforeTime},
+    {"vcopy-no-images", "vcopy.dat ends after a backup time", kCutShort, kCutShort, ChooseList,
      CutBeforeNames},
-    {"vcopy-bad-name", "vcopy.dat lists an image that no image can be", kForMetadata, kForMetadata,
-     BadName},
-    {"image-damaged", "a byte of a container image is flipped", kForMetadata, kForMetadata,
-     DamageImage},
-    {"image-foreign", "a container image is that of another policy", kForMetadata, kForMetadata,
-     ForeignImage},
-    {"image-missing", "a container image is removed", kForMetadata, kForMetadata, RemoveImage},
-    {"image-directory", "a container image is a directory", kForMetadata, kForMetadata,
-     ImageIsDirectory},
-    {"images-missing", "the root of all images is removed: it cannot be mounted", kForMetadata,
-     kForMetadata, RemoveImages},
+    {"vcopy-bad-name", "vcopy.dat lists an image that no image can be", kNotSound, kNotSound,
+     ChooseList, ListBadName},
+    {"image-damaged", "a byte of a container image is flipped", kNotSound, kNotSound, ChooseImage,
+     Flip},
+    {"image-foreign", "a container image is that of another policy", kNotSound, kNotSound,
+     ChooseImage, PutForeignImage},
+    {"image-missing", "a container image is removed", kNotSound, kNotSound, ChooseImage, Remove},
+    {"image-directory", "a container image is a directory", kNotSound, kNotSound, ChooseImage,
+     PutDirectory},
+    {"images-missing", "the root of all images is removed: it cannot be mounted", kNotMounted,
+     kNotMounted, ChooseAllImages, Remove},
 }};
 
 }  // namespace

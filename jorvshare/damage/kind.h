@@ -3,36 +3,43 @@
 #include <span>
 #include <string_view>
 
-#include "jorvshare/damage/report.h"
+#include "jorvshare/damage/change.h"
 #include "jorvshare/damage/scene.h"
+#include "lines/lines.h"
 
 namespace jorvshare::damage {
 
-/// Modes of the checker that a kind says something about, or'ed; 0: not for this layout.
-inline constexpr unsigned kForMetadata = 1;
-inline constexpr unsigned kForData = 2;
-inline constexpr unsigned kForAged = 4;
+/// What the checker finds on a share that was sound, in each of its modes; null for nothing.
+struct Findings {
+    bool isForLayout = false;
+    const lines::Line* metadata = nullptr;  ///< --share_path
+    const lines::Line* data = nullptr;      ///< --share_id --verify_data
+};
+
+constexpr Findings Finds(const lines::Line* metadata, const lines::Line* data) {
+    return {true, metadata, data};
+}
+inline constexpr Findings kFindsNothing = {true, nullptr, nullptr};
+inline constexpr Findings kNotForLayout = {};
 
 /// One way of damaging a share.
 struct Kind {
     std::string_view name;
     /// What is broken, for the list.
     std::string_view summary;
-    /// Modes in the layout with extent files, and in that with mapping tables.
-    unsigned files;
-    unsigned tables;
-    /// Chooses the victim, breaks it, and reports what was changed and how the metadata check's
-    /// output changes. That of the file data check follows from the share as it then is.
-    void (*apply)(const Scene& scene, Report* report);
+    Findings files;   ///< in the layout with extent files
+    Findings tables;  ///< in that with mapping tables
+    Target (*choose)(const Scene& scene);
+    void (*change)(const Scene& scene, const Target& target, Notes* notes);
+
+    [[nodiscard]] const Findings& In(bool hasTables) const { return hasTables ? tables : files; }
 };
 
 // The kinds by what they break; each is a file of its own.
 std::span<const Kind> HeaderKinds();
 std::span<const Kind> ExtentKinds();
-std::span<const Kind> StorageUnitKinds();
 std::span<const Kind> TableKinds();
 std::span<const Kind> ImageKinds();
 std::span<const Kind> ContainerKinds();
-std::span<const Kind> TreeKinds();
 
 }  // namespace jorvshare::damage

@@ -1,16 +1,12 @@
 #include "jorvshare/damage/scene.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <random>
 #include <utility>
 
-#include "jorvshare/report/wording.h"
-#include "jorvshare/site/confinement.h"
-#include "jorvshare/site/directory.h"
-#include "jorvshare/site/staging.h"
 #include "jorvshare/site/volumes.h"
-#include "refstore/config/settings.h"
-#include "storage/jorv_utils.h"
 #include "terminal/interrupt.h"
 #include "terminal/tool_error.h"
 
@@ -18,101 +14,88 @@ namespace jorvshare::damage {
 
 namespace {
 
-void AddFiles(const std::string& directory, const std::string& prefix,
-              std::vector<std::string>* files) {
-    for (const DirectoryEntry& entry : ListDirectory(directory)) {
-        terminal::CheckInterrupt();
-        if (entry.kind == EntryKind::kDirectory) {
-            AddFiles(Join(directory, entry.name), prefix + entry.name + "/", files);
-        } else if (entry.kind == EntryKind::kFile) {
-            files->push_back(prefix + entry.name);
-        }
-    }
-}
+using terminal::ToolError;
 
-std::string Append(std::string path, const std::string& name) {
-    if (!path.empty() && !path.ends_with('/')) {
-        path += '/';
-    }
-    return path + name;
-}
-
-// A table that is missing or cannot be read names no place; kinds that need one fail for
-// themselves.
-std::vector<std::string> ListedVolumes(const SiteLayout& site) {
+// A table that is missing or cannot be read names no place; kinds that need one fail by themselves.
+std::vector<std::string> ListedVolumes(const Site& site) {
     try {
-        return ReadVolumes(site.Fstab());
-    } catch (const terminal::ToolError&) {
+        return site.Volumes();
+    } catch (const ToolError&) {
         return {};
     }
 }
 
 }  // namespace
 
-Scene::Scene(DamageOptions options) : options_(std::move(options)) {
-    CheckShareId(options_.shareId);
-    const std::string root = AbsoluteTarget(options_.site);
-    const std::string settingsPath = Join(root, SiteLayout::kSettingsName);
-    RequireSite(root);
-    lock_.emplace(root);
-    const refstore::Settings settings = refstore::ReadSettings(settingsPath);
-    site_.emplace(root, settings);
-    RequireWithin(*site_, ListedVolumes(*site_));
-    tables_ = settings.useFileExtMap != 0;
-    share_ = site_->Share(options_.shareId);
-    if (KindOf(share_.root) != EntryKind::kDirectory) {
-        throw terminal::ToolError(wording::NoShare(options_.shareId, root));
+Scene::Scene(DamageOptions options)
+    : options_(std::move(options)),
+      site_(options_.site),
+      lock_(LockDirectory(site_.Path())),
+      root_(site_.Path()),
+      layout_(site_.LayoutWithin(ListedVolumes(site_))),
+      share_(layout_.Share(options_.shareId)) {
+    static_cast<void>(site_.Share(options_.shareId));
+    // What lies behind a link in the share is not the share's.
+    for (const std::string& tree : {share_.HeadDir(), share_.MapDir(), share_.StuDir()}) {
+        if (root_.TypeOf(tree) == S_IFLNK) {
+            throw ToolError(root_.At(tree) + ": a symbolic link, and none is followed");
+        }
     }
-    RemoveUnfinished(root);
 }
 
-std::vector<std::string> Scene::Files() const {
-    std::vector<std::string> files;
-    if (KindOf(share_.HeadDir()) == EntryKind::kDirectory) {
-        AddFiles(share_.HeadDir(), "", &files);
+std::vector<std::string> Scene::Volumes() const {
+    std::vector<std::string> volumes = ListedVolumes(site_);
+    std::erase_if(volumes, [](const std::string& volume) { return !IsThere(volume); });
+    std::ranges::sort(volumes);
+    return volumes;
+}
+
+void Scene::AddFiles(const std::string& directory, std::vector<std::string>* files) const {
+    const std::string tree = directory.empty() ? share_.HeadDir() : share_.Head(directory);
+    for (const refstore::DirectoryEntry& entry : root_.List(tree)) {
+        terminal::CheckInterrupt();
+        const std::string relative = Join(directory, entry.name);
+        // The header check pairs by the last "/head" of the directory's path.
+        if (entry.type == S_IFDIR && !entry.name.starts_with("head")) {
+            AddFiles(relative, files);
+        } else if (entry.type == S_IFREG) {
+            files->push_back(relative);
+        }
     }
-    std::sort(files.begin(), files.end());
+}
+
+std::vector<std::string> Scene::PairedFiles() const {
+    std::vector<std::string> files;
+    if (root_.TypeOf(share_.HeadDir()) == S_IFDIR) {
+        AddFiles("", &files);
+    }
     return files;
 }
 
-std::string Scene::ChooseFile(const std::vector<std::string>& candidates) const {
-    if (!options_.path) {
-        if (candidates.empty()) {
-            FailNothing();
+std::string Scene::ChooseFile(std::vector<std::string> candidates, const Applies& applies) const {
+    if (options_.path) {
+        const std::string& path = *options_.path;
+        if (!IsInnerPath(path) || root_.TypeOf(share_.Head(path)) != S_IFREG) {
+            throw ToolError(path + ": no file of share " + options_.shareId);
         }
-        return candidates[Choose(candidates.size())];
+        if (std::ranges::find(candidates, path) != candidates.end() && applies(path)) {
+            return path;
+        }
+        throw ToolError(path + ": not a file that kind " + options_.kind + " can be applied to");
     }
-    const std::string& path = *options_.path;
-    if (std::find(candidates.begin(), candidates.end(), path) != candidates.end()) {
-        return path;
-    }
-    const std::vector<std::string> files = Files();
-    if (std::find(files.begin(), files.end(), path) == files.end()) {
-        throw terminal::ToolError(wording::NoSuchFile(path, options_.shareId));
-    }
-    throw terminal::ToolError(wording::KindNotForFile(options_.kind, path));
-}
-
-std::string Scene::ChooseFile(const Applies& applies) const {
-    std::vector<std::string> candidates;
-    for (const std::string& file : Files()) {
-        terminal::CheckInterrupt();
-        // The header check pairs by the last "/head" of the directory's path.
-        const std::string directory = ParentOf(share_.Head(file));
-        const bool paired = directory.rfind("/head") == share_.root.size();
-        // Only the file that was asked for is looked into, where one was.
-        if (paired && options_.path.value_or(file) == file && applies(file)) {
-            candidates.push_back(file);
+    std::ranges::sort(candidates);
+    const std::uint64_t first = Choose(candidates.size());
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        std::string& candidate = candidates[(first + i) % candidates.size()];
+        if (applies(candidate)) {
+            return std::move(candidate);
         }
     }
-    return ChooseFile(candidates);
+    FailNothing();
 }
 
 std::string Scene::ChooseOther(const std::vector<std::string>& candidates) const {
     RequireNoPath();
-    if (candidates.empty()) {
-        FailNothing();
-    }
     return candidates[Choose(candidates.size())];
 }
 
@@ -126,20 +109,14 @@ std::uint64_t Scene::Choose(std::uint64_t bound) const {
 
 void Scene::RequireNoPath() const {
     if (options_.path) {
-        throw terminal::ToolError(wording::KindNotForFile(options_.kind, *options_.path));
+        throw ToolError(*options_.path + ": not a file that kind " + options_.kind +
+                        " can be applied to");
     }
 }
 
 void Scene::FailNothing() const {
-    throw terminal::ToolError(wording::NothingToDamage(options_.kind, options_.shareId));
-}
-
-finding::FileNames Scene::Names(const std::string& relative,
-                                const std::string& extentLocation) const {
-    const std::string& id = options_.shareId;
-    const std::string share = Corvane::Kst::Marlow::Jorv::JorvUtils::GetShareDir(id) + "/" + id;
-    return {"/" + relative, "/mnt/jorv/" + share + "/" + relative,
-            Append(extentLocation, share) + "/map/" + relative};
+    throw ToolError("share " + options_.shareId + ": nothing that kind " + options_.kind +
+                    " can be applied to");
 }
 
 }  // namespace jorvshare::damage

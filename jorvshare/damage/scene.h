@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "jorvshare/damage/findings.h"
+#include "jorvshare/site/root.h"
+#include "jorvshare/site/site.h"
 #include "jorvshare/site/site_layout.h"
-#include "jorvshare/site/site_lock.h"
 
 namespace jorvshare::damage {
 
@@ -27,28 +27,29 @@ class Scene {
   public:
     explicit Scene(DamageOptions options);
 
-    [[nodiscard]] const SiteLayout& Site() const { return *site_; }
+    [[nodiscard]] const Root& Tree() const { return root_; }
+    /// Where everything is, relative to Tree().
+    [[nodiscard]] const SiteLayout& Layout() const { return layout_; }
     [[nodiscard]] const ShareLayout& Share() const { return share_; }
-    [[nodiscard]] bool Tables() const { return tables_; }
-    [[nodiscard]] const std::string& ShareId() const { return options_.shareId; }
+    [[nodiscard]] bool Tables() const { return site_.Tables(); }
+    /// Volumes that are there, sorted.
+    [[nodiscard]] std::vector<std::string> Volumes() const;
 
-    /// Relative paths of all header files, sorted by their bytes.
-    [[nodiscard]] std::vector<std::string> Files() const;
+    /// Files of the share that the checker's header check pairs with their extents: none below a
+    /// directory whose name begins with "head".
+    [[nodiscard]] std::vector<std::string> PairedFiles() const;
 
-    /// The file named by --path, or else one of `candidates`, which are sorted, by the seed. That
-    /// file must be among them.
-    [[nodiscard]] std::string ChooseFile(const std::vector<std::string>& candidates) const;
-
-    /// ChooseFile among the files of the share for which `applies` holds. Those whose path leads
-    /// the checker's header check elsewhere are never chosen.
+    /// The file named by --path, or else one of `candidates` by the seed, for which `applies`
+    /// holds. Only files that are tried are looked into.
     using Applies = std::function<bool(const std::string& relative)>;
-    [[nodiscard]] std::string ChooseFile(const Applies& applies) const;
+    [[nodiscard]] std::string ChooseFile(std::vector<std::string> candidates,
+                                         const Applies& applies) const;
 
-    /// One of `candidates`, which are sorted, by the seed; --path is refused.
+    /// One of `candidates` by the seed; --path is refused.
     [[nodiscard]] std::string ChooseOther(const std::vector<std::string>& candidates) const;
 
-    /// A number below `bound`: always the same for the same seed. Fails as a kind
-    /// that finds nothing to break when there is none.
+    /// A number below `bound`: always the same for the same seed. Fails as a kind that finds
+    /// nothing to break when there is none.
     [[nodiscard]] std::uint64_t Choose(std::uint64_t bound) const;
 
     /// Throws ToolError when --path was given.
@@ -57,16 +58,15 @@ class Scene {
     /// Throws the ToolError of a kind that finds nothing to break.
     [[noreturn]] void FailNothing() const;
 
-    /// How the file data check names a file; `extentLocation` is that of its header.
-    [[nodiscard]] finding::FileNames Names(const std::string& relative,
-                                           const std::string& extentLocation) const;
-
   private:
+    void AddFiles(const std::string& directory, std::vector<std::string>* files) const;
+
     DamageOptions options_;
-    std::optional<SiteLock> lock_;
-    std::optional<SiteLayout> site_;
+    Site site_;
+    refstore::Descriptor lock_;
+    Root root_;
+    SiteLayout layout_;
     ShareLayout share_;
-    bool tables_ = false;
 };
 
 }  // namespace jorvshare::damage

@@ -2,14 +2,16 @@
 #include <array>
 #include <functional>
 #include <optional>
+#include <vector>
 
-#include "jorvshare/damage/change.h"
-#include "jorvshare/damage/findings.h"
 #include "jorvshare/damage/kind.h"
-#include "jorvshare/damage/table_record.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/container/container_writer.h"
 #include "refstore/table/bloom_filter.h"
+#include "refstore/table/table_directory.h"
+#include "refstore/table/table_record.h"
+#include "storage/exception.h"
+#include "terminal/one_line.h"
 
 namespace jorvshare::damage {
 
@@ -19,69 +21,47 @@ using refstore::Extent;
 using refstore::TableDirectoryRecord;
 using refstore::TableRecord;
 
-constexpr std::uint64_t kFirstContainer = 64;
 constexpr std::uint64_t kReservedDcid = 5;
 
-std::string DataFile(const std::string& directory) {
-    return directory + "/data.mdb";
+// The mapping tables of a file as they could be written again; none when they do not load. A bloom
+// filter is of the fingerprints of its table's extents, as packing makes it: those that an existing
+// one was made of cannot be got back.
+std::optional<TableDirectoryRecord> Load(const Scene& scene, const std::string& file) {
+    try {
+        const auto tables = refstore::TableDirectory::Load(
+            refstore::TableDirectory::FileIn(scene.Tree().At(scene.Share().Map(file))));
+        TableDirectoryRecord record{.fileSize = tables->FileSize(), .tables = {}};
+        for (const refstore::StoredTableView& stored : tables->Tables()) {
+            TableRecord table{.offset = stored.offset,
+                              .end = stored.end,
+                              .extents = {stored.extents.begin(), stored.extents.end()},
+                              .dcids = {stored.dcids.begin(), stored.dcids.end()},
+                              .bloom = {}};
+            for (const Extent& extent : stored.extents) {
+                table.bloom.push_back(extent.fp);
+            }
+            record.tables.push_back(std::move(table));
+        }
+        return record;
+    } catch (const Corvane::Kst::Marlow::Jorv::SysException&) {
+        return std::nullopt;
+    }
 }
 
-using Damage = std::function<void(const std::string& path)>;
-
-// data.mdb no longer loads.
-void Unload(const Scene& scene, Report* report, const Damage& damage) {
-    const std::string file = scene.ChooseFile([&scene](const std::string& candidate) {
-        return LoadTables(scene, candidate).has_value();
-    });
-    const std::string directory = scene.Share().Map(file);
-    damage(DataFile(directory));
-    report->Expect(Mode::kMetadata, Stream::kError, finding::CorruptExtent(directory));
-}
-
-void FlipInTables(const Scene& scene, Report* report) {
-    Unload(scene, report, [&](const std::string& path) {
-        FlipByte(scene, path, scene.Choose(ReadBytes(path).size()), report);
-    });
-}
-
-void CutTables(const Scene& scene, Report* report) {
-    Unload(scene, report, [&](const std::string& path) {
-        CutFile(scene, path, scene.Choose(ReadBytes(path).size()), report);
-    });
-}
-
-void ForeignTables(const Scene& scene, Report* report) {
-    Unload(scene, report, [&](const std::string& path) {
-        Rewrite(scene, path, refstore::EncodeContainerIndex({}),
-                "a sound container index, no mapping tables", report);
-    });
-}
-
-void RemoveTables(const Scene& scene, Report* report) {
-    Unload(scene, report, [&](const std::string& path) { Remove(scene, path, report); });
-}
-
-void RemoveDirectoryOfTables(const Scene& scene, Report* report) {
-    const std::string file = scene.ChooseFile([&scene](const std::string& candidate) {
-        return LoadTables(scene, candidate).has_value();
-    });
-    Remove(scene, scene.Share().Map(file), report);
-}
-
-/// A place in the tables of a file.
+/// Place of an extent in the tables of a file.
 struct Place {
-    std::size_t table;
-    std::size_t extent;
+    std::size_t table = 0;
+    std::size_t extent = 0;
 };
+using Fits = bool (*)(const TableRecord&, const Extent&);
 
-// The extents of a file that `fits`, which is told the table and the extent.
-using Fits = std::function<bool(const TableRecord&, const Extent&)>;
-std::vector<Place> Places(const TableDirectoryRecord& record, const Fits& fits) {
+// Places of the extents that fit; none when the tables do not load.
+std::vector<Place> PlacesIn(const std::optional<TableDirectoryRecord>& record, Fits fits) {
     std::vector<Place> places;
-    for (std::size_t table = 0; table < record.tables.size(); ++table) {
-        const std::vector<Extent>& extents = record.tables[table].extents;
-        for (std::size_t extent = 0; extent < extents.size(); ++extent) {
-            if (fits(record.tables[table], extents[extent])) {
+    for (std::size_t table = 0; record && table < record->tables.size(); ++table) {
+        const TableRecord& one = record->tables[table];
+        for (std::size_t extent = 0; extent < one.extents.size(); ++extent) {
+            if (fits(one, one.extents[extent])) {
                 places.push_back({table, extent});
             }
         }
@@ -89,51 +69,13 @@ std::vector<Place> Places(const TableDirectoryRecord& record, const Fits& fits) 
     return places;
 }
 
-/// The file that is chosen, and of its extents the one.
-struct Victim {
-    std::string directory;
-    TableDirectoryRecord record;
-    Place place;
-
-    [[nodiscard]] TableRecord& Table() { return record.tables[place.table]; }
-    [[nodiscard]] Extent& TheExtent() { return Table().extents[place.extent]; }
-};
-
-Victim ChooseExtent(const Scene& scene, const Fits& fits) {
-    const std::string file = scene.ChooseFile([&](const std::string& candidate) {
-        const auto record = LoadTables(scene, candidate);
-        return record && !Places(*record, fits).empty();
-    });
-    TableDirectoryRecord record = *LoadTables(scene, file);
-    const std::vector<Place> places = Places(record, fits);
-    return {scene.Share().Map(file), std::move(record), places[scene.Choose(places.size())]};
-}
-
-void Store(const Scene& scene, const Victim& victim, const std::string& what, Report* report) {
-    Rewrite(
-        scene, DataFile(victim.directory), refstore::EncodeTables(victim.record),
-        "table at " + std::to_string(victim.record.tables[victim.place.table].offset) + ", " + what,
-        report);
-}
-
 bool InContainer(const TableRecord& /*table*/, const Extent& extent) {
-    return extent.dcid >= kFirstContainer;
+    return extent.dcid >= kFirstDcid;
 }
 
-void UnlistDcid(const Scene& scene, Report* report) {
-    Victim victim = ChooseExtent(scene, InContainer);
-    const std::uint64_t dcid = victim.TheExtent().dcid;
-    std::erase_if(victim.Table().dcids, [dcid](const auto& entry) { return entry.first == dcid; });
-    Store(scene, victim, "DCID list: without " + std::to_string(dcid), report);
-    report->Expect(Mode::kMetadata, Stream::kError, finding::UnlistedDcid(dcid, victim.directory));
-}
-
-std::vector<crfp_digest_t> Without(const std::vector<crfp_digest_t>& bloom,
-                                   const crfp_digest_t& fp) {
-    std::vector<crfp_digest_t> rest;
-    std::copy_if(bloom.begin(), bloom.end(), std::back_inserter(rest),
-                 [&fp](const crfp_digest_t& one) { return !(one == fp); });
-    return rest;
+std::vector<crfp_digest_t> Without(std::vector<crfp_digest_t> bloom, const crfp_digest_t& fp) {
+    std::erase(bloom, fp);
+    return bloom;
 }
 
 // A filter lets some fingerprints pass that it was not made of: one of these would go unnoticed.
@@ -142,68 +84,114 @@ bool FilterCanMiss(const TableRecord& table, const Extent& extent) {
     return InContainer(table, extent) && !refstore::BloomContains(bits, extent.fp);
 }
 
-void UnlistFingerprint(const Scene& scene, Report* report) {
-    Victim victim = ChooseExtent(scene, FilterCanMiss);
-    const crfp_digest_t fp = victim.TheExtent().fp;
-    victim.Table().bloom = Without(victim.Table().bloom, fp);
-    const std::string digits = DigitsOf(fp);
-    Store(scene, victim, "bloom filter: without " + digits, report);
-    for (const Extent& extent : victim.Table().extents) {
-        if (extent.fp == fp) {
-            report->Expect(Mode::kMetadata, Stream::kError, finding::UnlistedFingerprint(digits));
-        }
-    }
+// The data.mdb of a file for which `applies` holds.
+Target Choose(const Scene& scene, const Scene::Applies& applies) {
+    const std::string file = scene.ChooseFile(scene.PairedFiles(), applies);
+    return {Root(scene.Tree().Path()), refstore::TableDirectory::FileIn(scene.Share().Map(file)),
+            file};
+}
+
+Target ChooseTables(const Scene& scene) {
+    return Choose(scene, [&](const std::string& file) { return Load(scene, file).has_value(); });
+}
+
+Target ChooseDirectory(const Scene& scene) {
+    Target target = ChooseTables(scene);
+    target.path = scene.Share().Map(target.file);
+    return target;
+}
+
+Target ChooseDcid(const Scene& scene) {
+    return Choose(scene, [&](const std::string& file) {
+        return !PlacesIn(Load(scene, file), InContainer).empty();
+    });
+}
+
+Target ChooseFingerprint(const Scene& scene) {
+    return Choose(scene, [&](const std::string& file) {
+        return !PlacesIn(Load(scene, file), FilterCanMiss).empty();
+    });
+}
+
+// Seals the tables again with something else about one of the extents that fit.
+void Change(const Scene& scene, const Target& target, Notes* notes, Fits fits,
+            const std::function<std::string(TableRecord*, Extent*)>& change) {
+    TableDirectoryRecord record = Load(scene, target.file).value();
+    const std::vector<Place> places = PlacesIn(record, fits);
+    const Place place = places[scene.Choose(places.size())];
+    TableRecord& table = record.tables[place.table];
+    const std::string what = change(&table, &table.extents[place.extent]);
+    Rewrite(target, refstore::EncodeTables(record),
+            "table at " + std::to_string(table.offset) + ", " + what, notes);
+}
+
+void UnlistDcid(const Scene& scene, const Target& target, Notes* notes) {
+    Change(scene, target, notes, InContainer, [](TableRecord* table, const Extent* extent) {
+        std::erase_if(table->dcids, [&](const auto& entry) { return entry.first == extent->dcid; });
+        return "DCID list: without " + std::to_string(extent->dcid);
+    });
+}
+
+void UnlistFingerprint(const Scene& scene, const Target& target, Notes* notes) {
+    Change(scene, target, notes, FilterCanMiss, [](TableRecord* table, const Extent* extent) {
+        table->bloom = Without(table->bloom, extent->fp);
+        return "bloom filter: without " + terminal::Hex(std::as_bytes(std::span(extent->fp.bytes)));
+    });
 }
 
 // The extent gets another DCID, and the list has it.
-void ChangeDcid(const Scene& scene, Report* report, std::uint64_t dcid) {
-    Victim victim = ChooseExtent(scene, InContainer);
-    Extent& extent = victim.TheExtent();
-    const std::string what = FieldChange("dcid of the extent at " + std::to_string(extent.start),
-                                         std::to_string(extent.dcid), std::to_string(dcid)) +
-                             ", and listed";
-    extent.dcid = dcid;
-    victim.Table().dcids.emplace_back(dcid, 0);
-    Store(scene, victim, what, report);
-}
-
-void UnknownDcid(const Scene& scene, Report* report) {
-    const std::uint64_t largest = LargestDcid(ReadVolumes(scene.Site().Fstab()));
-    ChangeDcid(scene, report, std::max(largest, kFirstContainer) + 1);
-}
-
-void ReservedDcid(const Scene& scene, Report* report) {
-    ChangeDcid(scene, report, kReservedDcid);
-}
-
-void ChangeSize(const Scene& scene, Report* report) {
-    const std::string file = scene.ChooseFile([&scene](const std::string& candidate) {
-        return LoadTables(scene, candidate).has_value();
+void ChangeDcid(const Scene& scene, const Target& target, Notes* notes, std::uint64_t dcid) {
+    Change(scene, target, notes, InContainer, [&](TableRecord* table, Extent* extent) {
+        table->dcids.emplace_back(dcid, 0);
+        return SetField("dcid of the extent at " + std::to_string(extent->start), &extent->dcid,
+                        dcid) +
+               ", and listed";
     });
-    TableDirectoryRecord record = *LoadTables(scene, file);
-    const std::int64_t former = record.fileSize;
-    record.fileSize ^= 1;
-    Rewrite(scene, DataFile(scene.Share().Map(file)), refstore::EncodeTables(record),
-            FieldChange("file_size", std::to_string(former), std::to_string(record.fileSize)),
-            report);
 }
 
-constexpr unsigned kBoth = kForMetadata | kForData;
+void NameUnknownDcid(const Scene& scene, const Target& target, Notes* notes) {
+    ChangeDcid(scene, target, notes, std::max(LargestDcid(scene.Volumes()), kFirstDcid) + 1);
+}
+
+void NameReservedDcid(const Scene& scene, const Target& target, Notes* notes) {
+    ChangeDcid(scene, target, notes, kReservedDcid);
+}
+
+void ChangeSize(const Scene& scene, const Target& target, Notes* notes) {
+    TableDirectoryRecord record = Load(scene, target.file).value();
+    const std::string what = SetField("file_size", &record.fileSize, record.fileSize ^ 1);
+    Rewrite(target, refstore::EncodeTables(record), what, notes);
+}
+
+constexpr Findings kUnloadable = Finds(&lines::kCorruptExtent, &lines::kCheckFailed);
+constexpr Findings kNoDataFile = Finds(&lines::kCorruptExtent, &lines::kDataFileMissing);
+constexpr Findings kNoDirectory = Finds(nullptr, &lines::kExtentMissing);
+constexpr Findings kOtherSize = Finds(nullptr, &lines::kSizeMismatch);
+constexpr Findings kUnlisted = Finds(&lines::kUnlistedDcid, nullptr);
+constexpr Findings kUnmatched = Finds(&lines::kUnmatchedFingerprint, nullptr);
+constexpr Findings kUnknown = Finds(nullptr, &lines::kUnknownDcid);
+constexpr Findings kReserved = Finds(nullptr, &lines::kReservedDcid);
 
 constexpr std::array<Kind, 10> kKinds = {{
-    {"tables-damaged", "a byte of a file's mapping tables is flipped", 0, kBoth, FlipInTables},
-    {"tables-cut", "a file's mapping tables are cut short", 0, kBoth, CutTables},
-    {"tables-foreign", "data.mdb holds a sound record of another structure", 0, kBoth,
-     ForeignTables},
-    {"tables-missing", "data.mdb is removed", 0, kBoth, RemoveTables},
-    {"tables-directory-missing", "a file's extent directory is removed", 0, kBoth,
-     RemoveDirectoryOfTables},
-    {"tables-size", "mapping tables record another size than the header", 0, kBoth, ChangeSize},
-    {"dcid-unlisted", "a DCID is missing from its table's DCID list", 0, kBoth, UnlistDcid},
-    {"fingerprint-unlisted", "a fingerprint is missing from its table's bloom filter", 0, kBoth,
-     UnlistFingerprint},
-    {"dcid-unknown", "an extent names a container that no volume has", 0, kBoth, UnknownDcid},
-    {"dcid-reserved", "an extent has a DCID below 64", 0, kBoth, ReservedDcid},
+    {"tables-damaged", "a byte of a file's mapping tables is flipped", kNotForLayout, kUnloadable,
+     ChooseTables, Flip},
+    {"tables-cut", "a file's mapping tables are cut short", kNotForLayout, kUnloadable,
+     ChooseTables, Cut},
+    {"tables-foreign", "data.mdb holds a sound record of another structure", kNotForLayout,
+     kUnloadable, ChooseTables, PutForeign},
+    {"tables-missing", "data.mdb is removed", kNotForLayout, kNoDataFile, ChooseTables, Remove},
+    {"tables-directory-missing", "a file's extent directory is removed", kNotForLayout,
+     kNoDirectory, ChooseDirectory, Remove},
+    {"tables-size", "mapping tables record another size than the header", kNotForLayout, kOtherSize,
+     ChooseTables, ChangeSize},
+    {"dcid-unlisted", "a DCID is missing from its table's DCID list", kNotForLayout, kUnlisted,
+     ChooseDcid, UnlistDcid},
+    {"fingerprint-unlisted", "a fingerprint is missing from its table's bloom filter",
+     kNotForLayout, kUnmatched, ChooseFingerprint, UnlistFingerprint},
+    {"dcid-unknown", "an extent names a container that no volume has", kNotForLayout, kUnknown,
+     ChooseDcid, NameUnknownDcid},
+    {"dcid-reserved", "an extent has a DCID below 64", kNotForLayout, kReserved, ChooseDcid,
+     NameReservedDcid},
 }};
 
 }  // namespace

@@ -1,15 +1,17 @@
 #include "jorvshare/make/make.h"
 
+#include <set>
 #include <span>
 #include <stdexcept>
+#include <string_view>
+#include <vector>
 
-#include "jorvshare/make/recipe.h"
-#include "jorvshare/report/wording.h"
-#include "jorvshare/site/bytes_of.h"
-#include "jorvshare/site/directory.h"
+#include "jorvshare/make/json_object.h"
+#include "jorvshare/make/recipe_file.h"
+#include "jorvshare/site/root.h"
 #include "jorvshare/site/site_layout.h"
 #include "jorvshare/site/target_directory.h"
-#include "refstore/base/file_writer.h"
+#include "refstore/base/regular_file.h"
 #include "refstore/config/settings.h"
 #include "refstore/container/container_writer.h"
 #include "refstore/extent/extent_record.h"
@@ -18,136 +20,272 @@
 #include "refstore/header/header_record.h"
 #include "refstore/image/image_record.h"
 #include "refstore/table/table_directory.h"
+#include "refstore/table/table_record.h"
+#include "terminal/console.h"
 #include "terminal/interrupt.h"
+#include "terminal/one_line.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
 
 namespace {
 
-void WriteBelow(const std::string& path, std::span<const std::byte> bytes) {
-    terminal::CheckInterrupt();
-    MakeDirectories(ParentOf(path));
-    refstore::WriteNewFile(path, bytes);
-}
+constexpr mode_t kDirectoryMode = 0755;
+constexpr mode_t kFileMode = 0644;
+constexpr std::uint64_t kLargestRecipe = std::uint64_t{1} << 30U;
 
-/// Writes one recipe. `now` is where the site is built, `later` what it will be called.
-class Builder {
+/// Names that stand for one thing each.
+class Names {
   public:
-    Builder(const Recipe& recipe, std::string now, std::string later)
-        : recipe_(recipe), now_(std::move(now)), later_(std::move(later)) {}
-
-    void Build() {
-        MakeDirectory(now_.MetaRoot());
-        MakeDirectory(now_.VolumesRoot());
-        MakeDirectory(now_.ImagesRoot());
-        MakeDirectory(now_.LogDir());
-        WriteConfiguration();
-        for (const RecipeVolume& volume : recipe_.volumes) {
-            WriteVolume(volume);
-        }
-        for (const RecipeShare& share : recipe_.shares) {
-            WriteShare(share);
-        }
-        for (const RecipeImage& image : recipe_.images) {
-            WriteImage(image);
+    void Add(const Json& value, const std::string& name) {
+        if (!names_.insert(name).second) {
+            Refuse(value, "is there twice");
         }
     }
 
   private:
-    void WriteConfiguration() {
-        refstore::WriteNewFile(now_.SettingsFile(),
-                               BytesOf(refstore::EncodeSettings(recipe_.settings)));
-        std::vector<std::string> volumes;
-        for (const std::string& name : recipe_.fstab) {
-            volumes.push_back(later_.Volume(name));
+    std::set<std::string> names_;
+};
+
+/// One name of a path.
+struct Name {
+    std::string text;
+};
+
+void Into(const Json& value, Name& into) {
+    into.text = value.get<std::string>();
+    if (!IsPlainName(into.text)) {
+        Refuse(value, "must be one name of a path, of at most 255 bytes");
+    }
+}
+
+/// Goes through a recipe and builds what it says, one thing after the other: all storage units at
+/// once may be more than memory holds. Without a root nothing is built.
+class Builder {
+  public:
+    /// @param root  where the site is built; may be null.
+    /// @param place what it will be called.
+    Builder(const Root* root, std::string place) : root_(root), place_(std::move(place)) {}
+
+    void Build(const Json& recipe) {
+        for (const std::string& directory : {layout_.meta, std::string(SiteLayout::kVolumes),
+                                             layout_.images, std::string(SiteLayout::kLog)}) {
+            MakeDirectories(directory);
         }
-        refstore::WriteNewFile(now_.Fstab(), BytesOf(refstore::EncodeFstab(volumes)));
+        std::vector<Name> volumes;
+        std::optional<std::vector<Name>> fstab;
+        Names shares;
+        Names images;
+        const auto readVolumes = [&](const Json& list) {
+            Names names;
+            for (const Json& volume : ElementsOf(list)) {
+                BuildVolume(volume, &volumes.emplace_back());
+                names.Add(volume, volumes.back().text);
+            }
+        };
+        const auto readShares = [&](const Json& list) {
+            for (const Json& share : ElementsOf(list)) {
+                BuildShare(share, &shares);
+            }
+        };
+        const auto readImages = [&](const Json& list) {
+            for (const Json& image : ElementsOf(list)) {
+                BuildImage(image, &images);
+            }
+        };
+        ReadObject(recipe, {{"config", [this](const Json& config) { ReadConfig(config); }},
+                            {"volumes", readVolumes},
+                            {"fstab", fstab},
+                            {"shares", readShares},
+                            {"images", readImages}});
+        std::vector<std::string> listed;
+        for (const Name& name : fstab.value_or(volumes)) {
+            listed.push_back(Join(place_, SiteLayout::Volume(name.text)));
+        }
+        Write(layout_.fstab, BytesOf(refstore::EncodeFstab(listed)));
+        Write(SiteLayout::kSettings, BytesOf(refstore::EncodeSettings(settings_)));
     }
 
-    void WriteVolume(const RecipeVolume& volume) {
-        const std::string directory = now_.Volume(volume.name);
-        MakeDirectory(directory);
-        for (const std::uint64_t dcid : volume.containers) {
+    [[nodiscard]] std::uint64_t Shares() const { return shares_; }
+    [[nodiscard]] std::uint64_t Files() const { return files_; }
+
+  private:
+    void MakeDirectories(const std::string& path) const {
+        if (root_ != nullptr) {
+            root_->MakeDirectories(path, kDirectoryMode);
+        }
+    }
+
+    void Write(const std::string& path, std::span<const std::byte> bytes) const {
+        terminal::CheckInterrupt();
+        if (root_ != nullptr) {
+            MakeDirectories(refstore::ParentOf(path));
+            root_->Write(path, bytes, kFileMode);
+        }
+    }
+
+    void ReadConfig(const Json& value) {
+        // A span of 0 is written as it is; the library refuses it.
+        ReadObject(value, {{"use_file_ext_map", settings_.useFileExtMap},
+                           {"dcid_bloom_enabled", settings_.dcidBloomEnabled},
+                           {"table_span_gib", settings_.tableSpanGiB},
+                           {"klfs_aware", settings_.klfsAware}});
+    }
+
+    void BuildVolume(const Json& value, Name* name) const {
+        const auto buildContainers = [&](const Json& list) {
+            Names names;
+            for (const Json& dcid : ElementsOf(list)) {
+                const std::uint64_t number = UnsignedFrom(dcid, UINT64_MAX);
+                names.Add(dcid, std::to_string(number));
+                BuildContainer(SiteLayout::Volume(name->text), number);
+            }
+        };
+        const auto buildFiles = [&](const Json& files) {
+            for (const auto& [path, text] : MembersOf(files)) {
+                RequireInnerPath(text, path);
+                Write(Join(SiteLayout::Volume(name->text), path), BytesOf(text.get<std::string>()));
+            }
+        };
+        const auto begin = [&](const Json& text) {
+            Into(text, *name);
+            MakeDirectories(SiteLayout::Volume(name->text));
+        };
+        ReadObject(value, {Field("name", begin).Required(),
+                           {"containers", buildContainers},
+                           {"files", buildFiles}});
+    }
+
+    void BuildContainer(const std::string& volume, std::uint64_t dcid) const {
+        if (root_ != nullptr) {
             const std::string text = "container " + std::to_string(dcid) + "\n";
-            refstore::ContainerWriter container(directory, dcid);
+            refstore::ContainerWriter container(root_->At(volume), dcid);
             container.Add(refstore::Fingerprint(BytesOf(text)), BytesOf(text));
             container.Finish();
         }
-        for (const auto& [path, text] : volume.files) {
-            WriteBelow(Join(directory, path), BytesOf(text));
-        }
     }
 
-    void WriteShare(const RecipeShare& recipe) {
-        MakeDirectories(now_.ShareParent(recipe.id));
-        const ShareLayout share = now_.Share(recipe.id);
-        MakeDirectory(share.root);
-        // The three trees belong to every share, an empty one included.
-        for (const std::string& tree : {share.HeadDir(), share.MapDir(), share.StuDir()}) {
-            MakeDirectory(tree);
+    void BuildShare(const Json& value, Names* ids) {
+        Name id;
+        ShareLayout share;
+        std::optional<std::string> vcopy;
+        const auto begin = [&](const Json& text) {
+            Into(text, id);
+            if (IsPartialName(id.text)) {
+                Refuse(text, "names that end in .partial are kept for what is unfinished");
+            }
+            ids->Add(text, id.text);
+            share = layout_.Share(id.text);
+            // The three trees belong to every share, an empty one included.
+            for (const std::string& tree : {share.HeadDir(), share.MapDir(), share.StuDir()}) {
+                MakeDirectories(tree);
+            }
+        };
+        const auto buildFiles = [&](const Json& list) {
+            Names paths;
+            for (const Json& file : ElementsOf(list)) {
+                const RecipeFile read =
+                    ReadFile(file, std::uint64_t{settings_.tableSpanGiB} << 30U);
+                paths.Add(file, read.path);
+                BuildFile(share, read);
+                ++files_;
+            }
+        };
+        ReadObject(value, {Field("id", begin).Required(), {"files", buildFiles}, {"vcopy", vcopy}});
+        if (vcopy.has_value()) {
+            Write(share.VcopyFile(), BytesOf(*vcopy));
         }
-        for (const RecipeFile& file : recipe.files) {
-            WriteFile(share, file);
-        }
-        if (recipe.vcopy.has_value()) {
-            refstore::WriteNewFile(share.VcopyFile(), BytesOf(*recipe.vcopy));
-        }
+        ++shares_;
     }
 
-    void WriteFile(const ShareLayout& share, const RecipeFile& file) {
+    void BuildFile(const ShareLayout& share, const RecipeFile& file) const {
+        if (root_ == nullptr) {
+            return;
+        }
         if (file.header.has_value()) {
             refstore::HeaderRecord header = *file.header;
             if (file.defaultExtentLocation) {
-                header.extentLocation = later_.MetaRoot();
+                header.extentLocation = Join(place_, layout_.meta);
             }
-            WriteBelow(share.Head(file.path), refstore::EncodeHeader(header));
+            Write(share.Head(file.path), refstore::EncodeHeader(header));
         }
         if (file.extentFile.has_value()) {
-            WriteBelow(share.Map(file.path),
-                       refstore::EncodeExtents(file.extentFile->transId, file.extentFile->extents));
+            Write(share.Map(file.path),
+                  refstore::EncodeExtents(file.extentFile->transId, file.extentFile->extents));
         }
         if (file.tables.has_value()) {
-            WriteBelow(refstore::TableDirectory::FileIn(share.Map(file.path)),
-                       refstore::EncodeTables(*file.tables));
+            Write(refstore::TableDirectory::FileIn(share.Map(file.path)),
+                  refstore::EncodeTables(*file.tables));
         }
         if (file.storageUnit.has_value()) {
-            WriteBelow(share.Stu(file.path), *file.storageUnit);
+            Write(share.Stu(file.path), *file.storageUnit);
         }
     }
 
-    void WriteImage(const RecipeImage& image) {
-        const refstore::ImageRecord& record = image.record;
-        std::vector<std::byte> bytes = refstore::EncodeImage(record);
-        if (image.damaged) {
+    void BuildImage(const Json& value, Names* paths) const {
+        Name policy;
+        Name time;
+        Name name;
+        bool damaged = false;
+        ReadObject(value, {Field("policy", policy).Required(),
+                           Field("time", time).Required(),
+                           Field("name", name).Required(),
+                           {"damaged", damaged}});
+        const std::string path = layout_.Image({policy.text, time.text, name.text});
+        paths->Add(value, path);
+        std::vector<std::byte> bytes =
+            refstore::EncodeImage({policy.text, time.text, name.text, {}});
+        if (damaged) {
             bytes.at(bytes.size() / 2) ^= std::byte{1};
         }
-        WriteBelow(now_.Image({record.policy, record.backupTime, record.name}), bytes);
+        Write(path, bytes);
     }
 
-    const Recipe& recipe_;
-    const SiteLayout now_;
-    const SiteLayout later_;
+    const Root* root_;
+    const std::string place_;
+    const SiteLayout layout_;
+    refstore::Settings settings_ = SiteLayout::NewSettings();
+    std::uint64_t shares_ = 0;
+    std::uint64_t files_ = 0;
 };
+
+// The place of a mistake is the JSON library's own.
+[[noreturn]] void FailRecipe(const std::string& path, const Json::exception& error) {
+    // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."
+    const std::string_view what = error.what();
+    throw terminal::ToolError(path + ": " + std::string(what.substr(what.find("] ") + 2)));
+}
+
+// Every mistake shows before anything is built.
+Json LoadRecipe(const std::string& path) {
+    const refstore::FileBytes bytes = refstore::RegularFile("recipe", path).ReadAll(kLargestRecipe);
+    try {
+        Json recipe = Json::parse(bytes.Text());
+        Builder(nullptr, "").Build(recipe);
+        return recipe;
+    } catch (const Json::exception& error) {
+        FailRecipe(path, error);
+    }
+}
 
 }  // namespace
 
-MakeSummary Make(const std::string& recipePath, const std::string& site) {
-    const Recipe recipe = LoadRecipe(recipePath);
-    TargetDirectory target(site);
+void Make(const std::string& recipePath, const std::string& site) {
+    const Json recipe = LoadRecipe(recipePath);
+    TargetDirectory target(site, kDirectoryMode);
+    Builder builder(&target.Tree(), target.Final());
     try {
-        Builder(recipe, target.Partial(), target.Final()).Build();
+        builder.Build(recipe);
     } catch (const std::length_error& error) {
-        throw terminal::ToolError(wording::At(recipePath, error.what()));
+        throw terminal::ToolError(recipePath + ": " + error.what());
     }
-    terminal::CheckInterrupt();
     target.Commit();
-    MakeSummary summary;
-    summary.shares = recipe.shares.size();
-    for (const RecipeShare& share : recipe.shares) {
-        summary.files += share.files.size();
-    }
-    return summary;
+    terminal::PrintSummary(site + ": " + terminal::Count(builder.Shares(), "share", "shares") +
+                           ", " + terminal::Count(builder.Files(), "file", "files"));
+}
+
+void CheckRecipe(const std::string& path) {
+    LoadRecipe(path);
 }
 
 }  // namespace jorvshare

@@ -7,8 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "jorvshare/pack/fingerprint_map.h"
-#include "jorvshare/site/undo.h"
+#include "jorvshare/pack/shared_data.h"
 #include "refstore/container/container_writer.h"
 
 namespace jorvshare {
@@ -19,15 +18,14 @@ struct DataPlace {
     std::int64_t offset = 0;
 };
 
-/// Keeps data once each in containers, which go to the volumes in turn. One container is in memory
-/// at a time. One thread.
+/// Keeps data once each in containers, which go to the directories in turn. One container is in
+/// memory at a time. One thread.
 class ContainerStore {
   public:
-    /// @param volumes   directories that are there; not empty.
-    /// @param lastDcid  largest DCID in use.
-    /// @param undo      is told of every container that was written; outlives the store.
-    ContainerStore(std::vector<std::string> volumes, std::uint64_t lastDcid,
-                   std::uint64_t maxContainerBytes, Undo* undo);
+    /// @param places   directories that are there; not empty.
+    /// @param lastDcid largest DCID in use.
+    ContainerStore(std::vector<std::string> places, std::uint64_t lastDcid,
+                   std::uint64_t maxContainerBytes);
 
     /// Place of the data, stored now unless it was before. Throws SysException, or ToolError when
     /// no DCID is left.
@@ -42,13 +40,11 @@ class ContainerStore {
   private:
     void Begin();
 
-    std::vector<std::string> volumes_;
+    std::vector<std::string> places_;
     std::uint64_t lastDcid_;
     std::uint64_t maxContainerBytes_;
-    Undo* undo_;
     std::optional<refstore::ContainerWriter> open_;
-    std::string openVolume_;
-    FingerprintMap<DataPlace> places_;
+    FingerprintMap<DataPlace> stored_;
     std::vector<std::uint64_t> dcids_;
     std::uint64_t storedBytes_ = 0;
 };

@@ -2,12 +2,21 @@
 
 #include <utility>
 
-#include "jorvshare/site/directory.h"
+#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
-LocalStore::LocalStore(std::string path, std::uint32_t mode)
-    : path_(std::move(path)), mode_(0600U | (mode & 0044U)) {}
+LocalStore::LocalStore(const Root& root, std::string path) : root_(root), path_(std::move(path)) {}
+
+LocalStore::~LocalStore() {
+    if (file_.has_value()) {
+        try {
+            root_.Remove(path_);
+        } catch (const terminal::ToolError&) {
+            // The failure that brought the run here is the one to report.
+        }
+    }
+}
 
 std::int64_t LocalStore::Put(const crfp_digest_t& fp, std::span<const std::byte> data) {
     const auto known = places_.find(fp);
@@ -15,8 +24,8 @@ std::int64_t LocalStore::Put(const crfp_digest_t& fp, std::span<const std::byte>
         return known->second;
     }
     if (!file_.has_value()) {
-        MakeDirectories(ParentOf(path_));
-        file_.emplace(path_, mode_);
+        root_.MakeDirectories(refstore::ParentOf(path_), 0700);
+        file_.emplace(root_, path_);
     }
     const auto offset = static_cast<std::int64_t>(size_);
     file_->WriteAt(size_, data);
@@ -28,6 +37,7 @@ std::int64_t LocalStore::Put(const crfp_digest_t& fp, std::span<const std::byte>
 void LocalStore::Finish() {
     if (file_.has_value()) {
         file_->Close();
+        file_.reset();
     }
 }
 

@@ -6,18 +6,22 @@
 #include <span>
 #include <string>
 
-#include "jorvshare/pack/fingerprint_map.h"
+#include "jorvshare/pack/shared_data.h"
 #include "jorvshare/site/output_file.h"
+#include "jorvshare/site/root.h"
 
 namespace jorvshare {
 
-/// Storage unit of one user file: its data once each, one behind the other. The file and the
-/// directories above it are made with the first data. Failures are ToolErrors. One thread.
+/// Storage unit of one user file: its data once each, piece after piece, open to its owner alone.
+/// The file and the directories above it are made with the first data; without Finish the file is
+/// removed. Failures are ToolErrors. One thread.
 class LocalStore {
   public:
-    /// @param mode permission bits of the user file: whom they keep from its data they also keep
-    ///             from the storage unit. The umask holds as well.
-    LocalStore(std::string path, std::uint32_t mode);
+    /// @param root outlives the store; `path` is relative to it.
+    LocalStore(const Root& root, std::string path);
+    ~LocalStore();
+    LocalStore(const LocalStore&) = delete;
+    LocalStore& operator=(const LocalStore&) = delete;
 
     /// Offset of the data in the storage unit, stored now unless it was before.
     std::int64_t Put(const crfp_digest_t& fp, std::span<const std::byte> data);
@@ -28,8 +32,8 @@ class LocalStore {
     [[nodiscard]] std::uint64_t StoredBytes() const { return size_; }
 
   private:
-    std::string path_;
-    std::uint32_t mode_;
+    const Root& root_;
+    const std::string path_;
     std::optional<OutputFile> file_;
     FingerprintMap<std::int64_t> places_;
     std::uint64_t size_ = 0;

@@ -1,6 +1,5 @@
 #include "jorvshare/pack/pack.h"
 
-#include <algorithm>
 #include <span>
 #include <vector>
 
@@ -8,16 +7,14 @@
 #include "jorvshare/pack/pack_site.h"
 #include "jorvshare/pack/share_writer.h"
 #include "jorvshare/pack/shared_data.h"
+#include "jorvshare/pack/source_file.h"
 #include "jorvshare/pack/source_tree.h"
-#include "jorvshare/site/bytes_of.h"
-#include "jorvshare/site/directory.h"
-#include "jorvshare/site/volumes.h"
-#include "refstore/base/file_writer.h"
-#include "refstore/base/regular_file.h"
+#include "jorvshare/site/keep_going.h"
+#include "jorvshare/site/root.h"
 #include "refstore/fingerprint.h"
-#include "refstore/image/image_record.h"
 #include "terminal/console.h"
 #include "terminal/interrupt.h"
+#include "terminal/one_line.h"
 #include "terminal/progress.h"
 #include "terminal/tool_error.h"
 
@@ -25,154 +22,101 @@ namespace jorvshare {
 
 namespace {
 
-void WarnOfUncheckable(const SourceTree& tree, const ShareLayout& share, MapLayout map) {
+using terminal::Count;
+
+void WarnOfUncheckable(const SourceTree& tree, const PackSite& site) {
+    const auto warn = [](const std::string& message) { terminal::PrintWarning(kProgram, message); };
     if (tree.unpairable != 0) {
-        terminal::PrintWarning(wording::kProgram, wording::Unpairable(tree.unpairable));
+        warn(Count(tree.unpairable, "file lies", "files lie") +
+             " below a directory whose name begins with \"head\"; the metadata check cannot pair " +
+             (tree.unpairable == 1 ? "it" : "them") + " with extents");
     }
     // There a file is a directory in the map tree, with its name.
-    if (map == MapLayout::kTables && tree.namedHead != 0) {
-        terminal::PrintWarning(wording::kProgram, wording::TablesTakenForHeaders(tree.namedHead));
+    if (site.Map() == MapLayout::kTables && tree.namedHead != 0) {
+        warn(Count(tree.namedHead, "file has a name that begins", "files have names that begin") +
+             " with \"head\"; the metadata check will take " +
+             (tree.namedHead == 1 ? "its mapping tables for a header"
+                                  : "their mapping tables for headers"));
     }
-    if (share.root.find("/head") != std::string::npos) {
-        terminal::PrintWarning(wording::kProgram, wording::HeadInSharePath(share.root));
+    if (site.SharePath().find("/head") != std::string::npos) {
+        warn(site.SharePath() +
+             ": \"/head\" in the share's own path; the metadata check will take every file of the "
+             "share for a header");
     }
 }
 
-/// First pass: reads everything to learn what occurs in more than one file.
-SharedData FindShared(const std::string& source, const SourceTree& tree,
+/// First pass: reads everything to learn what occurs in more than one file. Files that cannot be
+/// read are taken out of the tree.
+SharedData FindShared(const Root& source, SourceTree* tree, KeepGoing* keepGoing,
                       terminal::Progress* progress) {
     SharedData shared;
     std::uint64_t number = 0;
-    for (const std::string& relative : tree.files) {
+    std::erase_if(tree->files, [&](const std::string& relative) {
         ++number;
-        SourceFile(Join(source, relative))
-            .ForEachPiece([&](std::uint64_t, std::span<const std::byte> data) {
-                shared.Add(refstore::Fingerprint(data), number);
-                progress->Advance(data.size());
-            });
-    }
+        return !keepGoing->Try("not packed: ", progress, [&] {
+            SourceFile(source, relative)
+                .ForEachPiece([&](std::uint64_t, std::span<const std::byte> data) {
+                    shared.Add(refstore::Fingerprint(data), number);
+                    progress->Advance(data.size(), data.size());
+                });
+        });
+    });
     shared.Finish();
     return shared;
 }
 
-std::string VcopyText(const ImageName& name) {
-    return name.policy + "\n" + name.backupTime + "\n" + name.name + ";\n";
-}
-
-// Writes the image beside its place. It gets there only after the share: an image in its place
-// that no share owns would be in the way of the next run.
-void WriteImage(PackSite* site, const ShareLayout& staging, const ImageName& name,
-                const std::vector<std::uint64_t>& containers) {
-    refstore::WriteNewFile(staging.VcopyFile(), BytesOf(VcopyText(name)));
-    const std::string path = site->Layout().ImageStaging(name);
-    site->MakeMissing(ParentOf(ParentOf(path)));
-    site->MakeMissing(ParentOf(path));
-    RemoveTree(path);
-    site->Changes().RemoveTree(path);
-    refstore::WriteNewFile(
-        path, refstore::EncodeImage({name.policy, name.backupTime, name.name, containers}));
-}
-
-// A run that was killed when the share was in its place and the image not yet.
-void FinishKilledRun(const SiteLayout& site, const ShareLayout& share, const ImageName& name) {
-    const std::string staging = site.ImageStaging(name);
-    if (KindOf(staging) == EntryKind::kFile && KindOf(share.VcopyFile()) == EntryKind::kFile &&
-        KindOf(site.Image(name)) == EntryKind::kUnknown) {
-        const refstore::RegularFile vcopy("virtual copy list", share.VcopyFile());
-        std::string text = VcopyText(name);
-        const std::string expected = text;
-        if (vcopy.Size() == text.size()) {
-            vcopy.ReadAt(0, std::as_writable_bytes(std::span(text)));
-            if (text == expected) {
-                refstore::RenameNew(staging, site.Image(name));
-            }
-        }
-    }
-}
-
-void PutInPlace(PackSite* site, const std::string& staging, const std::string& place) {
-    // The rename may have been made and yet not be durable: what is in its place then has to go.
-    site->Changes().Run([staging, place] {
-        if (KindOf(staging) == EntryKind::kUnknown) {
-            RemoveTree(place);
-        }
-    });
-    refstore::RenameNew(staging, place);
-}
-
-std::uint64_t LastDcid(const PackSite& site) {
-    // A run that was killed may have left containers on a volume that it had not listed yet.
-    std::vector<std::string> places = site.Volumes();
-    places.push_back(site.Layout().VolumesRoot());
-    return LargestDcid(places);
-}
-
-void RefuseOverlap(const std::string& source, const std::string& site) {
-    if (IsWithin(site, source)) {
-        throw terminal::ToolError(wording::Inside("site", site, "source", source));
+void PrintPacked(const std::string& id, const ShareWriter& writer, const ContainerStore& containers,
+                 const SourceTree& tree) {
+    const auto item = [](std::uint64_t number, const std::string& what) {
+        return Count(number, what, what + "s") + ", ";
+    };
+    terminal::PrintSummary("share " + id + ": " + item(writer.Files(), "file") +
+                           item(writer.Bytes(), "byte") + item(writer.Extents(), "extent") +
+                           item(containers.Dcids().size(), "container") +
+                           Count(containers.StoredBytes() + writer.LocalBytes(), "byte", "bytes") +
+                           " stored, " + std::to_string(tree.Skipped()) + " skipped");
+    if (const std::string lost = tree.NotKept(); !lost.empty()) {
+        terminal::PrintSummary("not kept: " + lost);
     }
 }
 
 }  // namespace
 
-wording::PackSummary Pack(const PackOptions& options) {
-    CheckShareId(options.shareId);
-    const std::string source = AbsoluteTarget(options.source);
-    const std::string root = AbsoluteTarget(options.site);
-    RefuseOverlap(source, root);
-
-    PackSite site(root, options);
-    const ShareLayout share = site.Layout().Share(options.shareId);
-    const ShareLayout staging = site.Layout().ShareStaging(options.shareId);
-    if (KindOf(share.root) != EntryKind::kUnknown) {
-        if (options.virtualCopy.has_value()) {
-            FinishKilledRun(site.Layout(), share, *options.virtualCopy);
-        }
-        throw terminal::ToolError(wording::ShareExists(options.shareId, root));
+int Pack(const PackOptions& options) {
+    const std::string path = AbsoluteTarget(options.site);
+    const Root source(AbsoluteTarget(options.source));
+    if (IsWithin(path, source.Path())) {
+        throw terminal::ToolError("the site " + path + " lies inside the source " + source.Path());
     }
-    if (options.virtualCopy.has_value() &&
-        KindOf(site.Layout().Image(*options.virtualCopy)) != EntryKind::kUnknown) {
-        throw terminal::ToolError(wording::ImageExists(site.Layout().Image(*options.virtualCopy)));
-    }
-    site.MakeMissing(ParentOf(share.root));
-    RemoveTree(staging.root);
-    site.Changes().RemoveTree(staging.root);
+    PackSite site(path, options);
+    KeepGoing keepGoing(options.keepGoing);
+    SourceTree tree = WalkSource(source, &keepGoing);
+    WarnOfUncheckable(tree, site);
+    site.Begin();
 
-    const SourceTree tree = WalkSource(source);
-    WarnOfUncheckable(tree, share, site.Map());
     const bool twoPasses = site.Map() == MapLayout::kFiles;
     terminal::Progress progress("packing", tree.dataBytes * (twoPasses ? 2 : 1));
-    const SharedData shared = twoPasses ? FindShared(source, tree, &progress) : SharedData();
-    ContainerStore containers(site.Volumes(), LastDcid(site),
-                              std::uint64_t{options.containerMiB} << 20U, &site.Changes());
-    ShareWriter writer({staging, site.Layout().MetaRoot(), site.Map(), site.TableSpan()}, &shared,
-                       &containers, &progress);
+    const SharedData shared =
+        twoPasses ? FindShared(source, &tree, &keepGoing, &progress) : SharedData();
+    ContainerStore containers(site.ContainerPlaces(), site.LastDcid(),
+                              std::uint64_t{options.containerMiB} << 20U);
+    ShareWriter writer({site.Tree(), site.Share(), site.MetaRoot(), site.Map(), site.TableSpan()},
+                       &shared, &containers, &progress);
     for (const std::string& directory : tree.directories) {
         writer.AddDirectory(directory);
     }
     for (const std::string& file : tree.files) {
         terminal::CheckInterrupt();
-        writer.AddFile(Join(source, file), file);
+        keepGoing.Try("not packed: ", &progress, [&] { writer.AddFile(source, file); });
     }
     containers.Finish();
     if (options.virtualCopy.has_value()) {
-        WriteImage(&site, staging, *options.virtualCopy, containers.Dcids());
+        site.WriteImage(containers.Dcids());
     }
-    site.Sync();
-    terminal::CheckInterrupt();
-    PutInPlace(&site, staging.root, share.root);
-    if (options.virtualCopy.has_value()) {
-        PutInPlace(&site, site.Layout().ImageStaging(*options.virtualCopy),
-                   site.Layout().Image(*options.virtualCopy));
-    }
-    site.Keep();
-
-    return {tree.files.size(),
-            writer.Bytes(),
-            writer.Extents(),
-            containers.Dcids().size(),
-            containers.StoredBytes() + writer.LocalBytes(),
-            tree.skipped};
+    site.Commit();
+    progress.Clear();
+    PrintPacked(options.shareId, writer, containers, tree);
+    return keepGoing.Failed() == 0 ? 0 : 1;
 }
 
 }  // namespace jorvshare

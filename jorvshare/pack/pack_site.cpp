@@ -1,96 +1,34 @@
 #include "jorvshare/pack/pack_site.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <set>
-#include <span>
-#include <string_view>
 
-#include "jorvshare/report/wording.h"
-#include "jorvshare/site/bytes_of.h"
-#include "jorvshare/site/confinement.h"
-#include "jorvshare/site/directory.h"
-#include "jorvshare/site/staging.h"
+#include "jorvshare/site/image_list.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
-#include "refstore/base/regular_file.h"
 #include "refstore/config/settings.h"
 #include "refstore/fstab/fstab_writer.h"
+#include "refstore/image/image_record.h"
+#include "terminal/interrupt.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
 
 namespace {
 
-constexpr std::string_view kTables = "tables";
-constexpr std::string_view kFiles = "files";
+using terminal::ToolError;
 
-std::string_view Name(MapLayout layout) {
-    return layout == MapLayout::kTables ? kTables : kFiles;
-}
+constexpr mode_t kOpenMode = 0755;
+constexpr mode_t kPrivateMode = 0700;
+// Containers that are not in their place yet, on their volume.
+constexpr const char* kContainers = "containers.partial";
 
-void WriteFstab(const std::string& path, const std::vector<std::string>& volumes) {
-    refstore::ReplaceFile(path, BytesOf(refstore::EncodeFstab(volumes)));
-}
-
-// "v1" and so on.
-std::string VolumeName(std::size_t number) {
-    return std::string("v").append(std::to_string(number));
-}
-
-bool IsNumber(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
-// True for a table of volumes that a first pack wrote, to the byte.
-bool IsBegunFstab(const SiteLayout& site) {
-    std::vector<std::string> volumes;
-    try {
-        volumes = ReadVolumes(site.Fstab());
-    } catch (const terminal::ToolError&) {
-        return false;
-    }
-    for (std::size_t i = 0; i < volumes.size(); ++i) {
-        if (volumes[i] != site.Volume(VolumeName(i + 1))) {
-            return false;
-        }
-    }
-    const std::string expected = refstore::EncodeFstab(volumes);
-    const refstore::RegularFile file("table of volumes", site.Fstab());
-    std::string text(expected.size(), '\0');
-    if (volumes.empty() || file.Size() != text.size()) {
-        return false;
-    }
-    file.ReadAt(0, std::as_writable_bytes(std::span(text)));
-    return text == expected;
-}
-
-// Volumes that nothing was put into yet.
-bool AreBegunVolumes(const std::string& directory) {
-    const auto volumes = ListDirectory(directory);
-    return std::all_of(volumes.begin(), volumes.end(), [&](const DirectoryEntry& entry) {
-        return entry.kind == EntryKind::kDirectory && entry.name.starts_with('v') &&
-               IsNumber(std::string_view(entry.name).substr(1)) &&
-               ListDirectory(Join(directory, entry.name)).empty();
-    });
-}
-
-// A site is begun with its volumes, their table and then the settings; a run that is killed in
-// between leaves no more than these, and the next one begins anew. Whatever else is there is
-// somebody else's.
-bool IsFresh(const SiteLayout& site) {
-    const auto entries = ListDirectory(site.Root());
-    return std::all_of(entries.begin(), entries.end(), [&site](const DirectoryEntry& entry) {
-        if (entry.name == SiteLayout::kFstabName) {
-            return entry.kind == EntryKind::kFile && IsBegunFstab(site);
-        }
-        if (Join(site.Root(), entry.name) == site.VolumesRoot()) {
-            return entry.kind == EntryKind::kDirectory && AreBegunVolumes(site.VolumesRoot());
-        }
-        return entry.kind == EntryKind::kFile && IsUnfinishedName(entry.name);
-    });
+std::string Name(MapLayout layout) {
+    return layout == MapLayout::kTables ? "tables" : "files";
 }
 
 // A volume that is not mounted may hold any number of containers: their identifiers must not be
@@ -98,127 +36,282 @@ bool IsFresh(const SiteLayout& site) {
 void RequireThere(const std::vector<std::string>& volumes) {
     for (const std::string& volume : volumes) {
         if (!IsThere(volume)) {
-            throw terminal::ToolError(wording::MissingVolume(volume));
+            throw ToolError(volume + kVolumeMissing);
         }
     }
 }
 
 }  // namespace
 
-PackSite::PackSite(const std::string& root, const PackOptions& options) {
-    const bool missing = KindOf(root) == EntryKind::kUnknown;
-    if (missing) {
-        MakeDirectory(root);
-        undo_.RemoveDirectory(root);
+PackSite::PackSite(const std::string& path, const PackOptions& options)
+    : path_(path),
+      id_(options.shareId),
+      image_(options.virtualCopy),
+      map_(options.layout.value_or(MapLayout::kFiles)),
+      spanGiB_(options.tableSpanGiB.value_or(1)) {
+    struct stat attributes = {};
+    const bool isThere = ::lstat(path.c_str(), &attributes) == 0;
+    if (isThere && Root(path).TypeOf(SiteLayout::kSettings) != 0) {
+        Join(options);
+    } else if (isThere && !Root(path).List("").empty()) {
+        throw ToolError(path + ": not a site: the directory is not empty and has no " +
+                        SiteLayout::kSettings);
     }
-    lock_.emplace(root);
-    if (KindOf(root + "/" + SiteLayout::kSettingsName) != EntryKind::kUnknown) {
-        Join(root, options);
-    } else if (IsFresh(SiteLayout(root))) {
-        RemoveUnfinished(root);
-        layout_.emplace(root);
-        Create(options);
-    } else {
-        throw terminal::ToolError(wording::NotASite(root));
-    }
-    for (const std::string& directory :
-         {layout_->MetaRoot(), layout_->ImagesRoot(), layout_->LogDir()}) {
-        MakeMissing(directory);
-    }
+    AddVolumes(options.volumes);
 }
 
-void PackSite::Create(const PackOptions& options) {
-    refstore::Settings settings = SiteLayout::NewSettings();
-    map_ = options.layout.value_or(MapLayout::kFiles);
-    settings.useFileExtMap = map_ == MapLayout::kTables ? 1 : 0;
-    settings.dcidBloomEnabled = map_ == MapLayout::kTables;
-    settings.tableSpanGiB = options.tableSpanGiB.value_or(1);
-    tableSpan_ = std::uint64_t{settings.tableSpanGiB} << 30U;
-    AddVolumes(options.volumes.value_or(1));
-    listedVolumes_ = volumes_.size();
-    MakeVolumes();
-    const std::string fstab = layout_->Fstab();
-    if (KindOf(fstab) == EntryKind::kUnknown) {
-        undo_.RemoveTree(fstab);
-    } else {
-        undo_.Run([fstab, former = ReadVolumes(fstab)] { WriteFstab(fstab, former); });
-    }
-    WriteFstab(fstab, volumes_);
-    // Last: with them the volumes in the table have to be there.
-    undo_.RemoveTree(layout_->SettingsFile());
-    refstore::ReplaceFile(layout_->SettingsFile(), BytesOf(refstore::EncodeSettings(settings)));
-}
-
-void PackSite::Join(const std::string& root, const PackOptions& options) {
-    const refstore::Settings settings =
-        refstore::ReadSettings(root + "/" + SiteLayout::kSettingsName);
-    layout_.emplace(root, settings);
-    map_ = settings.useFileExtMap != 0 ? MapLayout::kTables : MapLayout::kFiles;
+void PackSite::Join(const PackOptions& options) {
+    lock_ = LockDirectory(path_);
+    const Site site(path_);
+    map_ = site.Tables() ? MapLayout::kTables : MapLayout::kFiles;
     if (options.layout.value_or(map_) != map_) {
-        throw terminal::ToolError(wording::OtherLayout(root, Name(map_), Name(*options.layout)));
+        throw ToolError(path_ + ": the site's layout is " + Name(map_) + ", not " +
+                        Name(*options.layout));
     }
-    const std::uint32_t span = settings.tableSpanGiB;
-    if (options.tableSpanGiB.value_or(span) != span) {
-        throw terminal::ToolError(wording::OtherSpan(root, span, *options.tableSpanGiB));
+    spanGiB_ = site.Settings().tableSpanGiB;
+    if (options.tableSpanGiB.value_or(spanGiB_) != spanGiB_) {
+        throw ToolError(path_ + ": the site's tables span " + std::to_string(spanGiB_) +
+                        " GiB, not " + std::to_string(*options.tableSpanGiB));
     }
-    tableSpan_ = std::uint64_t{span} << 30U;
-    volumes_ = ReadVolumes(layout_->Fstab());
+    volumes_ = site.Volumes();
     listedVolumes_ = volumes_.size();
-    RequireWithin(*layout_, volumes_);
+    layout_ = site.LayoutWithin(volumes_);
     RequireThere(volumes_);
-    RemoveUnfinished(root);
-    AddVolumes(std::max<std::uint32_t>(1, options.volumes.value_or(1)));
-    MakeVolumes();
+    there_.emplace(path_);
+    if (there_->TypeOf(layout_.Share(id_).root) != 0) {
+        throw ToolError(path_ + ": share " + id_ + " is there already");
+    }
+    if (image_ && IsListed(*image_)) {
+        throw ToolError(there_->At(layout_.Image(*image_)) + ": the image is there already");
+    }
 }
 
-void PackSite::MakeVolumes() {
-    MakeMissing(layout_->VolumesRoot());
-    for (const std::string& volume : volumes_) {
-        MakeMissing(volume);
+// An image that no share lists is what a run left that was killed just before its share was in
+// place.
+bool PackSite::IsListed(const ImageName& image) const {
+    if (there_->TypeOf(layout_.Image(image)) == 0) {
+        return false;
     }
+    for (const refstore::DirectoryEntry& parent : there_->List(layout_.meta)) {
+        const std::string directory = jorvshare::Join(layout_.meta, parent.name);
+        if (parent.type != S_IFDIR) {
+            continue;
+        }
+        for (const refstore::DirectoryEntry& share : there_->List(directory)) {
+            const ShareLayout paths{jorvshare::Join(directory, share.name)};
+            if (share.type == S_IFDIR && !IsPartialName(share.name) &&
+                std::ranges::count(ReadImageList(*there_, paths.VcopyFile()), image) != 0) {
+                return true;
+            }
+        }
+    }
+    return there_->TypeOf(layout_.Image(image)) != S_IFREG;
 }
 
 void PackSite::AddVolumes(std::uint32_t wanted) {
     for (std::uint32_t number = 1; volumes_.size() < wanted; ++number) {
-        std::string volume = layout_->Volume(VolumeName(number));
-        if (std::find(volumes_.begin(), volumes_.end(), volume) == volumes_.end()) {
+        std::string volume =
+            jorvshare::Join(path_, SiteLayout::Volume("v" + std::to_string(number)));
+        if (std::ranges::find(volumes_, volume) == volumes_.end()) {
             volumes_.push_back(std::move(volume));
         }
     }
 }
 
-void PackSite::MakeMissing(const std::string& directory) {
-    struct stat attributes = {};
-    if (::stat(directory.c_str(), &attributes) != 0) {
-        MakeDirectory(directory);
-        undo_.RemoveDirectory(directory);
-    } else if (!S_ISDIR(attributes.st_mode)) {
-        throw terminal::ToolError(wording::Errno(directory, ENOTDIR));
+PackSite::~PackSite() {
+    while (!undo_.empty()) {
+        try {
+            undo_.back()();
+        } catch (const std::exception&) {
+            // The failure that made the run go back is the one to report.
+        }
+        undo_.pop_back();
     }
 }
 
-void PackSite::Sync() {
+std::string PackSite::SharePath() const {
+    return jorvshare::Join(path_, layout_.Share(id_).root);
+}
+
+std::string PackSite::MetaRoot() const {
+    return jorvshare::Join(path_, layout_.meta);
+}
+
+ShareLayout PackSite::Share() const {
+    const ShareLayout share = layout_.Share(id_);
+    return new_ ? share : ShareLayout{PartialOf(share.root)};
+}
+
+std::uint64_t PackSite::LastDcid() const {
+    if (new_) {
+        return 0;
+    }
+    // A run that was killed may have left containers on a volume that it had not listed yet.
+    std::vector<std::string> directories = volumes_;
+    directories.push_back(tree_->At(SiteLayout::kVolumes));
+    return LargestDcid(directories);
+}
+
+void PackSite::Begin() {
+    if (there_) {
+        BeginBeside();
+    } else {
+        BeginNew();
+    }
+    tree_->MakeDirectory(Share().root, kPrivateMode);
+}
+
+void PackSite::BeginNew() {
+    new_.emplace(path_, kOpenMode);
+    tree_ = &new_->Tree();
+    for (const std::string& directory :
+         {std::string(SiteLayout::kVolumes), std::string(SiteLayout::kLog), layout_.images,
+          layout_.ShareParent(id_)}) {
+        tree_->MakeDirectories(directory, kOpenMode);
+    }
+    for (const std::string& volume : volumes_) {
+        const std::string relative = volume.substr(path_.size() + 1);
+        tree_->MakeDirectory(relative, kOpenMode);
+        places_.push_back(tree_->At(relative));
+    }
+    tree_->Write(layout_.fstab, BytesOf(refstore::EncodeFstab(volumes_)), 0644);
+    refstore::Settings settings = SiteLayout::NewSettings();
+    settings.useFileExtMap = map_ == MapLayout::kTables ? 1 : 0;
+    settings.dcidBloomEnabled = map_ == MapLayout::kTables;
+    settings.tableSpanGiB = spanGiB_;
+    tree_->Write(SiteLayout::kSettings, BytesOf(refstore::EncodeSettings(settings)), 0644);
+}
+
+void PackSite::BeginBeside() {
+    tree_ = &*there_;
+    for (const std::string& directory :
+         {std::string(SiteLayout::kVolumes), std::string(SiteLayout::kLog), layout_.images,
+          layout_.ShareParent(id_)}) {
+        MakeMissing(directory);
+    }
+    Claim(*tree_, PartialOf(layout_.Share(id_).root));
+    for (const std::string& volume : volumes_) {
+        if (!IsThere(volume)) {
+            MakeMissing(volume.substr(path_.size() + 1));
+        }
+        const Root root(volume);
+        Claim(root, kContainers);
+        root.MakeDirectory(kContainers, kPrivateMode);
+        places_.push_back(root.At(kContainers));
+    }
+    if (listedVolumes_ < volumes_.size()) {
+        Claim(*tree_, PartialOf(layout_.fstab));
+        WriteFstabBeside(volumes_);
+    }
+}
+
+void PackSite::MakeMissing(const std::string& directory) {
+    if (directory.empty() || tree_->TypeOf(directory) == S_IFDIR) {
+        return;
+    }
+    const std::size_t slash = directory.rfind('/');
+    MakeMissing(slash == std::string::npos ? "" : directory.substr(0, slash));
+    tree_->MakeDirectory(directory, kOpenMode);
+    // Goes unless something else was put into it.
+    undo_.emplace_back([path = tree_->At(directory)] { ::rmdir(path.c_str()); });
+}
+
+void PackSite::Claim(const Root& root, const std::string& partial) {
+    root.Remove(partial);
+    undo_.emplace_back([path = root.Path(), partial] { Root(path).Remove(partial); });
+}
+
+void PackSite::WriteImage(const std::vector<std::uint64_t>& containers) {
+    tree_->Write(Share().VcopyFile(),
+                 BytesOf(image_->policy + "\n" + image_->backupTime + "\n" + image_->name + ";\n"),
+                 0644);
+    std::string place = layout_.Image(*image_);
+    if (new_) {
+        tree_->MakeDirectories(layout_.ImageParent(*image_), kOpenMode);
+    } else {
+        MakeMissing(layout_.ImageParent(*image_));
+        place = PartialOf(place);
+        Claim(*tree_, place);
+    }
+    tree_->Write(
+        place,
+        refstore::EncodeImage({image_->policy, image_->backupTime, image_->name, containers}),
+        0644);
+}
+
+void PackSite::Commit() {
+    if (new_) {
+        new_->Commit();
+        return;
+    }
+    Sync();
+    terminal::FinishRegardless();
+    PutContainersInPlace();
+    if (listedVolumes_ < volumes_.size()) {
+        const auto end = volumes_.begin() + static_cast<std::ptrdiff_t>(listedVolumes_);
+        undo_.emplace_back([this, former = std::vector<std::string>(volumes_.begin(), end)] {
+            WriteFstabBeside(former);
+            tree_->Rename(PartialOf(layout_.fstab), layout_.fstab, true);
+        });
+        tree_->Rename(PartialOf(layout_.fstab), layout_.fstab, true);
+        tree_->Sync("");
+    }
+    if (image_) {
+        PutInPlace(layout_.Image(*image_), true);
+    }
+    // From here on the share is there, with all that belongs to it.
+    PutInPlace(layout_.Share(id_).root, false);
+    undo_.clear();
+}
+
+void PackSite::PutContainersInPlace() {
+    for (const std::string& volume : volumes_) {
+        const Root root(volume);
+        // The index of a container first: data without an index is damage to the checker.
+        for (const refstore::DirectoryEntry& half : root.List(kContainers)) {
+            undo_.emplace_back(
+                [volume, name = half.name, from = jorvshare::Join(kContainers, half.name)] {
+                    Root there(volume);
+                    if (there.TypeOf(from) == 0) {
+                        there.Remove(name);
+                    }
+                });
+            root.Rename(jorvshare::Join(kContainers, half.name), half.name);
+        }
+        root.Remove(kContainers);
+        root.Sync("");
+    }
+}
+
+void PackSite::WriteFstabBeside(const std::vector<std::string>& volumes) {
+    const std::string partial = PartialOf(layout_.fstab);
+    tree_->Remove(partial);
+    tree_->Write(partial, BytesOf(refstore::EncodeFstab(volumes)), 0644);
+}
+
+void PackSite::PutInPlace(const std::string& place, bool replace) {
+    const std::string partial = PartialOf(place);
+    // The rename may have been made and yet not be durable: what is in its place then has to go.
+    undo_.emplace_back([this, place, partial] {
+        if (tree_->TypeOf(partial) == 0) {
+            tree_->Remove(place);
+        }
+    });
+    tree_->Rename(partial, place, replace);
+    tree_->Sync(refstore::ParentOf(place));
+}
+
+void PackSite::Sync() const {
+    std::vector<std::string> directories = {path_, MetaRoot(), tree_->At(layout_.images)};
+    directories.insert(directories.end(), volumes_.begin(), volumes_.end());
     // Volumes are often file systems of their own.
     std::set<dev_t> synced;
-    const auto sync = [&synced](const std::string& directory) {
+    for (const std::string& directory : directories) {
         struct stat attributes = {};
         if (::stat(directory.c_str(), &attributes) == 0 &&
             synced.insert(attributes.st_dev).second) {
             refstore::SyncFileSystem(directory);
         }
-    };
-    sync(layout_->Root());
-    sync(layout_->MetaRoot());
-    sync(layout_->ImagesRoot());
-    for (const std::string& volume : volumes_) {
-        sync(volume);
-    }
-    if (listedVolumes_ < volumes_.size()) {
-        const std::vector<std::string> former(
-            volumes_.begin(), volumes_.begin() + static_cast<std::ptrdiff_t>(listedVolumes_));
-        const std::string fstab = layout_->Fstab();
-        undo_.Run([fstab, former] { WriteFstab(fstab, former); });
-        WriteFstab(fstab, volumes_);
     }
 }
 

@@ -1,61 +1,87 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "jorvshare/pack/pack_options.h"
+#include "jorvshare/pack/pack.h"
+#include "jorvshare/site/root.h"
+#include "jorvshare/site/site.h"
 #include "jorvshare/site/site_layout.h"
-#include "jorvshare/site/site_lock.h"
-#include "jorvshare/site/undo.h"
+#include "jorvshare/site/target_directory.h"
 
 namespace jorvshare {
 
-/// The site that a share is packed into: made when it is missing, locked, its settings agreed
-/// with what is asked for. Failures are ToolErrors and the library's exceptions. One thread.
+/// The site that a share is packed into. A new one is built beside its place as a whole; in one
+/// that is there, the share, its containers and its image are. Commit puts in place what was built,
+/// the share last; without it nothing is left. Failures are ToolErrors and the library's
+/// exceptions. One thread.
 class PackSite {
   public:
-    /// @param root absolute path of the site, whose parent is there.
-    PackSite(const std::string& root, const PackOptions& options);
-
-    /// Unless Keep is called, takes back all that the run made.
-    ~PackSite() = default;
+    /// Agrees with the site on what is asked for. Changes nothing.
+    ///
+    /// @param path absolute, its parent is there.
+    PackSite(const std::string& path, const PackOptions& options);
+    ~PackSite();
     PackSite(const PackSite&) = delete;
     PackSite& operator=(const PackSite&) = delete;
 
-    [[nodiscard]] const SiteLayout& Layout() const { return *layout_; }
+    /// Makes the places to build in, and removes what a killed run left there.
+    void Begin();
+
     [[nodiscard]] MapLayout Map() const { return map_; }
     /// Span of a mapping table, bytes.
-    [[nodiscard]] std::uint64_t TableSpan() const { return tableSpan_; }
-    /// Volume directories; those that are new are there, but not yet in the table of volumes.
-    [[nodiscard]] const std::vector<std::string>& Volumes() const { return volumes_; }
+    [[nodiscard]] std::uint64_t TableSpan() const { return std::uint64_t{spanGiB_} << 30U; }
+    /// Absolute path that the share will have.
+    [[nodiscard]] std::string SharePath() const;
+    /// Absolute path of the metadata root, which headers record.
+    [[nodiscard]] std::string MetaRoot() const;
 
-    [[nodiscard]] Undo& Changes() { return undo_; }
+    // After Begin.
 
-    /// Makes a directory that Changes removes again, unless it is there.
-    void MakeMissing(const std::string& directory);
+    [[nodiscard]] const Root& Tree() const { return *tree_; }
+    /// Where the share is built, relative to Tree(). Its parent is there.
+    [[nodiscard]] ShareLayout Share() const;
+    /// Directories that take the containers, each on a volume of its own.
+    [[nodiscard]] const std::vector<std::string>& ContainerPlaces() const { return places_; }
+    /// Largest DCID in use.
+    [[nodiscard]] std::uint64_t LastDcid() const;
+    /// Writes the image of the virtual copy.
+    void WriteImage(const std::vector<std::uint64_t>& containers);
 
-    /// Makes all that was written durable, and puts new volumes into the table of volumes.
-    void Sync();
-
-    /// All that was made stays.
-    void Keep() { undo_.Keep(); }
+    void Commit();
 
   private:
-    void Create(const PackOptions& options);
-    void Join(const std::string& root, const PackOptions& options);
-    void MakeVolumes();
+    void Join(const PackOptions& options);
     void AddVolumes(std::uint32_t wanted);
+    [[nodiscard]] bool IsListed(const ImageName& image) const;
+    void BeginNew();
+    void BeginBeside();
+    void MakeMissing(const std::string& directory);
+    void Claim(const Root& root, const std::string& partial);
+    void PutContainersInPlace();
+    void WriteFstabBeside(const std::vector<std::string>& volumes);
+    void PutInPlace(const std::string& place, bool replace);
+    void Sync() const;
 
-    std::optional<SiteLock> lock_;
-    // Behind the lock: what was made is taken back before another run may come in.
-    Undo undo_;
-    std::optional<SiteLayout> layout_;
-    MapLayout map_ = MapLayout::kFiles;
-    std::uint64_t tableSpan_ = 0;
-    std::vector<std::string> volumes_;
-    std::size_t listedVolumes_ = 0;
+    const std::string path_;
+    const std::string id_;
+    const std::optional<ImageName> image_;
+    MapLayout map_;
+    std::uint32_t spanGiB_;
+    SiteLayout layout_;
+    std::vector<std::string> volumes_;  ///< absolute, as in the table of volumes
+    std::size_t listedVolumes_ = 0;     ///< of a site that is there
+
+    std::optional<refstore::Descriptor> lock_;  ///< of a site that is there
+    std::optional<TargetDirectory> new_;        ///< of a new one
+    std::optional<Root> there_;
+    const Root* tree_ = nullptr;
+    std::vector<std::string> places_;
+    // Takes back what was made, the latest first.
+    std::vector<std::function<void()>> undo_;
 };
 
 }  // namespace jorvshare

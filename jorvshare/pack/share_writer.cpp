@@ -5,9 +5,6 @@
 #include <utility>
 
 #include "jorvshare/pack/local_store.h"
-#include "jorvshare/report/wording.h"
-#include "jorvshare/site/directory.h"
-#include "refstore/base/file_writer.h"
 #include "refstore/extent/extent_record.h"
 #include "refstore/extent/sampled_checksum.h"
 #include "refstore/fingerprint.h"
@@ -20,8 +17,9 @@ namespace jorvshare {
 
 namespace {
 
-constexpr std::uint64_t kLocalDcid = 1;
 constexpr std::int64_t kTransId = 1;
+constexpr mode_t kDirectoryMode = 0700;
+constexpr mode_t kFileMode = 0644;
 
 bool Lists(const refstore::TableRecord& table, std::uint64_t dcid) {
     // From the back: data that was packed together mostly lies together.
@@ -34,29 +32,29 @@ bool Lists(const refstore::TableRecord& table, std::uint64_t dcid) {
 ShareWriter::ShareWriter(ShareTarget target, const SharedData* shared, ContainerStore* containers,
                          terminal::Progress* progress)
     : target_(std::move(target)), shared_(shared), containers_(containers), progress_(progress) {
-    MakeDirectory(target_.share.root);
-    MakeDirectory(target_.share.HeadDir());
-    MakeDirectory(target_.share.MapDir());
-    MakeDirectory(target_.share.StuDir());
+    for (const std::string& tree :
+         {target_.share.HeadDir(), target_.share.MapDir(), target_.share.StuDir()}) {
+        target_.root.MakeDirectory(tree, kDirectoryMode);
+    }
 }
 
 void ShareWriter::AddDirectory(const std::string& relative) {
-    MakeDirectory(target_.share.Head(relative));
-    MakeDirectory(target_.share.Map(relative));
+    target_.root.MakeDirectory(target_.share.Head(relative), kDirectoryMode);
+    target_.root.MakeDirectory(target_.share.Map(relative), kDirectoryMode);
 }
 
-void ShareWriter::AddFile(const std::string& sourcePath, const std::string& relative) {
-    SourceFile file(sourcePath);
+void ShareWriter::AddFile(const Root& source, const std::string& relative) {
+    SourceFile file(source, relative);
     const std::vector<refstore::Extent> extents = StoreData(&file, relative);
     try {
         if (target_.layout == MapLayout::kTables) {
             WriteTables(relative, file.Size(), extents);
         } else {
-            refstore::WriteNewFile(target_.share.Map(relative),
-                                   refstore::EncodeExtents(kTransId, extents));
+            target_.root.Write(target_.share.Map(relative),
+                               refstore::EncodeExtents(kTransId, extents), kFileMode);
         }
     } catch (const std::length_error& error) {
-        throw terminal::ToolError(wording::At(sourcePath, error.what()));
+        throw terminal::ToolError(source.At(relative) + ": " + error.what());
     }
     ++files_;
     bytes_ += static_cast<std::uint64_t>(file.Size());
@@ -67,7 +65,7 @@ void ShareWriter::AddFile(const std::string& sourcePath, const std::string& rela
 std::vector<refstore::Extent> ShareWriter::StoreData(SourceFile* file,
                                                      const std::string& relative) {
     std::vector<refstore::Extent> extents;
-    LocalStore local(target_.share.Stu(relative), file->Mode());
+    LocalStore local(target_.root, target_.share.Stu(relative));
     file->ForEachPiece([&](std::uint64_t offset, std::span<const std::byte> data) {
         refstore::Extent extent;
         extent.start = offset;
@@ -79,11 +77,11 @@ std::vector<refstore::Extent> ShareWriter::StoreData(SourceFile* file,
             extent.dcid = place.dcid;
             extent.dataOffset = place.offset;
         } else {
-            extent.dcid = kLocalDcid;
+            extent.dcid = refstore::kLocalDcid;
             extent.dataOffset = local.Put(extent.fp, data);
         }
         extents.push_back(extent);
-        progress_->Advance(data.size());
+        progress_->Advance(data.size(), data.size());
     });
     local.Finish();
     localBytes_ += local.StoredBytes();
@@ -97,7 +95,8 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
     const std::uint64_t count = std::max<std::uint64_t>(1, length / span + (length % span != 0));
     // A sparse file of any size costs one table per span.
     if (count > refstore::kMaxTables) {
-        throw terminal::ToolError(wording::TooManyTables(relative, count));
+        throw terminal::ToolError(relative + ": would need " + std::to_string(count) +
+                                  " mapping tables; give a larger --table-span");
     }
     refstore::TableDirectoryRecord record;
     record.fileSize = size;
@@ -117,12 +116,15 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
     for (const refstore::TableRecord& table : record.tables) {
         if (refstore::CostsTooMuch(table.offset, table.end,
                                    table.extents.size() + table.dcids.size())) {
-            throw terminal::ToolError(wording::TableCostsTooMuch(relative));
+            throw terminal::ToolError(relative +
+                                      ": a mapping table would cover more than readers accept; "
+                                      "give a smaller --table-span");
         }
     }
-    MakeDirectory(target_.share.Map(relative));
-    refstore::WriteNewFile(refstore::TableDirectory::FileIn(target_.share.Map(relative)),
-                           refstore::EncodeTables(record));
+    const std::string directory = target_.share.Map(relative);
+    target_.root.MakeDirectory(directory, kDirectoryMode);
+    target_.root.Write(refstore::TableDirectory::FileIn(directory), refstore::EncodeTables(record),
+                       kFileMode);
 }
 
 void ShareWriter::WriteHeader(const SourceFile& file, const std::string& relative) {
@@ -134,7 +136,7 @@ void ShareWriter::WriteHeader(const SourceFile& file, const std::string& relativ
     header.mode = file.Mode();
     header.fg = files_;
     header.extentLocation = target_.extentLocation;
-    refstore::WriteNewFile(target_.share.Head(relative), refstore::EncodeHeader(header));
+    target_.root.Write(target_.share.Head(relative), refstore::EncodeHeader(header), kFileMode);
 }
 
 }  // namespace jorvshare

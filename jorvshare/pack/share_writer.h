@@ -5,9 +5,10 @@
 #include <vector>
 
 #include "jorvshare/pack/container_store.h"
-#include "jorvshare/pack/pack_options.h"
+#include "jorvshare/pack/pack.h"
 #include "jorvshare/pack/shared_data.h"
 #include "jorvshare/pack/source_file.h"
+#include "jorvshare/site/root.h"
 #include "jorvshare/site/site_layout.h"
 #include "refstore/extent/extent.h"
 #include "terminal/progress.h"
@@ -16,27 +17,30 @@ namespace jorvshare {
 
 /// What is the same for all files of the share that is written.
 struct ShareTarget {
-    ShareLayout share;           ///< where it is built
+    const Root& root;
+    ShareLayout share;           ///< where it is built, relative to `root`
     std::string extentLocation;  ///< recorded in every header
     MapLayout layout = MapLayout::kFiles;
     std::uint64_t tableSpan = 0;  ///< bytes
 };
 
-/// Writes the metadata of one user file after the other, and its data into the stores. Failures
-/// are SysExceptions and ToolErrors. One thread.
+/// Writes the metadata of one user file after the other, and its data into the stores. Directories
+/// and storage units are open to their owner alone. Failures are SysExceptions and ToolErrors; one
+/// to read the user file is an InputError and leaves nothing of it. One thread.
 class ShareWriter {
   public:
     /// `shared`, `containers` and `progress` outlive the writer; `shared` is not read in the
-    /// layout of tables.
+    /// layout of tables. The share's own directory is there and empty.
     ShareWriter(ShareTarget target, const SharedData* shared, ContainerStore* containers,
                 terminal::Progress* progress);
 
     /// Makes a directory of the share. Directories come before what is in them.
     void AddDirectory(const std::string& relative);
 
-    /// Packs the file at `sourcePath` as `relative`.
-    void AddFile(const std::string& sourcePath, const std::string& relative);
+    /// Packs the file `relative` of `source`.
+    void AddFile(const Root& source, const std::string& relative);
 
+    [[nodiscard]] std::uint64_t Files() const { return files_; }
     [[nodiscard]] std::uint64_t Bytes() const { return bytes_; }
     [[nodiscard]] std::uint64_t Extents() const { return extents_; }
     [[nodiscard]] std::uint64_t LocalBytes() const { return localBytes_; }

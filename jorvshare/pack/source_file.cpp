@@ -6,27 +6,31 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <utility>
 
-#include "jorvshare/report/wording.h"
+#include "jorvshare/site/keep_going.h"
 #include "terminal/interrupt.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
 
-SourceFile::SourceFile(std::string path)
-    : path_(std::move(path)), file_(refstore::OpenFile(path_, O_RDONLY | O_NOFOLLOW | O_NONBLOCK)) {
+SourceFile::SourceFile(const Root& root, const std::string& relative)
+    : path_(root.At(relative)),
+      file_(OrInputError([&] { return root.Open(relative, O_RDONLY | O_NONBLOCK | O_NOCTTY); })) {
     struct stat attributes = {};
-    if (!file_ || ::fstat(file_.Get(), &attributes) != 0) {
-        throw terminal::ToolError(wording::Errno(path_, errno));
+    if (::fstat(file_.Get(), &attributes) != 0) {
+        throw InputError(terminal::Errno(path_, errno));
     }
     if (!S_ISREG(attributes.st_mode)) {
-        throw terminal::ToolError(wording::FileChanged(path_));
+        FailChanged();
     }
     size_ = attributes.st_size;
     seconds_ = attributes.st_mtim.tv_sec;
     nanoseconds_ = static_cast<std::uint32_t>(attributes.st_mtim.tv_nsec);
     mode_ = attributes.st_mode & 07777U;
+}
+
+void SourceFile::FailChanged() const {
+    throw InputError(path_ + ": changed while it was packed");
 }
 
 void SourceFile::ForEachPiece(const Piece& piece) {
@@ -47,7 +51,7 @@ void SourceFile::ForEachPiece(const Piece& piece) {
     // Behind the end of a file that has become shorter there seems to be only a hole.
     struct stat attributes = {};
     if (::fstat(file_.Get(), &attributes) != 0 || attributes.st_size < size_) {
-        throw terminal::ToolError(wording::FileChanged(path_));
+        FailChanged();
     }
 }
 
@@ -63,7 +67,7 @@ std::int64_t SourceFile::Seek(std::int64_t offset, int whence, std::int64_t othe
         return size_;  // only a hole is left
     }
     if (errno != EINVAL && errno != EOPNOTSUPP) {
-        throw terminal::ToolError(wording::Errno(path_, errno));
+        throw InputError(terminal::Errno(path_, errno));
     }
     return otherwise;
 }
@@ -73,11 +77,11 @@ std::span<const std::byte> SourceFile::Read(std::int64_t offset, std::size_t len
     const auto piece = std::span(buffer_).first(length);
     const auto got = refstore::ReadAt(file_, static_cast<std::uint64_t>(offset), piece);
     if (!got) {
-        throw terminal::ToolError(wording::Errno(path_, errno));
+        throw InputError(terminal::Errno(path_, errno));
     }
     // Zeros in place of what was there would be a silent loss.
     if (*got < length) {
-        throw terminal::ToolError(wording::FileChanged(path_));
+        FailChanged();
     }
     return piece;
 }

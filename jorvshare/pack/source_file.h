@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "jorvshare/site/root.h"
 #include "refstore/base/posix.h"
 
 namespace jorvshare {
@@ -15,11 +16,11 @@ namespace jorvshare {
 /// lie at its multiples, so that no extent reaches over the end of a mapping table.
 inline constexpr std::size_t kMaxExtent = 131072;
 
-/// One regular file that is packed, opened for reading, and its attributes as they were then.
-/// Fails with ToolError; a symbolic link or anything but a regular file is refused. One thread.
+/// One regular file that is packed, opened for reading, and its attributes as they were then. Fails
+/// with InputError; a symbolic link or anything but a regular file is refused. One thread.
 class SourceFile {
   public:
-    explicit SourceFile(std::string path);
+    SourceFile(const Root& root, const std::string& relative);
 
     [[nodiscard]] std::int64_t Size() const { return size_; }
     [[nodiscard]] std::int64_t ModifiedSeconds() const { return seconds_; }
@@ -30,10 +31,11 @@ class SourceFile {
     using Piece = std::function<void(std::uint64_t offset, std::span<const std::byte> data)>;
 
     /// Hands out the data up to Size() in ascending pieces of at most kMaxExtent bytes; holes are
-    /// left out. A file that has become shorter is a ToolError.
+    /// left out. A file that has become shorter is an InputError.
     void ForEachPiece(const Piece& piece);
 
   private:
+    [[noreturn]] void FailChanged() const;
     [[nodiscard]] std::int64_t Seek(std::int64_t offset, int whence, std::int64_t otherwise) const;
     [[nodiscard]] std::span<const std::byte> Read(std::int64_t offset, std::size_t length);
 

@@ -1,14 +1,15 @@
 #include "jorvshare/pack/source_tree.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <string_view>
+#include <utility>
 
-#include "jorvshare/report/wording.h"
-#include "jorvshare/site/directory.h"
-#include "terminal/console.h"
 #include "terminal/interrupt.h"
 #include "terminal/tool_error.h"
 
@@ -16,68 +17,88 @@ namespace jorvshare {
 
 namespace {
 
-constexpr std::uint64_t kBlock = 512;  // unit of st_blocks
-
-std::string_view KindName(EntryKind kind) {
-    switch (kind) {
-        case EntryKind::kSymlink:
-            return "symbolic link";
-        case EntryKind::kFifo:
-            return "FIFO";
-        case EntryKind::kSocket:
-            return "socket";
-        default:
-            return "device";
-    }
-}
+constexpr off_t kBlock = 512;  // unit of st_blocks
 
 class Walker {
   public:
-    Walker(const std::string& root, SourceTree* tree) : root_(root), tree_(tree) {}
+    Walker(const Root& root, KeepGoing* keepGoing, SourceTree* tree)
+        : root_(root), keepGoing_(keepGoing), tree_(tree) {}
 
-    /// @param prefix  relative path of the directory with a slash behind it, or empty.
-    /// @param inHead  a directory of the prefix begins with "head".
-    void Walk(const std::string& prefix, bool inHead) {
+    /// @param inHead a directory on the way begins with "head".
+    void Walk(const std::string& directory, bool inHead) {
         terminal::CheckInterrupt();
-        for (const DirectoryEntry& entry : ListDirectory(Join(root_, prefix))) {
-            const std::string relative = prefix + entry.name;
-            if (entry.kind == EntryKind::kDirectory) {
-                tree_->directories.push_back(relative);
-                Walk(relative + "/", inHead || entry.name.starts_with("head"));
-            } else if (entry.kind == EntryKind::kFile) {
-                tree_->files.push_back(relative);
-                tree_->unpairable += inHead ? 1 : 0;
-                const bool namedHead = !inHead && entry.name.starts_with("head");
-                tree_->namedHead += namedHead ? 1 : 0;
-                CountData(relative);
-            } else {
-                terminal::PrintWarning(wording::kProgram, wording::Skipped(KindName(entry.kind),
-                                                                           Join(root_, relative)));
-                ++tree_->skipped;
+        std::vector<refstore::DirectoryEntry> entries;
+        keepGoing_->Try("not packed: ", nullptr,
+                        [&] { entries = OrInputError([&] { return root_.List(directory); }); });
+        for (const refstore::DirectoryEntry& entry : entries) {
+            const std::string relative = Join(directory, entry.name);
+            if (entry.type == S_IFLNK) {
+                ++tree_->symlinks;
+            } else if (entry.type != S_IFDIR && entry.type != S_IFREG) {
+                ++tree_->specials;
+            } else if (keepGoing_->Try("not packed: ", nullptr, [&] { Count(relative); })) {
+                const bool namedHead = entry.name.starts_with("head");
+                if (entry.type == S_IFDIR) {
+                    tree_->directories.push_back(relative);
+                    Walk(relative, inHead || namedHead);
+                } else {
+                    tree_->files.push_back(relative);
+                    tree_->unpairable += inHead ? 1 : 0;
+                    tree_->namedHead += !inHead && namedHead ? 1 : 0;
+                }
             }
         }
     }
 
   private:
-    void CountData(const std::string& relative) {
-        const std::string path = Join(root_, relative);
+    void Count(const std::string& relative) {
+        const std::string path = root_.At(relative);
         struct stat attributes = {};
         if (::lstat(path.c_str(), &attributes) != 0) {
-            throw terminal::ToolError(wording::Errno(path, errno));
+            throw InputError(terminal::Errno(path, errno));
         }
-        tree_->dataBytes += std::min(static_cast<std::uint64_t>(attributes.st_size),
-                                     static_cast<std::uint64_t>(attributes.st_blocks) * kBlock);
+        if (S_ISREG(attributes.st_mode)) {
+            tree_->dataBytes += static_cast<std::uint64_t>(
+                std::min(attributes.st_size, attributes.st_blocks * kBlock));
+            tree_->hardLinks += attributes.st_nlink > 1 ? 1 : 0;
+            tree_->setIds += (attributes.st_mode & 07000U) != 0 ? 1 : 0;
+        }
+        const bool isOthers = attributes.st_uid != user_ || attributes.st_gid != group_;
+        tree_->owners += isOthers ? 1 : 0;
+        const bool hasAttributes = ::llistxattr(path.c_str(), nullptr, 0) > 0;
+        tree_->attributes += hasAttributes ? 1 : 0;
     }
 
-    const std::string& root_;
+    const Root& root_;
+    KeepGoing* keepGoing_;
     SourceTree* tree_;
+    const uid_t user_ = ::geteuid();
+    const gid_t group_ = ::getegid();
 };
 
 }  // namespace
 
-SourceTree WalkSource(const std::string& root) {
+std::string SourceTree::NotKept() const {
+    std::string line;
+    const auto add = [&line](std::uint64_t number, std::string_view one, std::string_view many) {
+        if (number != 0) {
+            line += (line.empty() ? "" : ", ") + std::to_string(number) + " ";
+            line += number == 1 ? one : many;
+        }
+    };
+    add(symlinks, "symbolic link", "symbolic links");
+    add(specials, "FIFO, socket or device", "FIFOs, sockets or devices");
+    add(hardLinks, "hard link", "hard links");
+    add(owners, "owner", "owners");
+    add(attributes, "set of extended attributes", "sets of extended attributes");
+    add(setIds, "file's set-id or sticky bits", "files' set-id or sticky bits");
+    add(directories.size(), "directory's mode and time", "directories' modes and times");
+    return line;
+}
+
+SourceTree WalkSource(const Root& root, KeepGoing* keepGoing) {
     SourceTree tree;
-    Walker(root, &tree).Walk("", false);
+    Walker(root, keepGoing, &tree).Walk("", false);
     return tree;
 }
 

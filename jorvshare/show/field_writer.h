@@ -1,40 +1,47 @@
 #pragma once
 
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace jorvshare {
 
-/// Receives the fields of a stored structure one after the other and renders them. Nothing is
+/// Prints the fields of a stored structure on standard output, one after the other. Nothing is
 /// gathered beyond one buffer: a file of a million extents is shown in little memory. One thread.
+///
+/// As text: one line "name: value" per field, control characters in texts escaped; the items of a
+/// list are indented below the line "name: count" and begin with "- ". As JSON: one object on one
+/// line; integers are JSON numbers of up to 64 bits; bytes of a text that are not UTF-8 become
+/// U+FFFD, and a second member, "<name>_hex", then holds all bytes of the text.
 class FieldWriter {
   public:
-    virtual ~FieldWriter() = default;
-    FieldWriter(const FieldWriter&) = delete;
-    FieldWriter& operator=(const FieldWriter&) = delete;
+    explicit FieldWriter(bool json);
 
-    virtual void Text(std::string_view name, std::string_view value) = 0;
-    virtual void Unsigned(std::string_view name, std::uint64_t value) = 0;
-    virtual void Signed(std::string_view name, std::int64_t value) = 0;
-    virtual void Bool(std::string_view name, bool value) = 0;
+    void Text(std::string_view name, std::string_view value);
+    void Number(std::string_view name, std::integral auto value) {
+        Member(name, std::to_string(value));
+    }
+    void Bool(std::string_view name, bool value) { Member(name, value ? "true" : "false"); }
 
     /// A list of items; an item has fields and lists of its own.
-    virtual void BeginList(std::string_view name, std::uint64_t count) = 0;
-    virtual void BeginItem() = 0;
-    virtual void EndItem() = 0;
-    virtual void EndList() = 0;
+    void BeginList(std::string_view name, std::uint64_t count);
+    void BeginItem();
+    void EndItem();
+    void EndList();
 
     /// Nothing follows. Prints what is left.
-    virtual void Finish() = 0;
+    void Finish();
 
-  protected:
-    FieldWriter() = default;
-    /// Adds to the output, which is printed piece by piece.
+  private:
+    void Member(std::string_view name, std::string_view value);
     void Put(std::string_view text);
     void Flush();
 
-  private:
+    const bool json_;
+    bool first_ = true;      ///< of the members of an object, or the items of a list
+    std::size_t depth_ = 0;  ///< items that are open
     std::string buffer_;
 };
 

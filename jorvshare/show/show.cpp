@@ -4,17 +4,19 @@
 
 #include <array>
 #include <cstring>
-#include <memory>
+#include <filesystem>
+#include <span>
 
-#include "jorvshare/report/wording.h"
-#include "jorvshare/show/json_writer.h"
-#include "jorvshare/show/text_writer.h"
+#include "jorvshare/show/field_writer.h"
+#include "jorvshare/site/root.h"
+#include "jorvshare/site/site_layout.h"
 #include "refstore/base/regular_file.h"
 #include "refstore/container/container_record.h"
 #include "refstore/extent/extent_record.h"
 #include "refstore/header/header_record.h"
 #include "refstore/image/image_record.h"
 #include "refstore/table/table_directory.h"
+#include "terminal/one_line.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
@@ -22,9 +24,7 @@ namespace jorvshare {
 namespace {
 
 std::string HexOf(const crfp_digest_t& fp) {
-    std::array<char, 2 * sizeof(crfp_digest_t) + 1> text{};
-    CRFPDigestToString_r(&fp, 3, text.data(), text.size());
-    return text.data();
+    return terminal::Hex(std::as_bytes(std::span(fp.bytes)));
 }
 
 std::string Octal(std::uint32_t mode) {
@@ -39,12 +39,12 @@ void ShowExtentList(std::span<const refstore::Extent> extents, FieldWriter* out)
     out->BeginList("extents", extents.size());
     for (const refstore::Extent& extent : extents) {
         out->BeginItem();
-        out->Unsigned("start", extent.start);
-        out->Unsigned("end", extent.end);
-        out->Unsigned("dcid", extent.dcid);
-        out->Unsigned("so_ref", extent.soRef);
-        out->Unsigned("cksum", extent.cksum);
-        out->Signed("data_offset", extent.dataOffset);
+        out->Number("start", extent.start);
+        out->Number("end", extent.end);
+        out->Number("dcid", extent.dcid);
+        out->Number("so_ref", extent.soRef);
+        out->Number("cksum", extent.cksum);
+        out->Number("data_offset", extent.dataOffset);
         out->Text("fp", HexOf(extent.fp));
         out->EndItem();
     }
@@ -55,12 +55,12 @@ void ShowHeader(const std::string& path, FieldWriter* out) {
     const refstore::HeaderRecord header = refstore::LoadHeaderRecord(path);
     out->Text("kind", refstore::kHeaderKind.what);
     out->Text("path", path);
-    out->Signed("trans_id", header.transId);
-    out->Signed("size", header.size);
-    out->Signed("mtime", header.mtime);
-    out->Unsigned("mtime_nsec", header.mtimeNsec);
+    out->Number("trans_id", header.transId);
+    out->Number("size", header.size);
+    out->Number("mtime", header.mtime);
+    out->Number("mtime_nsec", header.mtimeNsec);
     out->Text("mode", Octal(header.mode));
-    out->Unsigned("fg", header.fg);
+    out->Number("fg", header.fg);
     out->Bool("is_dev", header.isDev);
     out->Text("extent_location", header.extentLocation);
 }
@@ -69,7 +69,7 @@ void ShowExtents(const std::string& path, FieldWriter* out) {
     const refstore::ExtentRecord record = refstore::LoadExtentRecord(path);
     out->Text("kind", refstore::kExtentFileKind.what);
     out->Text("path", path);
-    out->Signed("trans_id", record.transId);
+    out->Number("trans_id", record.transId);
     ShowExtentList(record.extents, out);
 }
 
@@ -77,14 +77,14 @@ void ShowContainer(const std::string& path, FieldWriter* out) {
     const refstore::ContainerIndex index = refstore::LoadContainerIndex(path);
     out->Text("kind", refstore::kContainerIndexKind.what);
     out->Text("path", path);
-    out->Unsigned("dcid", index.dcid);
-    out->Unsigned("bin_size", index.binSize);
-    out->Unsigned("bin_seal", index.binSeal);
+    out->Number("dcid", index.dcid);
+    out->Number("bin_size", index.binSize);
+    out->Number("bin_seal", index.binSeal);
     out->BeginList("entries", index.entries.size());
     for (const refstore::ContainerEntry& entry : index.entries) {
         out->BeginItem();
-        out->Unsigned("offset", entry.offset);
-        out->Unsigned("length", entry.length);
+        out->Number("offset", entry.offset);
+        out->Number("length", entry.length);
         out->Text("fp", HexOf(entry.fp));
         out->EndItem();
     }
@@ -101,7 +101,7 @@ void ShowImage(const std::string& path, FieldWriter* out) {
     out->BeginList("containers", image.containers.size());
     for (const std::uint64_t dcid : image.containers) {
         out->BeginItem();
-        out->Unsigned("dcid", dcid);
+        out->Number("dcid", dcid);
         out->EndItem();
     }
     out->EndList();
@@ -111,23 +111,23 @@ void ShowTables(const std::string& path, FieldWriter* out) {
     const auto tables = refstore::TableDirectory::Load(path);
     out->Text("kind", "mapping tables");
     out->Text("path", path);
-    out->Signed("file_size", tables->FileSize());
+    out->Number("file_size", tables->FileSize());
     out->BeginList("tables", tables->Tables().size());
     for (const refstore::StoredTableView& table : tables->Tables()) {
         out->BeginItem();
-        out->Unsigned("offset", table.offset);
-        out->Unsigned("end", table.end);
+        out->Number("offset", table.offset);
+        out->Number("end", table.end);
         ShowExtentList(table.extents, out);
         out->BeginList("dcids", table.dcids.size());
         for (const auto& [dcid, second] : table.dcids) {
             out->BeginItem();
-            out->Unsigned("dcid", dcid);
-            out->Unsigned("second", second);
+            out->Number("dcid", dcid);
+            out->Number("second", second);
             out->EndItem();
         }
         out->EndList();
-        out->Unsigned("bloom_hashes", table.bloomHashes);
-        out->Unsigned("bloom_bits", table.bloomWords.size() * 64);
+        out->Number("bloom_hashes", table.bloomHashes);
+        out->Number("bloom_bits", table.bloomWords.size() * 64);
         out->EndItem();
     }
     out->EndList();
@@ -156,10 +156,26 @@ std::string ReadMagic(const std::string& path) {
     return magic;
 }
 
+// What is not shown itself, but has parts that are.
+[[noreturn]] void ReferTo(const std::string& path, std::string_view what, std::string_view where) {
+    throw terminal::ToolError(path + ": " + std::string(what) + "; show " + std::string(where));
+}
+
+void ShowDirectory(const std::string& path, FieldWriter* out) {
+    const Root directory(path);
+    if (directory.TypeOf(SiteLayout::kSettings) != 0) {
+        ReferTo(path, "a site", "what is below its meta/<digit>/<share id>");
+    }
+    if (directory.TypeOf("head") != 0 && directory.TypeOf("map") != 0) {
+        ReferTo(path, "a share", "a file below its head, or what is of its name below map");
+    }
+    ShowTables(refstore::TableDirectory::FileIn(path), out);
+}
+
 void ShowAny(const std::string& path, FieldWriter* out) {
     struct stat attributes = {};
     if (::stat(path.c_str(), &attributes) == 0 && S_ISDIR(attributes.st_mode)) {
-        ShowTables(refstore::TableDirectory::FileIn(path), out);
+        ShowDirectory(path, out);
         return;
     }
     const std::string magic = ReadMagic(path);
@@ -169,20 +185,23 @@ void ShowAny(const std::string& path, FieldWriter* out) {
             return;
         }
     }
-    throw terminal::ToolError(wording::UnknownKind(path));
+    // A user file may have this name as well: its header or extent file was recognised above.
+    if (path.ends_with(".bin")) {
+        ReferTo(path, "the data of a container",
+                "its index, " + std::filesystem::path(path).replace_extension(".bhd").native());
+    }
+    throw terminal::ToolError(
+        path +
+        ": no header file, extent file, container index, container image or mapping tables "
+        "(bad magic number)");
 }
 
 }  // namespace
 
 void Show(const std::string& path, bool json) {
-    std::unique_ptr<FieldWriter> out;
-    if (json) {
-        out = std::make_unique<JsonWriter>();
-    } else {
-        out = std::make_unique<TextWriter>();
-    }
-    ShowAny(path, out.get());
-    out->Finish();
+    FieldWriter out(json);
+    ShowAny(path, &out);
+    out.Finish();
 }
 
 }  // namespace jorvshare

@@ -5,18 +5,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <utility>
 
-#include "jorvshare/report/wording.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
 
-OutputFile::OutputFile(std::string path, mode_t mode)
-    : path_(std::move(path)),
-      file_(refstore::OpenFile(path_, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode)) {
-    Require(static_cast<bool>(file_));
-}
+OutputFile::OutputFile(const Root& root, const std::string& relative)
+    : path_(root.At(relative)), file_(root.Open(relative, O_WRONLY | O_CREAT | O_EXCL, 0600)) {}
 
 void OutputFile::WriteAt(std::uint64_t offset, std::span<const std::byte> bytes) {
     Require(refstore::WriteAllAt(file_, offset, bytes));
@@ -52,7 +47,7 @@ void OutputFile::Close() {
 
 void OutputFile::Require(bool done) const {
     if (!done) {
-        throw terminal::ToolError(wording::Errno(path_, errno));
+        throw terminal::ToolError(terminal::Errno(path_, errno));
     }
 }
 

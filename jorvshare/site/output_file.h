@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 
+#include "jorvshare/site/root.h"
 #include "refstore/base/posix.h"
 
 namespace jorvshare {
@@ -15,9 +16,9 @@ namespace jorvshare {
 /// written stays, for whoever made the directory around it to remove. One thread.
 class OutputFile {
   public:
-    /// Makes the file with the permission bits `mode` under the umask; fails when anything is there
-    /// already.
-    explicit OutputFile(std::string path, mode_t mode = 0600);
+    /// Makes the file `relative` below `root`, open to its owner alone; fails when anything is
+    /// there already.
+    OutputFile(const Root& root, const std::string& relative);
 
     void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes);
     /// Sets the size; what was never written is a hole.

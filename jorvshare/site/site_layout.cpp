@@ -1,28 +1,15 @@
 #include "jorvshare/site/site_layout.h"
 
-#include <cerrno>
+#include <algorithm>
 #include <climits>
-#include <string_view>
-#include <utility>
 
-#include "jorvshare/report/wording.h"
-#include "jorvshare/site/directory.h"
 #include "storage/jorv_utils.h"
-#include "terminal/tool_error.h"
 
 namespace jorvshare {
 
 namespace {
 
-constexpr std::string_view kStagingEnd = ".partial";
-
-// The one name that a share or an image is built under; a long name is cut so that the whole fits.
-// Two may so share a name, which the lock on the site makes harmless.
-std::string StagingName(const std::string& id) {
-    std::string name = ".";
-    name.append(id, 0, NAME_MAX - 1 - kStagingEnd.size()).append(kStagingEnd);
-    return name;
-}
+constexpr std::string_view kPartial = ".partial";
 
 }  // namespace
 
@@ -38,84 +25,67 @@ std::string ShareLayout::Stu(const std::string& relative) const {
     return StuDir() + "/" + relative;
 }
 
-SiteLayout::SiteLayout(std::string root)
-    : root_(std::move(root)),
-      fstab_(root_ + "/" + kFstabName),
-      meta_(root_ + "/meta"),
-      images_(root_ + "/images") {}
-
-SiteLayout::SiteLayout(std::string root, const refstore::Settings& settings)
-    : root_(std::move(root)),
-      fstab_(settings.storageFstab),
-      meta_(settings.metaDir),
-      images_(settings.imageRoot) {}
-
-std::string SiteLayout::Volume(const std::string& name) const {
-    return VolumesRoot() + "/" + name;
-}
-
-std::string SiteLayout::Image(const ImageName& image) const {
-    return images_ + "/" + image.policy + "/" + image.backupTime + "/" + image.name;
-}
-
-std::string SiteLayout::ImageStaging(const ImageName& image) const {
-    return Image({image.policy, image.backupTime, StagingName(image.name)});
-}
-
 std::string SiteLayout::ShareParent(const std::string& id) const {
-    return meta_ + "/" + Corvane::Kst::Marlow::Jorv::JorvUtils::GetShareDir(id);
+    return meta + "/" + Corvane::Kst::Marlow::Jorv::JorvUtils::GetShareDir(id);
 }
 
 ShareLayout SiteLayout::Share(const std::string& id) const {
     return {ShareParent(id) + "/" + id};
 }
 
-ShareLayout SiteLayout::ShareStaging(const std::string& id) const {
-    return {ShareParent(id) + "/" + StagingName(id)};
+std::string SiteLayout::ImageParent(const ImageName& image) const {
+    return images + "/" + image.policy + "/" + image.backupTime;
+}
+
+std::string SiteLayout::Image(const ImageName& image) const {
+    return ImageParent(image) + "/" + image.name;
 }
 
 refstore::Settings SiteLayout::NewSettings() {
+    const SiteLayout layout;
     refstore::Settings settings;
-    settings.metaDir = "meta";
-    settings.storageFstab = kFstabName;
-    settings.logFile = "log/jorv.log";
-    settings.imageRoot = "images";
+    settings.metaDir = layout.meta;
+    settings.storageFstab = layout.fstab;
+    settings.logFile = std::string(kLog) + "/jorv.log";
+    settings.imageRoot = layout.images;
     return settings;
 }
 
-void CheckShareId(const std::string& id) {
-    const auto refuse = [&id](std::string_view why) {
-        throw terminal::ToolError(wording::BadShareId(id, why));
-    };
-    if (id.size() > NAME_MAX) {
-        refuse("longer than 255 bytes");
-    }
-    if (!IsPlainName(id)) {
-        refuse("is empty, \".\" or \"..\", or holds a slash or a NUL byte");
-    }
-    if (IsStagingName(id)) {
-        refuse("such names are kept for shares that are being built");
-    }
+std::string PartialOf(const std::string& path) {
+    const std::size_t name = path.rfind('/') + 1;
+    return path.substr(0, std::min(path.size(), name + NAME_MAX - kPartial.size()))
+        .append(kPartial);
 }
 
-bool IsStagingName(const std::string& name) {
-    return name.starts_with('.') && name.ends_with(kStagingEnd);
+bool IsPartialName(std::string_view name) {
+    return name.ends_with(kPartial);
 }
 
-bool IsPlainName(const std::string& name) {
+bool IsPlainName(std::string_view name) {
     return !name.empty() && name.size() <= NAME_MAX && name != "." && name != ".." &&
-           name.find('/') == std::string::npos && name.find('\0') == std::string::npos;
+           name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
 }
 
-void RequireSite(const std::string& root) {
-    const EntryKind kind = KindOf(root);
-    if (kind != EntryKind::kDirectory) {
-        throw terminal::ToolError(
-            wording::Errno(root, kind == EntryKind::kUnknown ? ENOENT : ENOTDIR));
+bool IsInnerPath(std::string_view path) {
+    const std::size_t slash = path.find('/');
+    return IsPlainName(path.substr(0, slash)) &&
+           (slash == std::string_view::npos || IsInnerPath(path.substr(slash + 1)));
+}
+
+bool HasControlCharacter(std::string_view name) {
+    return std::ranges::any_of(name, [](char letter) {
+        return static_cast<unsigned char>(letter) < ' ' || letter == '\x7f';
+    });
+}
+
+std::string ShareIdFault(std::string_view id) {
+    if (!IsPlainName(id)) {
+        return "a share id is one name of a path, of 1 to 255 bytes";
     }
-    if (KindOf(Join(root, SiteLayout::kSettingsName)) == EntryKind::kUnknown) {
-        throw terminal::ToolError(wording::NotASite(root));
+    if (HasControlCharacter(id)) {
+        return "a share id holds no control characters";
     }
+    return IsPartialName(id) ? "names that end in .partial are kept for what is unfinished" : "";
 }
 
 }  // namespace jorvshare

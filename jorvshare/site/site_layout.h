@@ -1,10 +1,14 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "refstore/config/settings.h"
 
 namespace jorvshare {
+
+/// What the tool calls itself in messages.
+inline constexpr std::string_view kProgram = "jorvshare";
 
 /// Paths of one share; `root` is the share's directory.
 struct ShareLayout {
@@ -25,60 +29,45 @@ struct ImageName {
     std::string policy;
     std::string backupTime;
     std::string name;
+
+    friend bool operator==(const ImageName&, const ImageName&) = default;
 };
 
-/// Every path of a site, in one place.
-class SiteLayout {
-  public:
-    /// The layout that this tool gives a site of its own in the directory `root`.
-    explicit SiteLayout(std::string root);
+/// Where the parts of a site are: by default as this tool makes one, relative to the site.
+struct SiteLayout {
+    std::string meta = "meta";      ///< metadata root
+    std::string images = "images";  ///< image root
+    std::string fstab = "fstab";    ///< table of volumes
 
-    /// The layout that `settings`, read from the site's configuration, say.
-    SiteLayout(std::string root, const refstore::Settings& settings);
-
-    [[nodiscard]] const std::string& Root() const { return root_; }
-    [[nodiscard]] std::string SettingsFile() const { return root_ + "/" + kSettingsName; }
-    [[nodiscard]] const std::string& Fstab() const { return fstab_; }
-    [[nodiscard]] const std::string& MetaRoot() const { return meta_; }
-    [[nodiscard]] const std::string& ImagesRoot() const { return images_; }
-    [[nodiscard]] std::string VolumesRoot() const { return root_ + "/volumes"; }
-    [[nodiscard]] std::string LogDir() const { return root_ + "/log"; }
-    [[nodiscard]] std::string Volume(const std::string& name) const;
-    [[nodiscard]] std::string Image(const ImageName& image) const;
-    /// Where an image is written before it is renamed into its place.
-    [[nodiscard]] std::string ImageStaging(const ImageName& image) const;
+    static constexpr const char* kSettings = "jorv.toml";
+    static constexpr const char* kVolumes = "volumes";
+    static constexpr const char* kLog = "log";
+    static std::string Volume(const std::string& name) { return kVolumes + ("/" + name); }
 
     /// Directory between the metadata root and the share's own.
     [[nodiscard]] std::string ShareParent(const std::string& id) const;
     [[nodiscard]] ShareLayout Share(const std::string& id) const;
-    /// Where a share is built before it is renamed into its place.
-    [[nodiscard]] ShareLayout ShareStaging(const std::string& id) const;
+    /// The directory that holds an image, and the image.
+    [[nodiscard]] std::string ImageParent(const ImageName& image) const;
+    [[nodiscard]] std::string Image(const ImageName& image) const;
 
     /// Settings that make the reference library find all of this, with paths relative to the
     /// configuration file.
     static refstore::Settings NewSettings();
-
-    static constexpr const char* kSettingsName = "jorv.toml";
-    static constexpr const char* kFstabName = "fstab";
-
-  private:
-    std::string root_;
-    std::string fstab_;
-    std::string meta_;
-    std::string images_;
 };
 
-/// Throws ToolError unless `id` can name a share: not empty, one name of a path, 255 bytes at most,
-/// and no name that a share being built may have.
-void CheckShareId(const std::string& id);
-
-/// True for a name that a share or an image may have while it is built.
-bool IsStagingName(const std::string& name);
+/// The one name of what is unfinished: `path` and ".partial". A last name that would grow too long
+/// is cut; two may so share one, which the lock on the site makes harmless.
+std::string PartialOf(const std::string& path);
+bool IsPartialName(std::string_view name);
 
 /// True when `name` is one name of a path: not empty, ".", ".." nor too long, no slash, no NUL.
-bool IsPlainName(const std::string& name);
+bool IsPlainName(std::string_view name);
+/// True when `path` is relative and each of its parts is a plain name.
+bool IsInnerPath(std::string_view path);
+bool HasControlCharacter(std::string_view name);
 
-/// Fails with ToolError unless the absolute path `root` is a directory with a site's configuration.
-void RequireSite(const std::string& root);
+/// Why `id` cannot name a share that the tool works on; empty when it can.
+std::string ShareIdFault(std::string_view id);
 
 }  // namespace jorvshare

@@ -1,60 +1,115 @@
 #include "jorvshare/site/target_directory.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 
-#include "jorvshare/report/wording.h"
-#include "jorvshare/site/directory.h"
+#include "jorvshare/site/site.h"
+#include "jorvshare/site/site_layout.h"
 #include "refstore/base/file_writer.h"
+#include "terminal/interrupt.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
 
-TargetDirectory::TargetDirectory(const std::string& path)
-    : final_(AbsoluteTarget(path)), partial_(final_ + ".partial") {
-    const EntryKind kind = KindOf(final_);
-    replaces_ = kind != EntryKind::kUnknown;
-    if (replaces_ && (kind != EntryKind::kDirectory || !ListDirectory(final_).empty())) {
-        throw terminal::ToolError(wording::NotEmpty(final_));
-    }
-    // Not taken for our own and removed: people give such names to directories of theirs.
-    if (KindOf(partial_) != EntryKind::kUnknown) {
-        throw terminal::ToolError(wording::LeftOver(partial_));
-    }
-    MakeDirectory(partial_);
+namespace {
+
+using terminal::Errno;
+using terminal::ToolError;
+
+// The one entry of "<path>.partial". By its name what a killed run left is told from what somebody
+// has put there.
+constexpr const char* kTree = "jorvshare-unfinished";
+
+}  // namespace
+
+TargetDirectory::TargetDirectory(const std::string& path, mode_t mode)
+    : final_(AbsoluteTarget(path)), partial_(PartialOf(final_)) {
     struct stat attributes = {};
-    if (replaces_ && ::stat(final_.c_str(), &attributes) == 0) {
-        mode_ = attributes.st_mode & 07777U;
-        ::chmod(partial_.c_str(), mode_);
+    if (::lstat(final_.c_str(), &attributes) == 0) {
+        if (!S_ISDIR(attributes.st_mode) || !Root(final_).List("").empty()) {
+            throw ToolError(final_ + ": is there already and is not an empty directory");
+        }
+        replaced_ = attributes.st_mode & 07777U;
+    }
+    if (::mkdir(partial_.c_str(), 0700) != 0) {
+        if (errno != EEXIST) {
+            throw ToolError(Errno(partial_, errno));
+        }
+        TakeOver();
+    }
+    try {
+        Begin(mode);
+    } catch (...) {
+        ::rmdir(partial_.c_str());
+        throw;
     }
 }
 
-TargetDirectory::~TargetDirectory() {
-    if (committed_) {
-        return;
+// Ours is an empty directory, or one with the unfinished tree in it; and no run may be at work.
+void TargetDirectory::TakeOver() {
+    struct stat attributes = {};
+    if (::lstat(partial_.c_str(), &attributes) != 0) {
+        throw ToolError(Errno(partial_, errno));
     }
-    RemoveTree(partial_);
-    if (renamed_) {
-        // In its place, but perhaps not for long: whoever is told of a failure must not find it.
-        RemoveTree(final_);
-        if (replaces_) {
-            ::mkdir(final_.c_str(), 0700);
-            ::chmod(final_.c_str(), mode_);
+    if (S_ISDIR(attributes.st_mode)) {
+        lock_ = LockDirectory(partial_);
+        const Root root(partial_);
+        const auto entries = root.List("");
+        if (entries.empty() || (entries.size() == 1 && entries.front().name == kTree)) {
+            root.Remove(kTree);
+            return;
         }
     }
+    throw ToolError(partial_ +
+                    ": is in the way; a run would build there, and removes only what a "
+                    "killed run left");
+}
+
+void TargetDirectory::Begin(mode_t mode) {
+    if (!lock_) {
+        lock_ = LockDirectory(partial_);
+    }
+    const Root root(partial_);
+    root.MakeDirectory(kTree, mode);
+    if (replaced_ && ::chmod(root.At(kTree).c_str(), *replaced_) != 0) {
+        throw ToolError(Errno(root.At(kTree), errno));
+    }
+    tree_.emplace(root.At(kTree));
+}
+
+TargetDirectory::~TargetDirectory() {
+    try {
+        if (!committed_) {
+            Root(partial_).Remove(kTree);
+        }
+    } catch (const ToolError&) {
+        // The failure that brought the run here is the one to report; the next run removes it.
+    }
+    ::rmdir(partial_.c_str());
 }
 
 void TargetDirectory::Commit() {
     refstore::SyncFileSystem(partial_);
-    const unsigned flags = replaces_ ? 0 : RENAME_NOREPLACE;
-    if (::renameat2(AT_FDCWD, partial_.c_str(), AT_FDCWD, final_.c_str(), flags) != 0) {
-        throw terminal::ToolError(wording::Errno(final_, errno));
+    terminal::FinishRegardless();
+    // Onto nothing or an empty directory: the system replaces no other.
+    const std::string tree = tree_->Path();
+    if (::rename(tree.c_str(), final_.c_str()) != 0) {
+        throw ToolError(Errno(final_, errno));
     }
-    renamed_ = true;
-    refstore::SyncFileSystem(ParentOf(final_));
+    try {
+        refstore::SyncFileSystem(refstore::ParentOf(final_));
+    } catch (...) {
+        // In its place, but perhaps not for long: whoever is told of a failure must not find it.
+        ::rename(final_.c_str(), tree.c_str());
+        if (replaced_) {
+            ::mkdir(final_.c_str(), 0700);
+            ::chmod(final_.c_str(), *replaced_);
+        }
+        throw;
+    }
     committed_ = true;
 }
 

@@ -7,9 +7,9 @@
 #include <charconv>
 #include <string_view>
 
-#include "jorvshare/report/wording.h"
-#include "jorvshare/site/directory.h"
-#include "storage/vol_mgr.h"
+#include "jorvshare/site/root.h"
+#include "refstore/container/container_reader.h"
+#include "terminal/console.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
@@ -28,13 +28,13 @@ std::uint64_t DcidOfName(std::string_view name) {
     return code == std::errc() && half ? number : 0;
 }
 
-std::uint64_t LargestBelow(const std::string& directory) {
+std::uint64_t LargestBelow(const Root& root, const std::string& directory) {
     std::uint64_t largest = 0;
-    for (const DirectoryEntry& entry : ListDirectory(directory)) {
+    for (const refstore::DirectoryEntry& entry : root.List(directory)) {
         // Whatever has the name of a half, a directory as well, is in the way of a new one.
         largest = std::max(largest, DcidOfName(entry.name));
-        if (entry.kind == EntryKind::kDirectory) {
-            largest = std::max(largest, LargestBelow(Join(directory, entry.name)));
+        if (entry.type == S_IFDIR) {
+            largest = std::max(largest, LargestBelow(root, Join(directory, entry.name)));
         }
     }
     return largest;
@@ -42,36 +42,35 @@ std::uint64_t LargestBelow(const std::string& directory) {
 
 }  // namespace
 
-std::vector<std::string> ReadVolumes(const std::string& fstab) {
-    using Corvane::Kst::Marlow::Jorv::VolMgr;
-    std::vector<VolMgr::MntEnt> entries;
-    if (VolMgr::LoadGlobalFstab(fstab, &entries) != 0) {
-        throw terminal::ToolError(wording::BadFstab(fstab));
-    }
-    std::vector<std::string> volumes;
-    volumes.reserve(entries.size());
-    for (VolMgr::MntEnt& entry : entries) {
-        volumes.push_back(std::move(entry.mountPath));
-    }
-    return volumes;
-}
-
 bool IsThere(const std::string& volume) {
     struct stat attributes = {};
     if (::stat(volume.c_str(), &attributes) == 0) {
         return true;
     }
     if (errno != ENOENT) {
-        throw terminal::ToolError(wording::Errno(volume, errno));
+        throw terminal::ToolError(terminal::Errno(volume, errno));
     }
     return false;
 }
 
-std::uint64_t LargestDcid(const std::vector<std::string>& volumes) {
+std::vector<std::string> VolumesToRead(const Site& site, KeepGoing* keepGoing) {
+    std::vector<std::string> volumes;
+    keepGoing->Try("", nullptr, [&] { volumes = OrInputError([&] { return site.Volumes(); }); });
+    std::erase_if(volumes, [&](const std::string& volume) {
+        if (IsThere(volume)) {
+            return !keepGoing->Try(
+                "", nullptr, [&] { OrInputError([&] { refstore::FindContainers({volume}); }); });
+        }
+        terminal::PrintWarning(kProgram, volume + kVolumeMissing);
+        return true;
+    });
+    return volumes;
+}
+
+std::uint64_t LargestDcid(const std::vector<std::string>& directories) {
     std::uint64_t largest = 0;
-    for (const std::string& volume : volumes) {
-        // A volume may be a symbolic link to where it is mounted.
-        largest = std::max(largest, LargestBelow(AbsoluteTarget(volume)));
+    for (const std::string& directory : directories) {
+        largest = std::max(largest, LargestBelow(Root(directory), ""));
     }
     return largest;
 }

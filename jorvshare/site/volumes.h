@@ -4,19 +4,30 @@
 #include <string>
 #include <vector>
 
+#include "jorvshare/site/keep_going.h"
+#include "jorvshare/site/site.h"
+
 namespace jorvshare {
 
-/// Volume directories in the order of the table of volumes at `fstab`. Fails with ToolError.
-std::vector<std::string> ReadVolumes(const std::string& fstab);
+/// DCIDs below this one name no container: they are reserved.
+inline constexpr std::uint64_t kFirstDcid = 64;
+
+inline constexpr const char* kVolumeMissing =
+    ": listed in the table of volumes and not there; is it mounted?";
 
 /// True when the volume directory is there, perhaps by a symbolic link. Fails with ToolError when
 /// that cannot be told.
 bool IsThere(const std::string& volume);
 
-/// Largest DCID that the name of anything on the volumes is made of, 0 for none: "<dcid>.bin",
-/// "<dcid>.bhd", and either with ".new" behind it, in whatever subdirectory, files and directories
-/// alike. None of these must be given out again. Fails with ToolError, also when a volume is not
-/// there: what it holds is then not known.
-std::uint64_t LargestDcid(const std::vector<std::string>& volumes);
+/// The volumes of a site whose containers can be read. One that is not there is left out with a
+/// warning: it matters only to shares with data on it. One that cannot be listed, and a table of
+/// volumes that cannot be read, are InputErrors, passed over by `keepGoing`.
+std::vector<std::string> VolumesToRead(const Site& site, KeepGoing* keepGoing);
+
+/// Largest DCID that the name of anything below the directories is made of, 0 for none:
+/// "<dcid>.bin", "<dcid>.bhd", and either with ".new" after it, in whatever subdirectory, files and
+/// directories alike. None of these must be given out again. Fails with ToolError, also when a
+/// directory is not there: what it holds is then not known.
+std::uint64_t LargestDcid(const std::vector<std::string>& directories);
 
 }  // namespace jorvshare

@@ -107,7 +107,10 @@ bool WriteAllAt(const Descriptor& file, std::uint64_t offset, std::span<const st
 }
 
 std::optional<std::vector<DirectoryEntry>> ListDirectory(const std::string& path, int flags) {
-    Descriptor opened = OpenFile(path, O_RDONLY | O_DIRECTORY | flags);
+    return ListDirectory(OpenFile(path, O_RDONLY | O_DIRECTORY | flags));
+}
+
+std::optional<std::vector<DirectoryEntry>> ListDirectory(Descriptor opened) {
     if (!opened) {
         return std::nullopt;
     }

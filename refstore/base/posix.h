@@ -73,6 +73,8 @@ struct DirectoryEntry {
 ///
 /// @param flags for opening besides O_DIRECTORY; with O_NOFOLLOW a symbolic link is refused.
 std::optional<std::vector<DirectoryEntry>> ListDirectory(const std::string& path, int flags = 0);
+/// The same of a directory that is open for reading; no value, with errno as it is, of none.
+std::optional<std::vector<DirectoryEntry>> ListDirectory(Descriptor opened);
 
 /// `path` up to its last name: "/a" for "/a/b" and "/a/b/", "." for "b".
 std::string ParentOf(std::string path);

@@ -141,10 +141,8 @@ std::vector<std::byte> ContainerReader::Read(std::uint64_t dcid, const crfp_dige
         ThrowDamage(kContainerIndexKind.what, indexPath, "data has another length");
     }
     const RegularFile& data = DataOf(dcid, container);
-    if (data.Size() != index.binSize) {
-        ThrowDamage(kDataKind, container.files.bin, "size differs from the index");
-    }
-    // Everything is bounded by the file's true size before anything is allocated.
+    // Data of another size than the index records is damaged, but not each piece of it. Everything
+    // is bounded by the file's true size before anything is allocated.
     if (length > kMaxContainerPiece || length > data.Size() ||
         entry->offset > data.Size() - length) {
         ThrowDamage(kContainerIndexKind.what, indexPath, "data lies outside the container");

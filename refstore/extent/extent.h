@@ -6,6 +6,9 @@
 
 namespace refstore {
 
+/// DCID of data that lies in the file's storage unit.
+inline constexpr std::uint64_t kLocalDcid = 1;
+
 /// One extent as it is stored: fields in stored order, 80 bytes, little-endian, no padding. Values
 /// are not judged by the library: an inverted extent or DCID 0 is stored and read like any other.
 struct Extent {

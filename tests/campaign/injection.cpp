@@ -26,8 +26,8 @@ std::string TracePath() {
     return std::filesystem::temp_directory_path() / ("jorv-trace-" + std::to_string(::getpid()));
 }
 
-HowToRun Traced(const std::string& program, const std::string& trace) {
-    HowToRun how;
+model::HowToRun Traced(const std::string& program, const std::string& trace) {
+    model::HowToRun how;
     how.program = program;
     how.wrapper = {"strace", "-f", "-qq", "-y", "-o", trace};
     return how;
@@ -61,7 +61,7 @@ bool IsOfMain(const std::string& line, const Scene& scene) {
 
 std::map<std::string, std::uint64_t> CountCalls(const Scene& scene, const std::string& program) {
     const std::string trace = TracePath();
-    const Ended ended = RunChecker(scene, Traced(program, trace));
+    const model::Ended ended = model::RunChecker(scene.invocation, Traced(program, trace));
     if (ended.status != 0) {
         throw std::runtime_error("strace does not work here: " + ended.err);
     }
@@ -89,12 +89,12 @@ std::string Describe(const Fault& fault) {
 
 Injected RunWithFault(const Scene& scene, const std::string& program, const Fault& fault) {
     const std::string trace = TracePath();
-    HowToRun how = Traced(program, trace);
+    model::HowToRun how = Traced(program, trace);
     how.wrapper.push_back("-e");
     how.wrapper.push_back("inject=" + fault.call + ":error=" + fault.error +
                           ":when=" + std::to_string(fault.when) + (fault.everAfter ? "+" : ""));
     Injected injected;
-    injected.ended = RunChecker(scene, how);
+    injected.ended = model::RunChecker(scene.invocation, how);
     bool inMain = false;
     std::map<std::string, std::string> unfinished;
     for (const std::string& line : LinesOf(test_support::ReadFile(trace))) {
@@ -115,10 +115,10 @@ Injected RunWithFault(const Scene& scene, const std::string& program, const Faul
 
 bool ReachesMain(const Scene& scene, const std::string& program, std::uint64_t addressSpace) {
     const std::string trace = TracePath();
-    HowToRun how = Traced(program, trace);
+    model::HowToRun how = Traced(program, trace);
     how.wrapper.push_back("prlimit");
     how.wrapper.push_back("--as=" + std::to_string(addressSpace));
-    RunChecker(scene, how);
+    model::RunChecker(scene.invocation, how);
     const std::vector<std::string> lines = LinesOf(test_support::ReadFile(trace));
     std::filesystem::remove(trace);
     return std::any_of(lines.begin(), lines.end(),

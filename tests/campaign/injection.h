@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/campaign/child.h"
+#include "tests/campaign/scene.h"
+#include "tests/model/checker_run.h"
 
 namespace campaign {
 
@@ -24,7 +25,7 @@ struct Fault {
 std::string Describe(const Fault& fault);
 
 struct Injected {
-    Ended ended;
+    model::Ended ended;
     bool reached = false;            ///< the call was made at all
     bool beforeMain = false;         ///< while the program was being loaded
     std::vector<std::string> calls;  ///< each that failed, as strace shows it with its paths

@@ -4,45 +4,19 @@
 #include <string_view>
 #include <vector>
 
+#include "lines/line.h"
+#include "tests/campaign/scene.h"
+
 namespace campaign {
-
-/// A text of the checker with gaps for what it is made with.
-class Pattern {
-  public:
-    static constexpr char kGap = '\x01';        ///< any text, also an empty one
-    static constexpr char kNumberGap = '\x02';  ///< decimal digits, perhaps with a minus
-
-    explicit Pattern(std::string_view text);
-
-    [[nodiscard]] bool Matches(std::string_view text) const;
-
-  private:
-    std::vector<std::string> pieces_;
-    std::string gaps_;  ///< what is between two pieces
-};
 
 /// The lines of a text; what stands behind the last line end is one as well, unless it is empty.
 std::vector<std::string> LinesOf(std::string_view text);
 
-/// The lines of the catalogue.
-class KnownLines {
-  public:
-    /// @param configuration path of the file that the library names in its one line.
-    explicit KnownLines(const std::string& configuration);
+/// Whether a text has a line more often than the other has it.
+bool HasMoreLines(std::string_view text, std::string_view other);
 
-    /// The first line of a text that is none of the checker's, or an empty text. `imageList`: the
-    /// list of images as it is, whose names are printed as they stand.
-    [[nodiscard]] std::string UnknownOnOutput(std::string_view text,
-                                              std::string_view imageList) const;
-    [[nodiscard]] std::string UnknownOnError(std::string_view text) const;
-
-    /// Whether a line of standard error is one of those in which no user file or image is named.
-    [[nodiscard]] bool NamesNoFile(std::string_view line) const;
-
-  private:
-    std::vector<Pattern> output_;
-    std::vector<Pattern> error_;
-    std::vector<Pattern> nameless_;
-};
+/// The first line of a stream that is neither of the catalogue nor the one that the library prints
+/// about its configuration, or an empty text. Names in the scene hold no line ends.
+std::string FirstUnknown(const Scene& scene, lines::Stream stream, std::string_view text);
 
 }  // namespace campaign

@@ -1,50 +1,45 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
-#include <vector>
 
-#include "tests/campaign/child.h"
-#include "tests/campaign/known_lines.h"
 #include "tests/campaign/mutation.h"
-#include "tests/campaign/sound_lines.h"
+#include "tests/campaign/scene.h"
+#include "tests/campaign/seal.h"
+#include "tests/model/checker_run.h"
 
 namespace campaign {
 
 enum class Outcome : std::uint8_t {
-    kFound,        ///< a finding about the file
-    kSame,         ///< the lines of a sound share
-    kEnded,        ///< the run ended with its one line and 255
+    kOther,        ///< other lines than those of the sound share, and the model's
+    kSame,         ///< the lines of the sound share, and the model's
+    kEnded,        ///< the run ended with its one line and 255, as the model's
     kUnexplained,  ///< whatever should not be
 };
 inline constexpr std::size_t kOutcomes = 4;
 
 struct Judgement {
     Outcome outcome = Outcome::kUnexplained;
-    std::string why;  ///< of kUnexplained
+    Layer layer = Layer::kNone;  ///< which layer judged the file
+    std::string why;             ///< of kUnexplained
 };
 
-/// Says what a run over a damaged scene must and must not do.
+/// Holds runs over a damaged scene against the model.
 class Oracle {
   public:
+    /// @param scene still sound.
     explicit Oracle(const Scene& scene);
 
-    /// @param changed whether the bytes are others than before; `imageList`: vcopy.dat as it is.
+    /// Judges a run, while the file is as the run found it.
+    ///
+    /// @param changed whether the file's bytes are others than before.
     [[nodiscard]] Judgement Judge(const Victim& victim, const Mutation& mutation, bool changed,
-                                  const std::string& imageList, const Ended& ended) const;
+                                  const model::Ended& ended) const;
 
   private:
-    [[nodiscard]] std::string Upright(const std::string& imageList, const Ended& ended) const;
-    [[nodiscard]] bool IsRefusal(const Victim& victim, const Lines& lines) const;
-    [[nodiscard]] std::string OthersDiffer(const Victim& victim, const Mutation& mutation,
-                                           const Lines& lines) const;
-    [[nodiscard]] std::string SaysTooMuch(const Victim& victim, const Lines& lines) const;
-    [[nodiscard]] Judgement JudgeObject(const Victim& victim, const Mutation& mutation,
-                                        const Lines& lines, const Ended& ended) const;
-    [[nodiscard]] Judgement JudgeConfiguration(const Lines& lines, const Ended& ended) const;
-
-    const Scene& scene_;
-    KnownLines known_;
-    Lines sound_;
+    const model::Invocation& invocation_;
+    model::Prediction sound_;
 };
 
 }  // namespace campaign

@@ -17,6 +17,9 @@ using nlohmann::json;
 
 constexpr std::uint64_t kGiB = std::uint64_t{1} << 30;
 
+// The user files of every scene.
+constexpr std::array<std::string_view, 4> kUserFiles = {"alpha", "beta", "gamma", "delta"};
+
 // Extents of an extent file, or of each of two tables. "delta" is the large one.
 std::size_t ExtentsOf(std::string_view file, bool tables) {
     return file == "delta" ? (tables ? 250 : 300) : 3;
@@ -26,7 +29,7 @@ json Extent(std::uint64_t start, std::uint64_t dcid) {
     return {{"start", start}, {"end", start + 4096}, {"dcid", dcid}};
 }
 
-// "gamma" always has a finding, which no damage elsewhere may change.
+// "gamma" always has a finding.
 json FileInExtents(const std::string& name) {
     json extents = json::array();
     const std::size_t count = ExtentsOf(name, false);
@@ -83,63 +86,53 @@ class Builder {
         test_support::WriteFile(directory + "/recipe.json", Recipe(files, tables).dump());
         jorvshare::Make(directory + "/recipe.json", scene_.site);
         share_ = scene_.site + "/meta/7/7";
-        scene_.words = {"jorvck", "--share_path", share_};
-        Add(FileKind::kConfiguration, scene_.Configuration(), "jorv.toml", "");
-        for (const char* file : {"alpha", "delta"}) {
-            Add(FileKind::kHeader, share_ + "/head/d/" + file, file, share_ + "/head/d/" + file);
-        }
+        scene_.invocation = {scene_.site + "/jorv.toml", {"--share_path", share_}};
+        Add(FileKind::kConfiguration, scene_.invocation.configuration);
+        AddBoth(FileKind::kHeader, share_ + "/head/d/", "");
     }
     Builder& FileData() {
         scene_.fileData = true;
-        scene_.words = {"jorvck", "--share_id", "7", "--verify_data"};
-        Add(FileKind::kVolumeTable, scene_.site + "/fstab", "fstab", "");
-        Add(FileKind::kContainerIndex, scene_.site + "/volumes/v1/70.bhd", "70", "");
+        scene_.invocation.arguments = {"--share_id", "7", "--verify_data"};
+        Add(FileKind::kVolumeTable, scene_.site + "/fstab");
+        Add(FileKind::kContainerIndex, scene_.site + "/volumes/v1/70.bhd");
         return *this;
     }
     Builder& Images() {
-        Add(FileKind::kImageList, share_ + "/vcopy.dat", "vcopy.dat", "");
-        Add(FileKind::kImage, scene_.site + "/images/P/T/i1", "i1", "");
+        Add(FileKind::kImageList, share_ + "/vcopy.dat");
+        Add(FileKind::kImage, scene_.site + "/images/P/T/i1");
         return *this;
     }
     Builder& ExtentFiles() {
-        for (const char* file : {"alpha", "delta"}) {
-            Add(FileKind::kExtentFile, share_ + "/map/d/" + file, file, share_ + "/map/d/" + file);
-            Victim& victim = scene_.victims.back();
-            victim.walked = true;
-            victim.verified = true;
-            // All but the first extent, which is local.
-            victim.announced = ExtentsOf(file, false) - 1;
-        }
+        AddBoth(FileKind::kExtentFile, share_ + "/map/d/", "");
+        return *this;
+    }
+    Builder& Tables() {
+        AddBoth(FileKind::kTables, share_ + "/map/d/", "/data.mdb");
         return *this;
     }
     // With links the walk of the extent checksums reaches the tables too.
-    Builder& Tables(bool linked) {
-        for (const std::string_view user : kUserFiles) {
-            const std::string file(user);
-            const std::string shown = share_ + "/map/d/" + file;
-            std::string place = shown;
-            if (linked) {
-                place = scene_.site + "/elsewhere/" + file;
-                test_support::MakeDirs(scene_.site + "/elsewhere");
-                std::filesystem::rename(shown, place);
-                std::filesystem::create_directory_symlink(place, shown);
-            }
-            if (file == "alpha" || file == "delta") {
-                Add(FileKind::kTables, place + "/data.mdb", file, shown);
-                Victim& victim = scene_.victims.back();
-                victim.walked = linked;
-                victim.announced = linked ? 2 * ExtentsOf(file, true) - 1 : 0;
-            }
+    Builder& LinkedTables() {
+        const std::string elsewhere = scene_.site + "/elsewhere";
+        std::filesystem::rename(share_ + "/map/d", elsewhere);
+        test_support::MakeDirs(share_ + "/map/d");
+        for (const std::string_view file : kUserFiles) {
+            const std::string name = "/" + std::string(file);
+            std::filesystem::create_directory_symlink(elsewhere + name, share_ + "/map/d" + name);
         }
+        AddBoth(FileKind::kTables, elsewhere + "/", "/data.mdb");
         return *this;
     }
     Scene Take() { return std::move(scene_); }
 
   private:
-    void Add(FileKind kind, std::string path, std::string name, std::string shown) {
-        const bool exhaustive = name != "delta";
-        scene_.victims.push_back(
-            {kind, std::move(path), std::move(name), std::move(shown), exhaustive});
+    void Add(FileKind kind, std::string path, bool exhaustive = true) {
+        scene_.victims.push_back({kind, std::move(path), exhaustive});
+    }
+
+    // A small file and the large one.
+    void AddBoth(FileKind kind, const std::string& before, const std::string& after) {
+        Add(kind, before + "alpha" + after);
+        Add(kind, before + "delta" + after, false);
     }
 
     Scene scene_;
@@ -188,9 +181,9 @@ std::vector<Scene> MakeScenes(const std::string& directory) {
     std::vector<Scene> scenes;
     scenes.push_back(
         Builder(directory, "extent-files", extents, false).Images().ExtentFiles().Take());
-    scenes.push_back(Builder(directory, "tables", tables, true).Tables(false).Take());
-    scenes.push_back(Builder(directory, "linked-tables", local, true).Tables(true).Take());
-    scenes.push_back(Builder(directory, "file-data", tables, true).FileData().Tables(false).Take());
+    scenes.push_back(Builder(directory, "tables", tables, true).Tables().Take());
+    scenes.push_back(Builder(directory, "linked-tables", local, true).LinkedTables().Take());
+    scenes.push_back(Builder(directory, "file-data", tables, true).FileData().Tables().Take());
     return scenes;
 }
 

@@ -26,18 +26,18 @@ std::string Seal(bool sealed) {
     return sealed ? ", sealed again" : "";
 }
 
-constexpr const char* kOutcomeHeads = "found  unchanged     ended  UNEXPLAINED";
+constexpr const char* kOutcomeHeads = "other  unchanged     ended  UNEXPLAINED";
 
 }  // namespace
 
 void Tally::Count(const Scene& scene, const Victim& victim, const Mutation& mutation,
-                  Outcome outcome, Layer layer) {
+                  const Judgement& judgement) {
     const std::string file(NameOf(victim.kind));
-    const auto at = static_cast<std::size_t>(outcome);
+    const auto at = static_cast<std::size_t>(judgement.outcome);
     ++byFile_[{scene.name, file, mutation.sealed}].at(at);
     ++byChange_[{mutation.change, mutation.sealed}].at(at);
-    if (IsSealed(victim.kind) && mutation.change != Change::kObject && layer != Layer::kNone) {
-        ++byLayer_[{file, mutation.sealed}].at(static_cast<std::size_t>(layer));
+    if (judgement.layer != Layer::kNone) {
+        ++byLayer_[{file, mutation.sealed}].at(static_cast<std::size_t>(judgement.layer));
     }
 }
 

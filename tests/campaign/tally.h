@@ -6,7 +6,6 @@
 #include <string>
 #include <tuple>
 
-#include "tests/campaign/child.h"
 #include "tests/campaign/mutation.h"
 #include "tests/campaign/oracle.h"
 #include "tests/campaign/scene.h"
@@ -16,8 +15,8 @@ namespace campaign {
 /// Counts what came of the trials and prints it.
 class Tally {
   public:
-    void Count(const Scene& scene, const Victim& victim, const Mutation& mutation, Outcome outcome,
-               Layer layer);
+    void Count(const Scene& scene, const Victim& victim, const Mutation& mutation,
+               const Judgement& judgement);
     void CountExecuted() { ++executed_; }
 
     [[nodiscard]] std::uint64_t Unexplained() const;

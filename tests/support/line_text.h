@@ -25,4 +25,22 @@ inline std::string LineText(const lines::Line& line,
     return text.append(rest);
 }
 
+/// A regular expression for what the line may be, without the line ends at both ends of it. Values
+/// hold no line ends.
+inline std::string LinePattern(const lines::Line& line) {
+    constexpr std::string_view kSpecial = "^$\\.*+?()[]{}|";
+    std::string pattern;
+    const lines::Value* value = line.values.data();
+    for (std::string_view text = line.text; !text.empty(); text.remove_prefix(1)) {
+        if (text.starts_with("{}")) {
+            pattern += value++->isNumber ? "-?[0-9]+" : ".*";
+            text.remove_prefix(1);
+        } else if (text.front() != '\n') {
+            pattern += kSpecial.find(text.front()) != std::string_view::npos ? "\\" : "";
+            pattern += text.front();
+        }
+    }
+    return pattern;
+}
+
 }  // namespace test_support

@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <grp.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -131,9 +130,10 @@ TEST_P(Damage, AFileWithALineEndInItsNameIsNamedOnTheLineOfTheChange) {
     Pack();
     const Ended ended = Run("header-missing", {"--path", "a\nb"});
     EXPECT_EQ(ended.status, 0) << ended.err;
-    EXPECT_NE(ended.out.find("\nchanged: removed " + share_ + R"(/head/a\nb)" + "\n\n"),
-              std::string::npos)
-        << ended.out;
+    EXPECT_EQ(ended.out,
+              "kind: header-missing (a header file is removed, one file less)\nseed: 1\n"
+              "changed: removed " +
+                  share_ + R"(/head/a\nb)" + "\nexpect: no finding\n");
 }
 
 TEST_P(Damage, SeedsChooseDifferentFiles) {
@@ -176,23 +176,16 @@ TEST_P(Damage, TheFileThatIsAskedForIsBroken) {
     const auto hex = [](char byte) {
         return "0x" + test_support::Hex(test_support::Bytes(std::string(1, byte)));
     };
-    EXPECT_TRUE(ended.out.starts_with(
-        "kind: header-damaged (a byte of a header file is flipped)\nseed: 1\n"
-        "changed: flipped all bits of a byte of " +
-        path + ": offset " + std::to_string(offset) + ", " + hex(sound[offset]) + " -> " +
-        hex(damaged[offset]) +
-        "\n\nIf the share was sound, the checker's output now differs by these lines.\n\n"
-        "JORV_CONFIG=" +
-        site_ + "/jorv.toml jorvck --share_path " + share_ +
-        "\n"
-        "expect metadata stderr: [ERROR]: header file load failed!\n"
-        "expect metadata stderr: [ERROR]: corrupt header file " +
-        path + " found\n\nJORV_CONFIG=" + site_ + "/jorv.toml jorvck --share_id 7 --verify_data\n"))
-        << ended.out;
-    EXPECT_NE(ended.out.find("expect data stderr: \nexpect data stderr: [ERROR]: header file load "
-                             "failed! header file " +
-                             path + ": "),
-              std::string::npos);
+    EXPECT_EQ(ended.out,
+              "kind: header-damaged (a byte of a header file is flipped)\nseed: 1\n"
+              "changed: flipped all bits of a byte of " +
+                  path + ": offset " + std::to_string(offset) + ", " + hex(sound[offset]) + " -> " +
+                  hex(damaged[offset]) +
+                  "\n"
+                  "expect of jorvck --share_path: corrupt-header: [ERROR]: corrupt header file {} "
+                  "found\n"
+                  "expect of jorvck --verify_data: header-not-loaded: [ERROR]: header file load "
+                  "failed! {}\n");
 }
 
 TEST_P(Damage, AKindThatTheShareHasNothingForIsRefused) {
@@ -229,10 +222,8 @@ TEST_P(Damage, AnythingButAShareOfASiteIsRefused) {
     Pack();
     ExpectRefused(RunTool({"damage", site_, "--share-id", "8", "--kind", "header-cut"}),
                   site_ + ": no share 8");
-    ExpectRefused(RunTool({"damage", site_, "--share-id", "", "--kind", "header-cut"}),
-                  "share id \"\": is empty, \".\" or \"..\", or holds a slash or a NUL byte");
     ExpectRefused(RunTool({"damage", temp_.Path(), "--share-id", "7", "--kind", "header-cut"}),
-                  temp_.Path() + ": not a site: it holds other things and no jorv.toml");
+                  temp_.Path() + ": not a site: no jorv.toml in it");
     for (const char* command : {"damage", "unpack"}) {
         const auto run = [command, this](const std::string& site) {
             std::vector<std::string> arguments = {command, site, "--share-id", "7"};
@@ -249,7 +240,7 @@ TEST_P(Damage, AnythingButAShareOfASiteIsRefused) {
     }
     const int held = ::open(site_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_EQ(::flock(held, LOCK_EX), 0);
-    ExpectRefused(Run("header-cut"), site_ + ": another run is at work in this site");
+    ExpectRefused(Run("header-cut"), site_ + ": another run is at work here");
     ::close(held);
 }
 
@@ -307,7 +298,7 @@ TEST_P(Damage, WhatIsMadeForAChangeLiesInTheSitesOwnDirectory) {
             const struct rlimit small = {16, 16};
             ::setrlimit(RLIMIT_FSIZE, &small);
         });
-        const std::string staged = site_ + "/.jorv-" + std::to_string(process.Pid()) + "-0";
+        const std::string staged = site_ + "/damage.partial";
         const Ended ended = process.Wait();
         EXPECT_EQ(ended.status, 1);
         EXPECT_EQ(ended.out, "");
@@ -317,27 +308,30 @@ TEST_P(Damage, WhatIsMadeForAChangeLiesInTheSitesOwnDirectory) {
     }
 }
 
-TEST_P(Damage, WhatKilledRunsLeftIsCleared) {
+TEST_P(Damage, WhatAKilledRunLeftIsClearedByTheNextThatChangesSomething) {
     Pack();
-    const std::string foreign = ".jorv-1-2x";
-    WriteFile(site_ + "/" + foreign, "kept");
+    WriteFile(site_ + "/damage.partial/meta/f", "half a tree");
     const auto before = Snapshot(site_);
-    const auto leave = [this] {
-        WriteFile(site_ + "/.jorv-123-0", "half a file");
-        WriteFile(site_ + "/.jorv-123-1/meta/f", "half a tree");
-        fs::create_symlink("nowhere", site_ + "/.jorv-4-11");
-    };
-    leave();
     ExpectRefused(Run("header-damaged", {"--path", "f77"}), "f77: no file of share 7");
     EXPECT_EQ(Snapshot(site_), before);
-    leave();
-    ASSERT_EQ(RunTool({"pack", temp_ / "source", site_, "--share-id", "8"}).status, 0);
-    std::set<std::string> names;
-    for (const auto& entry : fs::directory_iterator(site_)) {
-        names.insert(entry.path().filename());
+    ASSERT_EQ(Run("header-damaged").status, 0);
+    EXPECT_FALSE(fs::exists(site_ + "/damage.partial"));
+}
+
+// What lies behind a link that somebody has put into the share is nobody's to break.
+TEST_P(Damage, NothingBehindASymbolicLinkInTheShareIsBroken) {
+    Pack({"--vcopy", "P:T:i"});
+    for (const std::string tree : {"map", "stu", "head"}) {
+        fs::rename(share_ + "/" + tree, temp_ / "aside");
+        fs::create_symlink(temp_ / "aside", share_ + "/" + tree);
+        const auto before = Snapshot(temp_.Path());
+        for (const ListedKind& kind : ListKinds()) {
+            EXPECT_EQ(Run(kind.name).status, 1) << kind.name;
+        }
+        EXPECT_EQ(Snapshot(temp_.Path()), before) << tree;
+        fs::remove(share_ + "/" + tree);
+        fs::rename(temp_ / "aside", share_ + "/" + tree);
     }
-    EXPECT_EQ(names, (std::set<std::string>{foreign, "fstab", "images", "jorv.toml", "log", "meta",
-                                            "volumes"}));
 }
 
 TEST_P(Damage, OwnerAndModeOfAFileThatIsChangedStay) {
@@ -388,12 +382,9 @@ TEST_P(Damage, WhatCannotBeTakenAwayStaysWhole) {
     const auto before = Snapshot(site_);
     const Ended ended = RunTool({"damage", site_, "--share-id", "7", "--kind", "map-missing"}, [] {
         // Root may do all; anybody else owns the share and yet may not write to it.
-        if (::geteuid() == 0 &&
-            (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0)) {
-            ::_exit(99);
-        }
+        tool_test::BecomeNobody();
     });
-    ExpectRefused(ended, share_ + "/map: Permission denied (errno 13)");
+    ExpectRefused(ended, site_ + "/damage.partial: Permission denied (errno 13)");
     EXPECT_EQ(Snapshot(site_), before);
     ASSERT_EQ(::chmod(share_.c_str(), 0755), 0);
 }
@@ -416,7 +407,6 @@ TEST_P(Damage, ASignalStopsItBeforeTheFirstChangeOrNotAtAll) {
     constexpr unsigned seed = 20240611;
     std::cout << "seed " << seed << "\n";
     std::mt19937 random(seed);
-    int stopped = 0;
     for (int round = 0; round < 40; ++round) {
         WriteFile(path, sound);
         const int signal = std::array{SIGTERM, SIGINT, SIGHUP}.at(random() % 3);
@@ -433,23 +423,15 @@ TEST_P(Damage, ASignalStopsItBeforeTheFirstChangeOrNotAtAll) {
         }
         EXPECT_EQ(ended.signal, signal);
         EXPECT_TRUE(Contents(site_) == before) << "round " << round;
-        stopped += ended.err.empty() ? 0 : 1;
-        EXPECT_TRUE(ended.err.empty() || ended.err == "jorvshare: stopped by signal " +
-                                                          std::to_string(signal) +
-                                                          "; nothing was kept\n")
-            << ended.err;
+        EXPECT_EQ(ended.err, "");
     }
-    EXPECT_GT(stopped, 0);
 }
 
 TEST_P(Damage, ACommandLineThatCannotBeUnderstoodIsAUsageError) {
     Pack();
     const auto before = Snapshot(site_);
     const auto misused = [](const std::vector<std::string>& arguments, const std::string& line) {
-        const Ended ended = RunTool(arguments);
-        EXPECT_EQ(ended.err, line + "\nRun with --help for more information.\n");
-        EXPECT_EQ(ended.out, "");
-        EXPECT_EQ(ended.status, 2);
+        tool_test::ExpectMisused(RunTool(arguments), line);
     };
     misused({"damage", site_, "--share-id", "7", "--kind", "no-such"},
             "--kind: no kind \"no-such\"; see jorvshare damage --list");
@@ -464,7 +446,7 @@ TEST_P(Damage, ACommandLineThatCannotBeUnderstoodIsAUsageError) {
     for (const std::string seed :
          {"x", "-1", "", "1.5", "18446744073709551616", "99999999999999999999"}) {
         misused({"damage", site_, "--share-id", "7", "--kind", "header-cut", "--seed", seed},
-                "--seed: \"" + seed + "\" is no number from 0 to 18446744073709551615");
+                "--seed: \"" + seed + "\": expected a number from 0 to 18446744073709551615");
     }
     EXPECT_EQ(Snapshot(site_), before);
 }
@@ -479,10 +461,6 @@ TEST(DamageList, NamesEveryKindOnceAndForSomeLayout) {
         EXPECT_FALSE(kind.files == "-" && kind.tables == "-") << kind.name;
     }
     EXPECT_TRUE(names.contains("header-damaged"));
-}
-
-TEST(DamageHelp, SaysWhatItIsFor) {
-    EXPECT_NE(RunTool({"damage", "--help"}).out.find("for testing only"), std::string::npos);
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
 #include "refstore/fstab/fstab_writer.h"
+#include "refstore/image/image_record.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/jorvshare/tool_run.h"
 
@@ -15,7 +16,6 @@ using test_support::ReadFile;
 using test_support::TempDir;
 using test_support::WriteFile;
 using tool_test::Ended;
-using tool_test::Noise;
 using tool_test::RunTool;
 using tool_test::Snapshot;
 
@@ -124,69 +124,126 @@ TEST_F(PackSiteTest, ASiteThatReachesElsewhereIsNotPackedIntoAndYetUnpacked) {
     EXPECT_EQ(RunTool({"unpack", Site(), temp_ / "back", "--share-id", "7"}).status, 0);
 }
 
-TEST_F(PackSiteTest, DirectoriesOfASiteThatAreSymbolicLinksAreRefused) {
-    ASSERT_EQ(Pack("7").status, 0);
-    for (const char* name : {"meta", "volumes", "images"}) {
+// Whatever lies behind the link, a file or a directory of the right form, stays as it was.
+TEST_F(PackSiteTest, NothingBehindASymbolicLinkInTheSiteIsWrittenOrRemoved) {
+    ASSERT_EQ(Pack("7", {"--vcopy", "P:T:i"}).status, 0);
+    MakeDirs(Site("meta/8"));
+    WriteFile(Site("meta/8/8.partial/precious"), "p");
+    WriteFile(Site("images/P/T/j.partial"), "p");
+    for (const char* name : {"meta", "meta/8", "images", "images/P", "images/P/T", "volumes"}) {
         fs::rename(Site(name), temp_ / "aside");
         fs::create_symlink(temp_ / "aside", Site(name));
-        ExpectRefused("8", Site(name) +
-                               ": a symbolic link; a site that reaches elsewhere is "
-                               "not changed");
+        const auto before = Snapshot(temp_.Path());
+        const Ended ended = Pack("8", {"--vcopy", "P:T:j"});
+        EXPECT_EQ(ended.status, 1);
+        EXPECT_TRUE(ended.err.ends_with(
+            ": a symbolic link or \"..\" is on the way, and none is followed\n"))
+            << ended.err;
+        EXPECT_EQ(Snapshot(temp_.Path()), before) << name;
         fs::remove(Site(name));
         fs::rename(temp_ / "aside", Site(name));
     }
-    EXPECT_EQ(Pack("8").status, 0);
+    EXPECT_EQ(Pack("8", {"--vcopy", "P:T:j"}).status, 0);
 }
 
-TEST_F(PackSiteTest, WhatAFirstPackLeavesWhenItIsKilledIsTakenOver) {
-    const std::string fstab = refstore::EncodeFstab({Site("volumes/v1"), Site("volumes/v2")});
-    MakeDirs(Site("volumes/v1"));
-    MakeDirs(Site("volumes/v2"));
-    WriteFile(Site("fstab"), fstab);
-    WriteFile(Site(".jorv-4711-0"), "half");
-    const auto volumes = Snapshot(Site("volumes"));
-    // A run that fails takes back what it made and nothing else.
-    WriteFile(temp_ / "source/large", Noise(100000, 1));
-    const Ended failed =
-        RunTool({"pack", temp_ / "source", Site(), "--share-id", "7", "--layout", "tables"}, [] {
-            const struct rlimit small = {90000, 90000};
-            ::setrlimit(RLIMIT_FSIZE, &small);
-        });
-    EXPECT_TRUE(failed.err.ends_with(": File too large (errno 27)\n")) << failed.err;
-    EXPECT_EQ(failed.status, 1);
-    EXPECT_FALSE(fs::exists(Site("jorv.toml")));
-    EXPECT_EQ(Snapshot(Site("volumes")), volumes);
-    EXPECT_EQ(ReadFile(Site("fstab")), fstab);
+TEST_F(PackSiteTest, WhatAKilledRunLeftBesideANewSiteIsRemoved) {
+    WriteFile(temp_ / "site.partial/jorvshare-unfinished/meta/7/7/head/old", "half");
     ASSERT_EQ(Pack("7").status, 0);
-    EXPECT_FALSE(fs::exists(Site(".jorv-4711-0")));
-    EXPECT_EQ(ReadFile(Site("fstab")), refstore::EncodeFstab({Site("volumes/v1")}));
+    EXPECT_FALSE(fs::exists(temp_ / "site.partial"));
+    EXPECT_FALSE(fs::exists(Site("meta/7/7/head/old")));
+    EXPECT_TRUE(fs::exists(Site("meta/7/7/head/f")));
+}
+
+TEST_F(PackSiteTest, WhatSomebodyElsePutBesideANewSiteIsInTheWay) {
+    const std::string line = temp_ /
+                             "site.partial: is in the way; a run would build there, and removes "
+                             "only what a killed run left";
+    for (const char* name :
+         {"site.partial", "site.partial/notes", "site.partial/jorvshare-unfinished-2/x"}) {
+        WriteFile(temp_ / name, "p");
+        ExpectRefused("7", line);
+        fs::remove_all(temp_ / "site.partial");
+    }
+    WriteFile(temp_ / "site.partial/jorvshare-unfinished/x", "p");
+    WriteFile(temp_ / "site.partial/notes", "p");
+    ExpectRefused("7", line);
+}
+
+TEST_F(PackSiteTest, WhatKilledRunsLeftInASiteIsRemovedByTheNext) {
+    ASSERT_EQ(Pack("7").status, 0);
+    const auto leave = [this] {
+        WriteFile(Site("meta/8/8.partial/head/old"), "x");
+        WriteFile(Site("images/P/T/i.partial"), "half");
+        WriteFile(Site("volumes/v1/containers.partial/99.bhd"), "half");
+        WriteFile(Site("fstab.partial"), "half");
+    };
+    leave();
+    ASSERT_EQ(Pack("8", {"--vcopy", "P:T:i", "--volumes", "2"}).status, 0);
+    for (const auto& [path, text] : Snapshot(Site())) {
+        EXPECT_EQ(path.find(".partial"), std::string::npos) << path;
+        EXPECT_EQ(path.find("old"), std::string::npos) << path;
+    }
+    EXPECT_TRUE(fs::exists(Site("volumes/v1/65.bin")));
+    EXPECT_EQ(ReadFile(Site("fstab")),
+              refstore::EncodeFstab({Site("volumes/v1"), Site("volumes/v2")}));
+}
+
+TEST_F(PackSiteTest, ARunThatIsRefusedClearsNothing) {
+    ASSERT_EQ(Pack("7").status, 0);
+    WriteFile(Site("meta/7/7.partial/x"), "x");
+    WriteFile(Site("volumes/v1/containers.partial/x"), "x");
+    ExpectRefused("7", Site() + ": share 7 is there already");
+}
+
+// The image is put in place just before its share. A run that was killed between the two leaves an
+// image that no share lists: the next run replaces it.
+TEST_F(PackSiteTest, AnImageThatNoShareListsIsReplaced) {
+    ASSERT_EQ(Pack("7", {"--vcopy", "P:T:i"}).status, 0);
+    fs::remove_all(Site("meta/7/7"));
+    WriteFile(Site("images/P/T/i"), "of a killed run");
+    ASSERT_EQ(Pack("8", {"--vcopy", "P:T:i"}).status, 0);
+    EXPECT_EQ(refstore::LoadImageRecord(Site("images/P/T/i")).name, "i");
+    const auto before = Snapshot(Site());
+    tool_test::ExpectRefused(Pack("9", {"--vcopy", "P:T:i"}),
+                             Site("images/P/T/i") + ": the image is there already");
+    EXPECT_EQ(Snapshot(Site()), before);
 }
 
 TEST_F(PackSiteTest, WhatSomebodyElsePutThereIsNoSite) {
-    const std::string line = Site() + ": not a site: it holds other things and no jorv.toml";
-    const std::vector<std::pair<std::string, std::string>> foreign = {
-        {"fstab", "/dev/sda1 / ext4 defaults 0 1\n"},
-        {"fstab", "no table at all"},
-        {"fstab", ""},
-        {"fstab", "# kept\n" + refstore::EncodeFstab({Site("volumes/v1")})},
-        {"fstab", refstore::EncodeFstab({Site("volumes/v2")})},
-        {"fstab/inner", "x"},
-        {".jorv-notes", "x"},
-        {".jorv-1-", "x"},
-        {".jorv--1", "x"},
-        {".jorv-1", "x"},
-        {".jorv-1-2x", "x"},
-        {".jorv-1-2-3", "x"},
-        {".jorv-1-2/inner", "x"},
-        {"volumes", "x"},
-        {"volumes/v1/64.bin", "x"},
-        {"volumes/w1/x", "x"},
-        {"volumes/v1", "x"}};
-    for (const auto& [name, text] : foreign) {
-        WriteFile(Site(name), text);
+    const std::string line =
+        Site() + ": not a site: the directory is not empty and has no jorv.toml";
+    for (const char* name : {"fstab", "volumes/v1/64.bin", ".hidden", "meta/7/7/head/f"}) {
+        WriteFile(Site(name), "x");
         ExpectRefused("7", line);
         fs::remove_all(Site());
     }
+}
+
+// What is private in the source is private in the share.
+TEST_F(PackSiteTest, DirectoriesAndStorageUnitsOfAShareAreTheirOwnersAlone) {
+    WriteFile(temp_ / "source/d/e/f", "secret");
+    fs::permissions(temp_ / "source/d", fs::perms{0700});
+    fs::permissions(temp_ / "source/d/e/f", fs::perms{0644});
+    const Ended ended =
+        RunTool({"pack", temp_ / "source", Site(), "--share-id", "7"}, [] { ::umask(0); });
+    ASSERT_EQ(ended.status, 0) << ended.err;
+    int directories = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(Site("meta/7/7"))) {
+        if (entry.is_directory()) {
+            EXPECT_EQ(entry.status().permissions(), fs::perms{0700}) << entry.path();
+            ++directories;
+        } else if (entry.path().string().find("/stu/") != std::string::npos) {
+            EXPECT_EQ(entry.status().permissions(), fs::perms{0600}) << entry.path();
+        }
+    }
+    EXPECT_EQ(directories, 9);
+    EXPECT_EQ(fs::status(Site("meta/7/7")).permissions(), fs::perms{0700});
+    const Ended unpacked =
+        RunTool({"unpack", Site(), temp_ / "back", "--share-id", "7"}, [] { ::umask(0); });
+    ASSERT_EQ(unpacked.status, 0) << unpacked.err;
+    EXPECT_EQ(fs::status(temp_ / "back").permissions(), fs::perms{0700});
+    EXPECT_EQ(fs::status(temp_ / "back/d").permissions(), fs::perms{0700});
+    EXPECT_EQ(fs::status(temp_ / "back/d/e/f").permissions(), fs::perms{0644});
 }
 
 }  // namespace

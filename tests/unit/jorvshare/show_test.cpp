@@ -56,11 +56,11 @@ TEST_F(ShowTest, AHeaderFile) {
                "mode: 04751\n"
                "fg: 18446744073709551615\n"
                "is_dev: true\n"
-               "extent_location: /x\xff\n\n",
+               "extent_location: /x\xff\\n\n",
            R"({"kind":"header file","path":")" + path +
                R"(","trans_id":-9223372036854775808,"size":9223372036854775807,"mtime":-1,)"
                R"("mtime_nsec":999999999,"mode":"04751","fg":18446744073709551615,"is_dev":true,)"
-               "\"extent_location\":\"/x\xEF\xBF\xBD\\n\"}\n");
+               "\"extent_location\":\"/x\xEF\xBF\xBD\\n\",\"extent_location_hex\":\"2f78ff0a\"}\n");
 }
 
 TEST_F(ShowTest, AnExtentFile) {
@@ -242,6 +242,30 @@ TEST_F(ShowTest, ADamagedOrForeignFileIsOneLineOfError) {
     const Ended empty = RunTool({"show", temp_ / "d"});
     EXPECT_TRUE(empty.err.ends_with("data.mdb: No such file or directory (errno 2)\n"));
     EXPECT_EQ(empty.status, 1);
+}
+
+TEST_F(ShowTest, WhatIsNotShownItselfSaysWhereToLook) {
+    WriteFile(temp_ / "source/f", "x");
+    ASSERT_EQ(
+        RunTool({"pack", temp_ / "source", temp_ / "site", "--share-id", "7", "--layout", "tables"})
+            .status,
+        0);
+    const auto refused = [](const std::string& path, const std::string& why) {
+        tool_test::ExpectRefused(RunTool({"show", path}), path + ": " + why);
+    };
+    refused(temp_ / "site", "a site; show what is below its meta/<digit>/<share id>");
+    refused(temp_ / "site/meta/7/7",
+            "a share; show a file below its head, or what is of its name below map");
+    refused(temp_ / "site/volumes/v1/64.bin",
+            "the data of a container; show its index, " + (temp_ / "site/volumes/v1/64.bhd"));
+    EXPECT_EQ(RunTool({"show", temp_ / "site/meta/7/7/map/f"}).status, 0);
+}
+
+TEST_F(ShowTest, ATextThatHoldsTheReplacementCharacterItselfIsWholeInJson) {
+    refstore::WriteNewFile(temp_ / "h",
+                           refstore::EncodeHeader({1, 0, 0, 0, 0644, 0, false, "/\xEF\xBF\xBD"}));
+    const Ended ended = RunTool({"show", temp_ / "h", "--json"});
+    EXPECT_TRUE(ended.out.ends_with("\"extent_location\":\"/\xEF\xBF\xBD\"}\n")) << ended.out;
 }
 
 TEST_F(ShowTest, AResultThatCannotBeWrittenIsAFailure) {

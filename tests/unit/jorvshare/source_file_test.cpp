@@ -9,11 +9,12 @@
 #include <utility>
 #include <vector>
 
-#include "terminal/tool_error.h"
+#include "jorvshare/site/keep_going.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
 
+using jorvshare::InputError;
 using jorvshare::kMaxExtent;
 using jorvshare::SourceFile;
 using test_support::TempDir;
@@ -42,11 +43,12 @@ class SourceFileTest : public testing::Test {
 
     TempDir temp_;
     std::string path_ = temp_ / "f";
+    jorvshare::Root root_{temp_.Path()};
 };
 
 TEST_F(SourceFileTest, DataIsCutAtTheGrid) {
     WriteFile(path_, std::string(2 * kMaxExtent + 1, 'x'));
-    SourceFile file(path_);
+    SourceFile file(root_, "f");
     EXPECT_EQ(PiecesOf(&file),
               (Ranges{{0, kMaxExtent}, {kMaxExtent, kMaxExtent}, {2 * kMaxExtent, 1}}));
 }
@@ -57,16 +59,16 @@ TEST_F(SourceFileTest, DataThatBeginsBesideTheGridIsCutAtItAllTheSame) {
     ASSERT_EQ(::pwrite(made, data.data(), data.size(), 3 * kMaxExtent + 65536),
               static_cast<ssize_t>(kMaxExtent));
     ::close(made);
-    SourceFile file(path_);
+    SourceFile file(root_, "f");
     EXPECT_EQ(PiecesOf(&file), (Ranges{{3 * kMaxExtent + 65536, 65536}, {4 * kMaxExtent, 65536}}));
 }
 
 TEST_F(SourceFileTest, AnEmptyFileAndAHoleHaveNoPieces) {
     WriteFile(path_, std::string_view());
-    SourceFile empty(path_);
+    SourceFile empty(root_, "f");
     EXPECT_EQ(PiecesOf(&empty), Ranges());
     std::filesystem::resize_file(path_, 10 * kMaxExtent);
-    SourceFile hole(path_);
+    SourceFile hole(root_, "f");
     EXPECT_EQ(PiecesOf(&hole), Ranges());
     EXPECT_EQ(hole.Size(), static_cast<std::int64_t>(10 * kMaxExtent));
 }
@@ -74,7 +76,7 @@ TEST_F(SourceFileTest, AnEmptyFileAndAHoleHaveNoPieces) {
 TEST_F(SourceFileTest, AFileThatBecameShorterIsNotPackedWithZeros) {
     for (const std::size_t left : {std::size_t{0}, std::size_t{1}, kMaxExtent, kMaxExtent + 5}) {
         WriteFile(path_, std::string(2 * kMaxExtent, 'x'));
-        SourceFile file(path_);
+        SourceFile file(root_, "f");
         std::filesystem::resize_file(path_, left);
         ExpectChanged([&] { PiecesOf(&file); });
     }
@@ -82,17 +84,17 @@ TEST_F(SourceFileTest, AFileThatBecameShorterIsNotPackedWithZeros) {
 
 TEST_F(SourceFileTest, AFileThatBecameLongerIsPackedAsItWas) {
     WriteFile(path_, "12345");
-    SourceFile file(path_);
+    SourceFile file(root_, "f");
     WriteFile(path_, "1234567");
     EXPECT_EQ(PiecesOf(&file), (Ranges{{0, 5}}));
 }
 
 TEST_F(SourceFileTest, WhatIsNoFileAnyMoreIsRefused) {
     std::filesystem::create_directory(path_);
-    ExpectChanged([&] { const SourceFile file(path_); });
+    ExpectChanged([&] { const SourceFile file(root_, "f"); });
     std::filesystem::create_symlink("f", temp_ / "link");
-    EXPECT_THROW(SourceFile(temp_ / "link"), terminal::ToolError);
-    EXPECT_THROW(SourceFile(temp_ / "none"), terminal::ToolError);
+    EXPECT_THROW(SourceFile(root_, "link"), InputError);
+    EXPECT_THROW(SourceFile(root_, "none"), InputError);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "tests/unit/jorvshare/tool_run.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -10,7 +11,7 @@
 #include <filesystem>
 #include <random>
 
-#include "jorvshare/cli/cli.h"
+#include "jorvshare/command_line.h"
 #include "tests/support/temp_dir.h"
 
 namespace tool_test {
@@ -72,6 +73,20 @@ void ExpectRefused(const Ended& ended, const std::string& line) {
     EXPECT_EQ(ended.status, 1);
 }
 
+void ExpectMisused(const Ended& ended, const std::string& line) {
+    EXPECT_EQ(ended.err, "jorvshare: " + line + "; see jorvshare --help\n");
+    EXPECT_EQ(ended.out, "");
+    EXPECT_EQ(ended.status, 2);
+}
+
+void BecomeNobody() {
+    constexpr uid_t nobody = 65534;
+    if (::geteuid() == 0 &&
+        (::setgroups(0, nullptr) != 0 || ::setgid(nobody) != 0 || ::setuid(nobody) != 0)) {
+        ::_exit(99);
+    }
+}
+
 std::map<std::string, std::string> Snapshot(const std::string& root) {
     std::map<std::string, std::string> found;
     for (const auto& entry : fs::recursive_directory_iterator(root)) {
@@ -81,10 +96,23 @@ std::map<std::string, std::string> Snapshot(const std::string& root) {
         if (S_ISREG(attributes.st_mode)) {
             text.append(" ").append(std::to_string(attributes.st_mtim.tv_sec)).append(".");
             text.append(std::to_string(attributes.st_mtim.tv_nsec)).append(" ");
-            text.append(test_support::ReadFile(entry.path().string()));
+            const std::string bytes = test_support::ReadFile(entry.path().string());
+            // Long ones are told apart by a hash, so that a failure stays readable.
+            constexpr std::size_t longest = 200;
+            text += bytes.size() <= longest ? bytes
+                                            : std::to_string(bytes.size()) + " bytes, hash " +
+                                                  std::to_string(std::hash<std::string>()(bytes));
         }
         found.emplace(entry.path().string().substr(root.size() + 1), text);
     }
+    return found;
+}
+
+std::map<std::string, std::string> Files(const std::string& root) {
+    std::map<std::string, std::string> found = Snapshot(root);
+    std::erase_if(found, [](const auto& entry) {
+        return S_ISDIR(static_cast<mode_t>(std::stoul(entry.second)));
+    });
     return found;
 }
 

@@ -42,9 +42,18 @@ Ended RunTool(const std::vector<std::string>& arguments, const std::function<voi
 /// The run failed with status 1: it said "jorvshare: <line>" on standard error and nothing else.
 void ExpectRefused(const Ended& ended, const std::string& line);
 
+/// The command line was refused with status 2: one line "jorvshare: <line>; see jorvshare --help".
+void ExpectMisused(const Ended& ended, const std::string& line);
+
+/// For RunTool: the process loses all privileges. The superuser passes every check.
+void BecomeNobody();
+
 /// What is below a directory: one text per relative path with type, permission bits and, of files,
-/// size, modification time and contents. The root itself is not among them.
+/// modification time and contents. The root itself is not among them.
 std::map<std::string, std::string> Snapshot(const std::string& root);
+
+/// The same without the directories, whose modes a share does not keep.
+std::map<std::string, std::string> Files(const std::string& root);
 
 /// Deterministic noise.
 std::string Noise(std::size_t size, std::uint64_t seed);

@@ -178,9 +178,8 @@ TEST_F(HostileIndex, WithAHugeLengthAllocatesNothing) {
               outside);
 }
 
-TEST_F(HostileIndex, WithAnotherSizeThanTheDataIsDamage) {
-    EXPECT_EQ(ReadAfter([](ContainerIndex& index) { index.binSize = 8; }, 4),
-              DataDamage("size differs from the index"));
+TEST_F(HostileIndex, WithAnotherSizeThanTheDataCostsNoPieceThatIsThere) {
+    EXPECT_EQ(ReadAfter([](ContainerIndex& index) { index.binSize = 8; }, 4), Failure{});
 }
 
 TEST_F(HostileIndex, ThatPointsAtOtherDataIsDamage) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace {
 
 using terminal::OneLine;
@@ -31,6 +33,13 @@ TEST(OneLine, ABackslashIsDoubledSoThatNoNameLooksLikeAnother) {
     EXPECT_EQ(OneLine("a\nb"), R"(a\nb)");
     EXPECT_EQ(OneLine(R"(a\nb)"), R"(a\\nb)");
     EXPECT_EQ(OneLine("a\\\nb"), R"(a\\\nb)");
+}
+
+TEST(Hex, EveryByteGivesTwoDigits) {
+    const std::array<std::byte, 4> bytes = {std::byte{0}, std::byte{0x0f}, std::byte{0xa0},
+                                            std::byte{0xff}};
+    EXPECT_EQ(terminal::Hex(bytes), "000fa0ff");
+    EXPECT_EQ(terminal::Hex({}), "");
 }
 
 }  // namespace

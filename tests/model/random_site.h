@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tests/model/model.h"
+
+namespace model {
+
+/// Builds a site at `site`, which is not there, with whatever the seed says: both layouts, sound and
+/// inconsistent files, images and volumes, and other things in the place of some. The same seed
+/// gives the same site.
+void MakeRandomSite(const std::string& site, std::uint64_t seed);
+
+/// The id of its share.
+std::string RandomShareId(std::uint64_t seed);
+
+}  // namespace model

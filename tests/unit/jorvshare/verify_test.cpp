@@ -1,0 +1,207 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "refstore/base/file_writer.h"
+#include "refstore/container/container_record.h"
+#include "refstore/container/container_writer.h"
+#include "tests/support/temp_dir.h"
+#include "tests/unit/jorvshare/tool_run.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using test_support::ReadFile;
+using test_support::TempDir;
+using test_support::WriteFile;
+using tool_test::Ended;
+using tool_test::ExpectRefused;
+using tool_test::RunTool;
+using tool_test::Snapshot;
+
+// A share in either layout. Container 64 holds the data of "one" and the first two pieces of "two",
+// container 65 the others of "two" and, in the layout with tables, "z/local"; in the other layout
+// that has a storage unit.
+class VerifyTest : public testing::TestWithParam<const char*> {
+  protected:
+    VerifyTest() {
+        WriteFile(temp_ / "source/one", tool_test::Noise(700000, 1));
+        WriteFile(temp_ / "source/one again", tool_test::Noise(700000, 1));
+        WriteFile(temp_ / "source/two", tool_test::Noise(700000, 2));
+        WriteFile(temp_ / "source/two again", tool_test::Noise(700000, 2));
+        WriteFile(temp_ / "source/z/local", tool_test::Noise(300000, 3));
+        WriteFile(temp_ / "source/empty", std::string_view());
+        EXPECT_EQ(RunTool({"pack", temp_ / "source", site_, "--share-id", "7", "--layout",
+                           GetParam(), "--container-size", "1"})
+                      .status,
+                  0);
+    }
+
+    Ended Verify(const std::vector<std::string>& more = {}) {
+        std::vector<std::string> arguments = {"verify", site_, "--share-id", "7"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const auto before = Snapshot(temp_.Path());
+        const Ended ended = RunTool(arguments);
+        EXPECT_EQ(Snapshot(temp_.Path()), before);
+        return ended;
+    }
+
+    // Verifies the share and unpacks it past what is damaged: both name the same files, and the
+    // others come back.
+    void ExpectDamage(const std::vector<std::string>& files,
+                      const std::vector<std::string>& containers) {
+        const Ended ended = Verify();
+        EXPECT_EQ(ended.status, files.empty() && containers.empty() ? 0 : 1);
+        std::set<std::string> lines;
+        std::istringstream errors(ended.err);
+        for (std::string line; std::getline(errors, line);) {
+            lines.insert(line.substr(0, line.find(": ", line.find(" damaged ") + 1)));
+        }
+        std::set<std::string> expected;
+        for (const std::string& file : files) {
+            expected.insert("jorvshare: damaged file " + file);
+        }
+        for (const std::string& container : containers) {
+            expected.insert("jorvshare: damaged container " + container);
+        }
+        EXPECT_EQ(lines, expected) << ended.err;
+        const auto count = [](std::size_t number, const std::string& what) {
+            return std::to_string(number) + " damaged " + what + (number == 1 ? "" : "s");
+        };
+        EXPECT_TRUE(ended.out.ends_with(" read, " + count(files.size(), "file") + ", " +
+                                        count(containers.size(), "container") + "\n"))
+            << ended.out;
+
+        fs::remove_all(temp_ / "back");
+        const Ended unpacked =
+            RunTool({"unpack", site_, temp_ / "back", "--share-id", "7", "--keep-going"});
+        EXPECT_EQ(unpacked.status, files.empty() ? 0 : 1) << unpacked.err;
+        auto sound = tool_test::Files(temp_ / "source");
+        for (const std::string& file : files) {
+            sound.erase(file);
+            EXPECT_NE(unpacked.err.find("jorvshare: damaged file " + file + ": "),
+                      std::string::npos)
+                << unpacked.err;
+        }
+        EXPECT_EQ(tool_test::Files(temp_ / "back"), sound);
+    }
+
+    void Change(const std::string& path, std::size_t offset) {
+        std::string bytes = ReadFile(site_ + path);
+        bytes.at(offset) = static_cast<char>(~bytes.at(offset));
+        WriteFile(site_ + path, bytes);
+    }
+
+    [[nodiscard]] static bool InFiles() { return std::string(GetParam()) == "files"; }
+
+    TempDir temp_;
+    std::string site_ = temp_ / "site";
+};
+
+TEST_P(VerifyTest, ASoundShare) {
+    const Ended ended = Verify();
+    EXPECT_EQ(ended.err, "");
+    EXPECT_EQ(ended.out,
+              "share 7: 6 files, 1700000 bytes read, 0 damaged files, 0 damaged containers\n");
+    EXPECT_EQ(ended.status, 0);
+    ExpectDamage({}, {});
+}
+
+TEST_P(VerifyTest, AByteOfAContainerCostsTheFilesThatUseIt) {
+    Change("/volumes/v1/64.bin", 5);
+    ExpectDamage({"one", "one again"}, {"64"});
+}
+
+TEST_P(VerifyTest, AContainerThatIsCutStillHoldsWhatIsInItsFirstPart) {
+    const std::string path = "/volumes/v1/64.bin";
+    fs::resize_file(site_ + path, fs::file_size(site_ + path) - 1);
+    ExpectDamage({"two", "two again"}, {"64"});
+}
+
+TEST_P(VerifyTest, BytesAfterAllDataAreDamageOfTheContainerAlone) {
+    WriteFile(site_ + "/volumes/v1/64.bin", ReadFile(site_ + "/volumes/v1/64.bin") + "x");
+    ExpectDamage({}, {"64"});
+}
+
+TEST_P(VerifyTest, ASealThatDoesNotFitIsDamageOfTheContainerAlone) {
+    const std::string path = site_ + "/volumes/v1/64.bhd";
+    refstore::ContainerIndex index = refstore::LoadContainerIndex(path);
+    index.binSeal ^= 1U;
+    refstore::ReplaceFile(path, refstore::EncodeContainerIndex(index));
+    ExpectDamage({}, {"64"});
+}
+
+TEST_P(VerifyTest, AContainerWithoutItsIndexOrWithADamagedOne) {
+    const std::string index = ReadFile(site_ + "/volumes/v1/65.bhd");
+    const std::vector<std::string> files =
+        InFiles() ? std::vector<std::string>{"two", "two again"}
+                  : std::vector<std::string>{"two", "two again", "z/local"};
+    Change("/volumes/v1/65.bhd", 40);
+    ExpectDamage(files, {"65"});
+    fs::remove(site_ + "/volumes/v1/65.bhd");
+    ExpectDamage(files, {"65"});
+    WriteFile(site_ + "/volumes/v1/65.bhd", index);
+    ExpectDamage({}, {});
+}
+
+TEST_P(VerifyTest, ADamagedHeaderAndMissingExtents) {
+    Change("/meta/7/7/head/empty", 20);
+    fs::remove_all(site_ + "/meta/7/7/map/one");
+    ExpectDamage({"empty", "one"}, {});
+}
+
+TEST_P(VerifyTest, ExtentsWithoutAHeaderAreADamagedFile) {
+    fs::remove(site_ + "/meta/7/7/head/one");
+    ExpectDamage({"one"}, {});
+    // Without --keep-going what has no header is no file.
+    fs::remove_all(temp_ / "back");
+    const Ended ended = RunTool({"unpack", site_, temp_ / "back", "--share-id", "7"});
+    EXPECT_EQ(ended.err, "");
+    EXPECT_EQ(ended.status, 0);
+}
+
+TEST_P(VerifyTest, AStorageUnitThatIsCut) {
+    if (InFiles()) {
+        fs::resize_file(site_ + "/meta/7/7/stu/z/local", 299999);
+        ExpectDamage({"z/local"}, {});
+    }
+}
+
+TEST_P(VerifyTest, AVolumeThatIsGoneIsWarnedOf) {
+    fs::rename(site_ + "/volumes/v1", temp_ / "unmounted");
+    const Ended ended = Verify({"--path", "two"});
+    EXPECT_TRUE(ended.err.starts_with(
+        "jorvshare: warning: " + site_ +
+        "/volumes/v1: listed in the table of volumes and not there; is it mounted?\n"))
+        << ended.err;
+    EXPECT_EQ(ended.status, 1);
+}
+
+TEST_P(VerifyTest, OneFileOrFolder) {
+    Change("/volumes/v1/64.bin", 5);
+    EXPECT_EQ(Verify({"--path", "z"}).status, 0);
+    EXPECT_EQ(Verify({"--path", "z/local"}).out.substr(0, 16), "share 7: 1 file,");
+    EXPECT_EQ(Verify({"--path", "one"}).status, 1);
+    const auto unpack = [&](const std::string& path, const std::string& to) {
+        return RunTool({"unpack", site_, temp_ / to, "--share-id", "7", "--path", path});
+    };
+    ASSERT_EQ(unpack("z", "folder").status, 0);
+    ASSERT_EQ(unpack("z/local", "file").status, 0);
+    for (const char* back : {"folder", "file"}) {
+        EXPECT_EQ(Snapshot(temp_ / back).size(), 2U);
+        EXPECT_EQ(ReadFile(temp_ / back + "/z/local"), ReadFile(temp_ / "source/z/local"));
+    }
+    EXPECT_EQ(unpack("one", "damaged").status, 1);
+    EXPECT_FALSE(fs::exists(temp_ / "damaged"));
+    for (const std::string path : {"none", "z/none", "one/x", "/one", "../head/one", "z/", "."}) {
+        const std::string line = "share 7: no file or folder \"" + path + "\"";
+        ExpectRefused(Verify({"--path", path}), line);
+        ExpectRefused(unpack(path, "none"), line);
+        EXPECT_FALSE(fs::exists(temp_ / "none"));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, VerifyTest, testing::Values("files", "tables"),
+                         [](const auto& layout) { return std::string(layout.param); });
+
+}  // namespace
