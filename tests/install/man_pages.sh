@@ -6,7 +6,7 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 
 pages=(man/*.1 "$build"/man/*.[58])
-(( ${#pages[@]} == 2 + $(ls docs/formats | wc -l) ))
+(( ${#pages[@]} == 2 + $(ls docs/formats/*.md | wc -l) ))
 for page in "${pages[@]}"; do
     # Whether the pages referred to are installed here does not matter, nor do long lines of tables.
     mandoc -T lint -W warning "$page" >"$work/lint" || { cat "$work/lint"; exit 1; }
@@ -49,7 +49,7 @@ diff <("$bin/jorvshare" --version) <(echo "jorvshare $version")
 "$bin/jorvshare" --help >"$work/usage"
 sed -n '/^     --help/,/^FILES/p' "$work/jorvshare" >"$work/described"
 diff <(options "$work/usage") <(options "$work/described")
-for command in pack unpack show make damage; do
+for command in pack unpack verify show make damage; do
     "$bin/jorvshare" "$command" --help >"$work/usage"
     { sed -n "/^DESCRIPTION/,/^FILES/p" "$work/jorvshare" | grep -vE -- '--(help|version)' |
         sed -n "/^     $command\( .*\)\?\$/,/^     [a-z]/p" | sed '$d'; echo '--help'; } >"$work/described"
