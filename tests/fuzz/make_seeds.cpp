@@ -87,10 +87,9 @@ int main(int argc, char** argv) {
 "files": {"sub/a.bin": "x"}}], "fstab": ["v1"], "shares": [{"id": "7", "files": [{"path": "a/f",
 "header": {"trans_id": 5, "size": "-1", "mtime": 16, "fg": 3, "is_dev": false, "extent_location":
 "/m"}, "extent_file": {"trans_id": 5, "extents": [{"start": 0, "end": 4096, "dcid": 1, "so_ref": 0,
-"cksum": "auto", "data_offset": 0}]}, "tables": {"file_size": 4096, "tables": [{"offset": 0, "end":
-1073741824, "extents": [], "dcids": [[70, 0]], "bloom": []}]}, "stu": {"repeat": ["41", 4096]}}],
-"vcopy": "P\nT\ni1;\n"}], "images": [{"policy": "P", "time": "T", "name": "i1", "damaged":
-true}]})");
-    seeds.Put("recipe", "empty", "{}");
+"cksum": "auto", "data_offset": 0}]}, "stu": {"repeat": ["41", 4096]}}, {"path": "b", "tables":
+{"file_size": 4096, "tables": [{"offset": 0, "end": 1073741824, "extents": [], "dcids": [[70, 0]],
+"bloom": []}]}, "stu": {"hex": "00ff"}}], "vcopy": "P\nT\ni1;\n"}], "images": [{"policy": "P",
+"time": "T", "name": "i1", "damaged": true}]})");
     return 0;
 }

@@ -1,12 +1,15 @@
-# A disk that is full: pack, make and unpack leave nothing, say so in one line, and fail; damage
-# leaves the file as it was. On small file systems in a mount namespace of its own.
+# A disk that fills up at any point: pack, make and unpack leave the old state, say so in one line,
+# and fail; with room again, the same command works. damage leaves the file as it was. On small file
+# systems in a mount namespace of its own. JORV_DISKS says how many sizes are tried with each command.
 bin=$(realpath "$1")
+disks=${JORV_DISKS:-8}
 work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 
 mkdir "$work/source" "$work/disk"
 for i in $(seq 40); do
     head -c 20000 /dev/zero | openssl enc -aes-128-ctr -K "$(printf '%032d' "$i")" -iv 0 -nosalt 2>/dev/null >"$work/source/f$i"
+    (( i % 2 == 1 )) || cp "$work/source/f$i" "$work/source/again$i"
 done
 cat >"$work/recipe.json" <<'RECIPE'
 {"config": {"use_file_ext_map": 0},
@@ -17,69 +20,69 @@ cat >"$work/recipe.json" <<'RECIPE'
 RECIPE
 "$bin/jorvshare" pack "$work/source" "$work/whole" --share-id 7 >/dev/null
 
-# In the namespace: full WORK SIZE COMMAND... runs COMMAND on a disk of SIZE. Prints its status.
-cat >"$work/full" <<'FULL'
+# In the namespace: on_disk WORK KIB COMMAND... runs COMMAND on a disk with so much room, then again
+# with more. Prints the first status.
+cat >"$work/on_disk" <<'ON_DISK'
 set -euo pipefail
 mount --make-rprivate / 2>/dev/null || true
-work=$1 size=$2
+work=$1 room=$2
 shift 2
-mount -t tmpfs -o "size=$size" none "$work/disk"
+mount -t tmpfs -o size=24m none "$work/disk"
+# Where there is a site already, it is there before the disk fills up.
+[[ $* != *"$work/disk/old"* ]] ||
+    "$jorvshare" pack "$work/source" "$work/disk/old" --share-id 7 >/dev/null
+state() { (cd "$work/disk" && find . ! -path ./fill -printf '%P %y %m\n' | sort && cat $(find . -type f ! -path ./fill | sort) | sha256sum); }
+state >"$work/before"
+free=$(df --output=avail -k "$work/disk" | tail -n 1)
+head -c "$(( (free - room) * 1024 ))" /dev/zero >"$work/disk/fill"
 status=0
 "$@" >"$work/out" 2>"$work/err" || status=$?
-find "$work/disk" -mindepth 1 | wc -l >"$work/left"
+if [[ $status == 1 ]]; then
+    state | cmp "$work/before" - >&2
+    rm "$work/disk/fill"
+    "$@" >/dev/null
+fi
 umount "$work/disk"
 echo "$status"
-FULL
+ON_DISK
 namespace=(unshare --mount --propagation unchanged)
 (( EUID == 0 )) || namespace+=(--map-root-user)
+on_disk() { jorvshare=$bin/jorvshare "${namespace[@]}" bash "$work/on_disk" "$work" "$@"; }
 
-full() {
-    "${namespace[@]}" bash "$work/full" "$work" "$@"
-}
-
-for what in pack make unpack; do
+RANDOM=14
+echo "seed 14"
+for what in pack-files pack-tables pack-into make unpack; do
     case $what in
-        pack) run=("$bin/jorvshare" pack "$work/source" "$work/disk/site" --share-id 7 --layout) ;;
+        pack-into) run=("$bin/jorvshare" pack "$work/source" "$work/disk/old" --share-id 8 --vcopy p:t:i) ;;
+        pack-*) run=("$bin/jorvshare" pack "$work/source" "$work/disk/site" --share-id 7 --layout "${what#pack-}") ;;
         make) run=("$bin/jorvshare" make "$work/recipe.json" "$work/disk/site") ;;
         unpack) run=("$bin/jorvshare" unpack "$work/whole" --share-id 7 "$work/disk/back") ;;
     esac
-    failed=0 done=0
-    for size in 8k 16k 32k 64k 128k 300k 600k 900k 8m; do
-        for layout in files tables; do
-            words=("${run[@]}")
-            [[ $what == pack ]] && words+=("$layout")
-            status=$(full "$size" "${words[@]}")
-            if [[ $status == 0 ]]; then
-                done=$((done + 1))
-                continue
-            fi
-            failed=$((failed + 1))
-            [[ $status == 1 && $(wc -l <"$work/err") == 1 && ! -s $work/out && $(<"$work/left") == 0 ]] &&
-                grep -qE '^jorvshare: .*No space left on device' "$work/err" || {
-                echo "$what on $size: status $status, $(<"$work/left") entries left"
-                cat "$work/err"
-                exit 1
-            }
-        done
+    # Room for the most that any of them takes.
+    [[ $(on_disk 8000 "${run[@]}") == 0 ]]
+    failed=0
+    most=2000
+    for ((i = 0; i < disks; ++i)); do
+        room=$((4 * (RANDOM % (most / 4))))
+        status=$(on_disk "$room" "${run[@]}")
+        if [[ $status == 0 ]]; then
+            # There was room: from now on the sizes are below this one.
+            most=$((room < 8 ? 8 : room))
+            continue
+        fi
+        failed=$((failed + 1))
+        [[ $status == 1 && $(wc -l <"$work/err") == 1 && ! -s $work/out ]] &&
+            grep -qE '^jorvshare: .*No space left on device' "$work/err" || {
+            echo "$what with $room KiB: status $status"
+            cat "$work/err"
+            exit 1
+        }
     done
-    (( failed > 3 && done > 0 ))
-    echo "$what: $failed runs failed as they should, $done found room"
+    (( failed >= disks / 4 ))
+    echo "$what: $failed runs failed as they should and worked with more room, $((disks - failed)) found room"
 done
 
 # Room for the site alone.
-cat >"$work/damage" <<'DAMAGE'
-set -euo pipefail
-whole=$1 disk=$2 bin=$3
-contents() { (cd "$disk/site" && find . -type f | sort | xargs sha256sum); }
-cp -a "$whole" "$disk/site"
-sed -i "s|$whole|$disk/site|g" "$disk/site/fstab"
-before=$(contents)
-dd if=/dev/zero of="$disk/fill" bs=4096 2>/dev/null || true
-status=0
-"$bin/jorvshare" damage "$disk/site" --share-id 7 --kind header-cut || status=$?
-[[ $(contents) == "$before" ]] || exit 9
-exit "$status"
-DAMAGE
-status=$(full 4m bash "$work/damage" "$work/whole" "$work/disk" "$bin")
+status=$(on_disk 0 "$bin/jorvshare" damage "$work/disk/old" --share-id 7 --kind header-cut)
 [[ $status == 1 && $(wc -l <"$work/err") == 1 ]] || { echo "damage: status $status"; cat "$work/err"; exit 1; }
 echo "damage: failed as it should and changed nothing"
