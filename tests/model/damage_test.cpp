@@ -78,14 +78,16 @@ class DamageOfKinds : public testing::TestWithParam<const char*> {
     DamageOfKinds() {
         for (const std::string directory : {"a", "a/c", "a/d", "b", "b/c", "b/d"}) {
             const auto put = [&](const std::string& name, const std::string& text) {
-                test_support::WriteFile(temp_ / ("source/" + directory + "/" + name), text);
+                std::string path("source/");
+                path.append(directory).append("/").append(name);
+                test_support::WriteFile(temp_ / path, text);
             };
             const std::uint64_t seed = std::hash<std::string>()(directory);
             for (std::uint64_t i = 0; i < 3; ++i) {
                 const std::string number = std::to_string(i);
                 put("long" + number, tool_test::Noise(300000, seed + i));
                 put("short" + number, tool_test::Noise(40000, seed + 10 + i));
-                put("mixed" + number, std::string(131072, 's') + directory + number);
+                put("mixed" + number, std::string(131072, 's').append(directory).append(number));
             }
             put("shared", std::string(70000, 'w'));
             put("empty", "");
