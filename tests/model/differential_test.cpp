@@ -65,7 +65,8 @@ TEST(Differential, TheCheckerPrintsWhatTheModelPredictsOfRandomSites) {
         const std::string site = temp / "site";
         test_support::Capture([&] { model::MakeRandomSite(site, seed); });
         const std::string id = model::RandomShareId(seed);
-        const std::string share = site + "/meta/" + JorvUtils::GetShareDir(id) + "/" + id;
+        std::string share = site;
+        share.append("/meta/").append(JorvUtils::GetShareDir(id)).append("/").append(id);
         for (const std::vector<std::string>& arguments :
              {std::vector<std::string>{"--share_path", share},
               {"--share_path", share + "/"},
