@@ -32,8 +32,10 @@ int RefusalOf(const struct stat& attributes) {
     return S_ISREG(attributes.st_mode) ? 0 : EINVAL;
 }
 
+// The type as well: the number of a file that is gone may be given to another one.
 bool IsSame(const struct stat& left, const struct stat& right) {
-    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
+    return left.st_dev == right.st_dev && left.st_ino == right.st_ino &&
+           (left.st_mode & S_IFMT) == (right.st_mode & S_IFMT);
 }
 
 }  // namespace
@@ -52,17 +54,13 @@ RegularFile::RegularFile(std::string_view what, const std::string& path)
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         struct stat seen = {};
         require(::stat(path.c_str(), &seen) == 0);
-        int refusal = RefusalOf(seen);
-        if (refusal == 0) {
-            // O_NONBLOCK: it may have become a FIFO.
-            file_ = OpenFile(path, O_RDONLY | O_NONBLOCK);
-            require(static_cast<bool>(file_));
-            require(::fstat(file_.Get(), &attributes_) == 0);
-            refusal = RefusalOf(attributes_);
-        }
-        if (refusal != 0) {
+        if (const int refusal = RefusalOf(seen); refusal != 0) {
             ThrowErrno(refusal, what, path);
         }
+        // O_NONBLOCK: it may have become a FIFO.
+        file_ = OpenFile(path, O_RDONLY | O_NONBLOCK);
+        require(static_cast<bool>(file_));
+        require(::fstat(file_.Get(), &attributes_) == 0);
         if (IsSame(seen, attributes_)) {
             return;
         }

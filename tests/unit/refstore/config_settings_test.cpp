@@ -287,8 +287,8 @@ TEST(Settings, BracketsInStringsAndCommentsDoNotNest) {
                                       ":3: each of klfs_prefixes must be a path: a text, "
                                       "not empty, without NUL");
     // What ends a string is seen: brackets after it count.
-    for (const char* const text : {"''''x'''", R"(""""x""")", R"("""x""""")", "'#'", R"("'")",
-                                   R"("""\"""""")", "''", R"("")", R"("\\")"}) {
+    for (const char* const text : {"''''x'''", R"(""""x""")", R"("""x"""")", R"("""x""""")", "'#'",
+                                   R"("'")", R"("""\"""""")", "''", R"("")", R"("\\")"}) {
         WriteFile(dir / "c", std::string("x = [") + text + ", " + many);
         EXPECT_EQ(Refusal(dir / "c"), (dir / "c") + ":1: nested too deeply") << text;
     }
