@@ -289,11 +289,11 @@ TEST_F(AShare, ComparesTransactionIdsInTheLayoutZeroAlone) {
 }
 
 TEST_F(AShare, ComparesTransactionIdsAsSigned64BitNumbers) {
-    constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min();
-    constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
-    Add("f", least, least);
+    constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
+    constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+    Add("f", kLeast, kLeast);
     EXPECT_EQ(Check(), "");
-    Add("f", most, most);
+    Add("f", kMost, kMost);
     EXPECT_EQ(Check(), "");
     Add("f", 1, (std::int64_t{1} << 32) + 1);
     EXPECT_EQ(Check(), kMismatch);

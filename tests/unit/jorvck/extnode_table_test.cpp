@@ -256,10 +256,10 @@ TEST_F(TableCksum, ADataOffsetAtOrBehindTheEndReadsNothing) {
 
 TEST_F(TableCksum, ADataOffsetBehind4GiBIsNotCutShort) {
     WriteFile(dir / "stu", "A");
-    constexpr std::int64_t offset = (std::int64_t{1} << 32) + 5;
-    std::filesystem::resize_file(dir / "stu", offset + 1);
-    EXPECT_EQ(Check({Local(1, 0, offset)}), 0);
-    EXPECT_EQ(Check({Local(1, 'A', offset)}), -1);
+    constexpr std::int64_t kOffset = (std::int64_t{1} << 32) + 5;
+    std::filesystem::resize_file(dir / "stu", kOffset + 1);
+    EXPECT_EQ(Check({Local(1, 0, kOffset)}), 0);
+    EXPECT_EQ(Check({Local(1, 'A', kOffset)}), -1);
     EXPECT_EQ(err, kChecksumLine);
 }
 

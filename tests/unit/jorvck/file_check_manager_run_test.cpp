@@ -222,9 +222,9 @@ TEST_F(ShareRun, HoursAreSecondsTimes3600) {
     EXPECT_EQ(runAt(3599, 1), skipped);
     EXPECT_EQ(runAt(48L * 3600, 48), checked);
     EXPECT_EQ(runAt(48L * 3600 - 1, 48), skipped);
-    constexpr long most = std::numeric_limits<std::int32_t>::max();
-    EXPECT_EQ(runAt(most * 3600, most), checked);
-    EXPECT_EQ(runAt(most * 3600 - 1, most), skipped);
+    constexpr long kMost = std::numeric_limits<std::int32_t>::max();
+    EXPECT_EQ(runAt(kMost * 3600, kMost), checked);
+    EXPECT_EQ(runAt(kMost * 3600 - 1, kMost), skipped);
 }
 
 TEST_F(ShareRun, AnExceptionOfAnyKindInAFileIsToldAndTheNextFileFollows) {
