@@ -406,14 +406,19 @@ TEST_F(ExtentData, TheManagerIsKeptUntilTheCheckerDies) {
 }
 
 TEST_F(ExtentData, TheManagerIsKeptBehindAnExceptionToo) {
-    script.ThrowSys("BaseFileExtMapMgr::LoadTables", 74);
-    {
-        FileChecker checker(MetaDir(), "12", 0);
-        const Dcids known;
-        EXPECT_THROW(checker.CheckExtentAndData("/f", &known), SysException);
-        EXPECT_EQ(script.Alive("FileExtMapMgr"), 1);
+    script.KlfsAware(true);
+    for (const std::string key : {"BaseFileExtMapMgr::LoadTables", "CMappingTable::Open", "IsKlfs",
+                                  "FileSystemDaemonConfig::GetInstance"}) {
+        SCOPED_TRACE(key);
+        script.ThrowSys(key, 74);
+        {
+            FileChecker checker(MetaDir(), "12", 0);
+            const Dcids known;
+            EXPECT_THROW(checker.CheckExtentAndData("/f", &known), SysException);
+            EXPECT_EQ(script.Alive("FileExtMapMgr"), 1);
+        }
+        EXPECT_EQ(script.Alive("FileExtMapMgr"), 0);
     }
-    EXPECT_EQ(script.Alive("FileExtMapMgr"), 0);
 }
 
 TEST_F(ExtentData, AnEmptyExtentPathIsToldAndSummedUp) {

@@ -296,7 +296,8 @@ TEST(FileSummaryLine, AFaultIsAnErrorAndNoFaultIsInformation) {
     const std::vector<std::pair<std::int32_t, std::string>> codes = {{JorvCk::kNoExtentPath, "5"},
                                                                      {JorvCk::kSizesDiffer, "6"},
                                                                      {JorvCk::kUnknownDcid, "7"},
-                                                                     {JorvCk::kReservedDcid, "9"}};
+                                                                     {JorvCk::kReservedDcid, "9"},
+                                                                     {-1, "-1"}};
     for (const auto& [code, text] : codes) {
         info.ec = code;
         std::string expected = "[ERROR]: File information, path: /a/b.dat ec: ";

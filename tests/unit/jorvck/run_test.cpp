@@ -108,13 +108,13 @@ TEST_F(ARun, ReadsTheStorageUnitsOfTheShareWhetherOrNotItsPathEndsInASlash) {
     test_support::WriteFile(share / "stu/f", "A");
     script.extentFiles[share / "map/f"].extents = {{.end = 1, .dcid = 1, .cksum = 'B'}};
     const std::string map = share / "map/f";
+    std::string expected = "Verify file " + map;
+    expected += "\n[ERROR]: extent file cksum failed " + map + "\n";
     for (const char* const slash : {"", "/"}) {
         SCOPED_TRACE(slash);
         const interposed::Files files(share.Path(), kReadBufferSize);
         Run({"--share_path", share.Path() + slash});
-        std::string wanted("Verify file ");
-        wanted.append(map).append("\n[ERROR]: extent file cksum failed ").append(map).append("\n");
-        EXPECT_EQ(written.err, wanted);
+        EXPECT_EQ(written.err, expected);
         EXPECT_EQ(std::ranges::count(files.Calls(), "fopen64 /stu/f rb"), 1);
     }
 }

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -192,6 +193,15 @@ TEST_F(DataContainers, ADirectoryNamedLikeAContainerIsWalkedAndIsNone) {
     EXPECT_EQ(manager.dcids, Numbers{19});
 }
 
+TEST_F(DataContainers, AFifoNamedLikeAContainerIsNone) {
+    MakeDirs(Volume());
+    ASSERT_EQ(::mkfifo((dir / "vol/18.bin").c_str(), 0600), 0);
+    WriteFile(dir / "vol/18.bhd", "");
+    EXPECT_EQ(LoadContainers(Volume()), 0);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(manager.dcids, Numbers{});
+}
+
 TEST_F(DataContainers, ALinkToAFileIsAContainerAndALinkToADirectoryIsNotWalked) {
     WriteFile(dir / "elsewhere/data", "");
     WriteFile(dir / "elsewhere/20.bin", "");
@@ -367,6 +377,14 @@ TEST_F(HeaderFiles, LinksAreFollowedToFilesAndNotIntoDirectories) {
     LoadHeaders(Head());
     EXPECT_EQ(manager.headers, Texts{"/file"});
     EXPECT_EQ(err, "Total number of file: 1\n");
+}
+
+TEST_F(HeaderFiles, AFifoIsNone) {
+    MakeDirs(Head());
+    ASSERT_EQ(::mkfifo((dir / "head/f").c_str(), 0600), 0);
+    LoadHeaders(Head());
+    EXPECT_EQ(manager.headers, Texts{});
+    EXPECT_EQ(err, "Total number of file: 0\n");
 }
 
 TEST_F(HeaderFiles, AnEmptyOrMissingDirectoryHasNoFiles) {
