@@ -49,7 +49,7 @@ diff <("$bin/jorvshare" --version) <(echo "jorvshare $version")
 "$bin/jorvshare" --help >"$work/usage"
 sed -n '/^     --help/,/^FILES/p' "$work/jorvshare" >"$work/described"
 diff <(options "$work/usage") <(options "$work/described")
-for command in pack unpack show make damage; do
+for command in pack unpack verify show make damage; do
     "$bin/jorvshare" "$command" --help >"$work/usage"
     { sed -n "/^DESCRIPTION/,/^FILES/p" "$work/jorvshare" | grep -vE -- '--(help|version)' |
         sed -n "/^     $command\( .*\)\?\$/,/^     [a-z]/p" | sed '$d'; echo '--help'; } >"$work/described"
