@@ -1,5 +1,5 @@
-// line_sections IN OUT: copies the manual page IN to OUT. In place of a line "@LINES CHECK@" it writes
-// the catalogue's lines of that check as entries of an mdoc(7) list.
+// line_sections IN OUT: copies the manual page IN to OUT. In place of a line "@LINES CHECK@" it
+// writes the catalogue's lines of that check as entries of an mdoc(7) list.
 
 #include <array>
 #include <fstream>

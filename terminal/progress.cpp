@@ -83,7 +83,7 @@ std::string Progress::Bar(double elapsed) const {
         const double left = std::min(kLongest, elapsed * (1 - part) / part);
         bar += "  " + TimeText(static_cast<std::uint64_t>(std::llround(left))) + " left";
     }
-    return bar;
+    return note_.empty() ? bar : bar + "  " + note_;
 }
 
 }  // namespace terminal

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 namespace terminal {
 
@@ -27,6 +28,9 @@ class Progress {
     /// bytes there is no rate.
     [[nodiscard]] std::string Bar(double elapsed) const;
 
+    /// Text at the end of the bar, from the next redraw on.
+    void SetNote(std::string note) { note_ = std::move(note); }
+
   private:
     using Clock = std::chrono::steady_clock;
 
@@ -38,6 +42,7 @@ class Progress {
     bool drawn_ = false;
     std::uint64_t done_ = 0;
     std::uint64_t bytes_ = 0;
+    std::string note_;
 };
 
 }  // namespace terminal

@@ -75,13 +75,13 @@ void Damage(const DamageOptions& options) {
 }
 
 void List() {
-    constexpr std::size_t nameWidth = 24;
-    constexpr std::size_t idsWidth = 35;
-    std::string text = Padded("KIND", nameWidth) + Padded("FINDING, FILES LAYOUT", idsWidth) +
-                       Padded("FINDING, TABLES LAYOUT", idsWidth) + "WHAT IS BROKEN\n";
+    constexpr std::size_t kNameWidth = 24;
+    constexpr std::size_t kIdsWidth = 35;
+    std::string text = Padded("KIND", kNameWidth) + Padded("FINDING, FILES LAYOUT", kIdsWidth) +
+                       Padded("FINDING, TABLES LAYOUT", kIdsWidth) + "WHAT IS BROKEN\n";
     for (const Kind& kind : AllKinds()) {
-        text += Padded(std::string(kind.name), nameWidth) + Padded(IdsOf(kind.files), idsWidth) +
-                Padded(IdsOf(kind.tables), idsWidth) + std::string(kind.summary) + "\n";
+        text += Padded(std::string(kind.name), kNameWidth) + Padded(IdsOf(kind.files), kIdsWidth) +
+                Padded(IdsOf(kind.tables), kIdsWidth) + std::string(kind.summary) + "\n";
     }
     terminal::PrintResult(text);
 }

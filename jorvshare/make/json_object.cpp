@@ -120,7 +120,8 @@ void Into(const Json& value, crfp_digest_t& into) {
 void ReadObject(const Json& value, std::initializer_list<Field> fields) {
     const Json::object_t& members = MembersOf(value);
     for (const auto& [key, member] : members) {
-        if (std::ranges::none_of(fields, [&](const Field& field) { return field.key_ == key; })) {
+        const auto isKey = [&key = key](const Field& field) { return field.key_ == key; };
+        if (std::ranges::none_of(fields, isKey)) {
             Refuse(member, "unknown key");
         }
     }

@@ -28,8 +28,8 @@ void FieldWriter::Text(std::string_view name, std::string_view value) {
     }
     const std::string text = json(value).dump(-1, ' ', false, json::error_handler_t::replace);
     Member(name, text);
-    constexpr const char* replacement = "\xEF\xBF\xBD";
-    if (text.find(replacement) != std::string::npos && json::parse(text) != value) {
+    constexpr const char* kReplacement = "\xEF\xBF\xBD";
+    if (text.find(kReplacement) != std::string::npos && json::parse(text) != value) {
         Member(std::string(name) + "_hex",
                '"' + terminal::Hex(std::as_bytes(std::span(value))) + '"');
     }

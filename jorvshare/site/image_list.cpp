@@ -9,13 +9,13 @@
 namespace jorvshare {
 
 std::vector<ImageName> ReadImageList(const Root& root, const std::string& vcopyFile) {
-    constexpr std::uint64_t longest = std::uint64_t{1} << 28U;
+    constexpr std::uint64_t kLongest = std::uint64_t{1} << 28U;
     std::vector<ImageName> images;
     if (root.TypeOf(vcopyFile) != S_IFREG) {
         return images;
     }
     const refstore::FileBytes bytes =
-        refstore::RegularFile("virtual copy list", root.At(vcopyFile)).ReadAll(longest);
+        refstore::RegularFile("virtual copy list", root.At(vcopyFile)).ReadAll(kLongest);
     std::istringstream lines{std::string(bytes.Text())};
     ImageName image;
     std::string names;

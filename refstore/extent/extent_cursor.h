@@ -14,9 +14,7 @@ class ExtentView final : public Corvane::Kst::Marlow::Jorv::Ext {
     /// Points the view at an extent that outlives its use.
     void Look(const Extent* extent) { extent_ = extent; }
 
-    Corvane::Kst::Marlow::Jorv::ExtDcid GetDCID() override {
-        return {extent_->dcid, extent_->fp};
-    }
+    Corvane::Kst::Marlow::Jorv::ExtDcid GetDCID() override { return {extent_->dcid, extent_->fp}; }
     std::uint64_t GetSORef() override { return extent_->soRef; }
     std::uint64_t GetCksum() override { return extent_->cksum; }
     std::int64_t GetDataOffset() override { return extent_->dataOffset; }

@@ -16,16 +16,16 @@ struct Kept {
 };
 
 // One for each thread, so that nothing is shared and nothing locked.
-thread_local Kept kept;
+thread_local Kept t_kept;
 
 bool IsSame(const timespec& left, const timespec& right) {
     return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
 }
 
 bool IsUnchanged(const std::string& path) {
-    const struct stat& then = kept.attributes;
+    const struct stat& then = t_kept.attributes;
     struct stat now = {};
-    return kept.tables != nullptr && kept.path == path && ::stat(path.c_str(), &now) == 0 &&
+    return t_kept.tables != nullptr && t_kept.path == path && ::stat(path.c_str(), &now) == 0 &&
            now.st_dev == then.st_dev && now.st_ino == then.st_ino && now.st_size == then.st_size &&
            IsSame(now.st_mtim, then.st_mtim) && IsSame(now.st_ctim, then.st_ctim);
 }
@@ -43,15 +43,15 @@ bool IsSettled(const struct stat& attributes, std::time_t now) {
 std::shared_ptr<const TableDirectory> LoadDirectory(const std::string& directory) {
     std::string path = TableDirectory::FileIn(directory);
     if (IsUnchanged(path)) {
-        return kept.tables;
+        return t_kept.tables;
     }
     // Given up first: two of the largest files at once would be one too many.
-    kept.tables.reset();
+    t_kept.tables.reset();
     const std::time_t now = std::time(nullptr);
     const RegularFile file(kTablesKind.what, path);
     auto tables = TableDirectory::Load(file);
     if (IsSettled(file.Attributes(), now)) {
-        kept = {std::move(path), file.Attributes(), tables};
+        t_kept = {std::move(path), file.Attributes(), tables};
     }
     return tables;
 }

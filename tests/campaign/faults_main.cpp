@@ -276,7 +276,8 @@ class Faults {
             // A reader that goes away ends whoever writes: so it is with every filter.
             const bool isPipe = name.ends_with("nobody reads");
             allowed.signal = isPipe ? SIGPIPE : 0;
-            Judge(scene, "stream: " + name, name, model::RunChecker(scene.invocation, how), allowed);
+            Judge(scene, "stream: " + name, name, model::RunChecker(scene.invocation, how),
+                  allowed);
         }
     }
 
@@ -307,8 +308,8 @@ class Faults {
             allowed.signal = number;
             allowed.outputLost = true;
             Judge(scene, number == SIGTERM ? "SIGTERM" : "SIGINT",
-                  "after " + std::to_string(after.count()) + " us", model::RunChecker(scene.invocation, how),
-                  allowed);
+                  "after " + std::to_string(after.count()) + " us",
+                  model::RunChecker(scene.invocation, how), allowed);
         }
     }
 

@@ -38,6 +38,7 @@ class Oracle {
                                   const model::Ended& ended) const;
 
   private:
+    const std::string site_;
     const model::Invocation& invocation_;
     model::Prediction sound_;
 };

@@ -68,16 +68,16 @@ TEST_F(AnExtentMap, HasAManagerBeforeItsDirectoryIsThere) {
 TEST_F(AnExtentMap, GivesTheTableThatCoversAnOffsetAndNoneForAHole) {
     site->PutTables(directory, TwoTables());
     manager.LoadTables();
-    constexpr long gib = kGiB;
+    constexpr long kOneGib = kGiB;
     CMappingTable* const first = &TableAt(0);
     EXPECT_EQ(&TableAt(1), first);
-    EXPECT_EQ(&TableAt(gib - 1), first);
-    ExpectUncovered(gib);
-    ExpectUncovered(3 * gib - 1);
-    CMappingTable* const second = &TableAt(3 * gib);
+    EXPECT_EQ(&TableAt(kOneGib - 1), first);
+    ExpectUncovered(kOneGib);
+    ExpectUncovered(3 * kOneGib - 1);
+    CMappingTable* const second = &TableAt(3 * kOneGib);
     EXPECT_NE(second, first);
-    EXPECT_EQ(&TableAt(4 * gib - 1), second);
-    ExpectUncovered(4 * gib);
+    EXPECT_EQ(&TableAt(4 * kOneGib - 1), second);
+    ExpectUncovered(4 * kOneGib);
     ExpectUncovered(std::numeric_limits<long>::max());
     ExpectUncovered(-1);
     ExpectUncovered(std::numeric_limits<long>::min());

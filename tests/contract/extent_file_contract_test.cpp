@@ -33,15 +33,15 @@ TEST_F(AnExtentFile, PutsItsEntriesIntoTheTableInStoredOrder) {
 }
 
 TEST_F(AnExtentFile, LoadsAnyValuesWithoutJudgingThem) {
-    constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+    constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
     using Signed = std::numeric_limits<std::int64_t>;
     const StoredExtentFile odd = {.transId = Signed::min(),
-                                  .extents = {{.start = most,
+                                  .extents = {{.start = kMost,
                                                .end = 0,
-                                               .dcid = most,
+                                               .dcid = kMost,
                                                .fp = test_support::Fp(0xff),
-                                               .soRef = most,
-                                               .cksum = most,
+                                               .soRef = kMost,
+                                               .cksum = kMost,
                                                .dataOffset = Signed::min()},
                                               {.dataOffset = Signed::max()},
                                               {}}};

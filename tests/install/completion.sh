@@ -23,7 +23,7 @@ diff "$work/usage" <(offered jorvck '')
 diff <(echo --verify_data) <(offered jorvck --share_id 7 --v)
 diff /dev/null <(offered jorvck --share_id '')
 
-commands=(pack unpack verify show make damage)
+commands=(pack unpack verify make show damage)
 diff <({ jorvshare --help | options; printf '%s\n' "${commands[@]}"; } | sort) <(offered jorvshare '')
 diff <(jorvshare --help | sed -n '/^Subcommands/,$s/^  \([a-z]*\) .*/\1/p' | sort) <(printf '%s\n' "${commands[@]}" | sort)
 for command in "${commands[@]}"; do

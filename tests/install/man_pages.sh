@@ -6,7 +6,7 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 
 pages=(man/*.1 "$build"/man/*.[58])
-(( ${#pages[@]} == 2 + $(ls docs/formats | wc -l) ))
+(( ${#pages[@]} == 2 + $(ls docs/formats/*.md | wc -l) ))
 for page in "${pages[@]}"; do
     # Whether the pages referred to are installed here does not matter, nor do long lines of tables.
     mandoc -T lint -W warning "$page" >"$work/lint" || { cat "$work/lint"; exit 1; }

@@ -62,8 +62,8 @@ done
 for package in "$work"/*.deb; do
     dpkg-deb -x "$package" "$work/root"
 done
-if grep -lrF "$PWD" "$work/root" || nm -DC "$work/root/usr/bin/jorvck" | grep -F refstore::Encode; then
+if grep -lrF "$PWD" "$work/root" || nm -DC "$work/root/usr/sbin/jorvck" | grep -F refstore::Encode; then
     exit 1
 fi
-nm -DC "$work/root/usr/bin/jorvshare" | grep -qF refstore::Encode
+nm -DC "$work/root/usr/bin/jorvshare" | grep -F refstore::Encode >/dev/null
 echo "$(basename -a "$work"/*.deb | tr '\n' ' ')"

@@ -3,8 +3,6 @@
 
 #include "tests/interposed/files.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <atomic>
 #include <string_view>
@@ -54,8 +52,13 @@ bool Files::Watches(std::FILE* file) const {
     return std::find(open_.begin(), open_.end(), file) != open_.end();
 }
 
-void Files::Stat(const char* path) {
+void Files::Stat(const char* path, struct stat64* attributes) {
     calls_.push_back("stat64 " + std::string(path).substr(prefix_.size()));
+    const auto type = types_.find(path);
+    if (type != types_.end()) {
+        constexpr auto kTypeBits = static_cast<mode_t>(S_IFMT);
+        attributes->st_mode = (attributes->st_mode & ~kTypeBits) | type->second;
+    }
 }
 
 void Files::Opened(const char* path, const char* mode, std::FILE* file) {
@@ -86,10 +89,11 @@ using interposed::Files;
 extern "C" {
 
 int stat64(const char* path, struct stat64* attributes) noexcept {
+    const int result = interposed::g_stat64(path, attributes);
     if (Files* const watch = interposed::WatchOf(path)) {
-        watch->Stat(path);
+        watch->Stat(path, attributes);
     }
-    return interposed::g_stat64(path, attributes);
+    return result;
 }
 
 std::FILE* fopen64(const char* path, const char* mode) {

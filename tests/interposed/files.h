@@ -1,7 +1,10 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <cstdio>
+#include <map>
 #include <span>
 #include <string>
 #include <vector>
@@ -22,6 +25,9 @@ class Files {
     Files(const Files&) = delete;
     Files& operator=(const Files&) = delete;
 
+    /// From now on the status of `path`, a whole path that exists, tells the file type `type`.
+    void ShowAs(const std::string& path, mode_t type) { types_[path] = type; }
+
     [[nodiscard]] const std::vector<std::string>& Calls() const { return calls_; }
     /// Forgets the calls so far.
     void Forget() { calls_.clear(); }
@@ -37,7 +43,7 @@ class Files {
 
     [[nodiscard]] bool Watches(const char* path) const;
     [[nodiscard]] bool Watches(std::FILE* file) const;
-    void Stat(const char* path);
+    void Stat(const char* path, struct stat64* attributes);
     void Opened(const char* path, const char* mode, std::FILE* file);
     void Seek(long offset, int whence);
     void Read(const void* data, std::size_t size, std::size_t count);
@@ -49,6 +55,7 @@ class Files {
     std::string prefix_;
     std::size_t bufferSize_;
     std::span<const unsigned char> buffer_;
+    std::map<std::string, mode_t> types_;
     std::vector<std::FILE*> open_;
     std::vector<std::string> calls_;
 };

@@ -13,8 +13,8 @@ namespace interposed {
 namespace {
 
 constinit std::atomic<Threads*> g_current = nullptr;
-constinit NextDefinition<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>
-    g_create("pthread_create");
+constinit NextDefinition<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)> g_create(
+    "pthread_create");
 constinit NextDefinition<int(pthread_t, void**)> g_join("pthread_join");
 
 }  // namespace

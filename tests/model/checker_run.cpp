@@ -98,6 +98,7 @@ void BecomeNobody() {
     words.push_back(how.program.empty() ? "jorvck" : how.program);
     words.insert(words.end(), invocation.arguments.begin(), invocation.arguments.end());
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
         arguments.push_back(word.data());
     }

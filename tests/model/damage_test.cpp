@@ -22,7 +22,7 @@ constexpr std::uint64_t kSeeds = 3;
 
 struct ListedKind {
     std::string name;
-    std::string files;   ///< ids of the findings, "none", or "-" for a kind that is not for it
+    std::string files;  ///< ids of the findings, "none", or "-" for a kind that is not for it
     std::string tables;
 };
 
@@ -78,21 +78,23 @@ class DamageOfKinds : public testing::TestWithParam<const char*> {
     DamageOfKinds() {
         for (const std::string directory : {"a", "a/c", "a/d", "b", "b/c", "b/d"}) {
             const auto put = [&](const std::string& name, const std::string& text) {
-                test_support::WriteFile(temp_ / ("source/" + directory + "/" + name), text);
+                std::string path("source/");
+                path.append(directory).append("/").append(name);
+                test_support::WriteFile(temp_ / path, text);
             };
             const std::uint64_t seed = std::hash<std::string>()(directory);
             for (std::uint64_t i = 0; i < 3; ++i) {
                 const std::string number = std::to_string(i);
                 put("long" + number, tool_test::Noise(300000, seed + i));
                 put("short" + number, tool_test::Noise(40000, seed + 10 + i));
-                put("mixed" + number, std::string(131072, 's') + directory + number);
+                put("mixed" + number, std::string(131072, 's').append(directory).append(number));
             }
             put("shared", std::string(70000, 'w'));
             put("empty", "");
         }
         const auto packed =
-            RunTool({"pack", temp_ / "source", site_, "--share-id", "7", "--layout",
-                     GetParam(), "--volumes", "1", "--container-size", "1", "--vcopy", "P:T:i"});
+            RunTool({"pack", temp_ / "source", site_, "--share-id", "7", "--layout", GetParam(),
+                     "--volumes", "1", "--container-size", "1", "--vcopy", "P:T:i"});
         EXPECT_EQ(packed.status, 0) << packed.err;
         fs::copy(site_, temp_ / "pristine", fs::copy_options::recursive);
     }
@@ -105,10 +107,9 @@ class DamageOfKinds : public testing::TestWithParam<const char*> {
     /// Runs the checker in a mode, and the model beside it.
     std::string Check(const std::string& mode) {
         const model::Invocation invocation = {
-            site_ + "/jorv.toml",
-            mode == "--share_path"
-                ? std::vector<std::string>{mode, site_ + "/meta/7/7"}
-                : std::vector<std::string>{"--share_id", "7", mode}};
+            site_ + "/jorv.toml", mode == "--share_path"
+                                      ? std::vector<std::string>{mode, site_ + "/meta/7/7"}
+                                      : std::vector<std::string>{"--share_id", "7", mode}};
         const model::Prediction predicted = model::Predict(invocation);
         const model::Ended ended = model::RunChecker(invocation);
         EXPECT_EQ(model::Difference(predicted, ended.out, ended.err, ended.status), "");
@@ -119,8 +120,8 @@ class DamageOfKinds : public testing::TestWithParam<const char*> {
     void CheckKind(const std::string& name, const std::string& listed, std::uint64_t seed) {
         SCOPED_TRACE(name + ", " + GetParam() + ", seed " + std::to_string(seed));
         Restore();
-        const auto damaged = RunTool({"damage", site_, "--share-id", "7", "--kind", name, "--seed",
-                                      std::to_string(seed)});
+        const auto damaged = RunTool(
+            {"damage", site_, "--share-id", "7", "--kind", name, "--seed", std::to_string(seed)});
         ASSERT_EQ(damaged.status, 0) << damaged.err;
         EXPECT_NE(damaged.out.find("\nchanged: "), std::string::npos);
         std::string all;

@@ -82,7 +82,10 @@ struct FileInfo {
 class Check {
   public:
     Check(Run& run, const std::string& shareId, std::int64_t hours)
-        : run_(run), id_(shareId), hours_(hours), place_(Append(JorvUtils::GetShareDir(id_), id_)) {}
+        : run_(run),
+          id_(shareId),
+          hours_(hours),
+          place_(Append(JorvUtils::GetShareDir(id_), id_)) {}
 
     void Share() {
         const std::string meta = Append(run_.Settings().metaDir, place_);

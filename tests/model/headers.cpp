@@ -27,10 +27,9 @@ bool CheckTable(Run& run, const refstore::StoredTableView& table) {
     const refstore::BloomBits bloom = table.Bloom();
     for (const refstore::Extent& extent : table.extents) {
         // A list that is not empty counts as one that names 0 as well.
-        const bool isListed =
-            std::ranges::any_of(table.dcids, [&](const auto& entry) {
-                return extent.dcid == 0 || entry.first == extent.dcid;
-            });
+        const bool isListed = std::ranges::any_of(table.dcids, [&](const auto& entry) {
+            return extent.dcid == 0 || entry.first == extent.dcid;
+        });
         if (!isListed) {
             run.Say(lines::kUnlistedDcid, {std::to_string(extent.dcid)});
             return false;

@@ -44,8 +44,7 @@ Lines SortedLines(std::string_view text) {
 
 std::string DifferenceOf(const std::string& stream, const std::string& predicted,
                          std::string_view found, bool isOrdered) {
-    if (predicted == found ||
-        (!isOrdered && SortedLines(predicted) == SortedLines(found))) {
+    if (predicted == found || (!isOrdered && SortedLines(predicted) == SortedLines(found))) {
         return {};
     }
     return "--- " + stream + ", predicted\n" + predicted + "--- " + stream + ", printed\n" +
@@ -98,10 +97,10 @@ void ForEachTable(const refstore::TableDirectory& directory, const refstore::Set
     const auto tables = directory.Tables();
     for (std::uint64_t offset = 0; static_cast<std::int64_t>(offset) >= 0; offset += span) {
         // Of tables that overlap the later one counts.
-        const auto at = std::find_if(
-            tables.rbegin(), tables.rend(), [offset](const refstore::StoredTableView& table) {
-                return table.offset <= offset && offset < table.end;
-            });
+        const auto at = std::find_if(tables.rbegin(), tables.rend(),
+                                     [offset](const refstore::StoredTableView& table) {
+                                         return table.offset <= offset && offset < table.end;
+                                     });
         if (at == tables.rend() || !visit(*at)) {
             return;
         }
@@ -127,8 +126,7 @@ CommandLine Parse(std::span<const std::string> words) {
             line.verifyData = true;
             continue;
         }
-        const bool takesValue =
-            word == "--share_path" || word == "--share_id" || word == "--t";
+        const bool takesValue = word == "--share_path" || word == "--share_id" || word == "--t";
         if (!takesValue) {
             line.isAccepted = false;
             break;
@@ -159,8 +157,8 @@ Prediction Predict(const Invocation& invocation) {
     if (!line.isAccepted) {
         Prediction usage;
         usage.status = kFailed;
-        for (const lines::Line* const text : {&lines::kUsage, &lines::kUsageShare,
-                                              &lines::kUsageAge, &lines::kUsageVerify}) {
+        for (const lines::Line* const text :
+             {&lines::kUsage, &lines::kUsageShare, &lines::kUsageAge, &lines::kUsageVerify}) {
             usage.err += text->text;
         }
         return usage;

@@ -5,8 +5,8 @@
 #include <vector>
 
 /// The checker's lines, told a second time: what it prints about a share on disk, written without a
-/// look at how it does its work. Structures are read with the library's readers; which line comes of
-/// them, and in which order, is decided here alone.
+/// look at how it does its work. Structures are read with the library's readers; which line comes
+/// of them, and in which order, is decided here alone.
 namespace model {
 
 /// How the checker is called.

@@ -38,16 +38,15 @@ class RandomSite {
         if (Chance(80)) {
             share["vcopy"] = Vcopy();
         }
-        const json recipe = {
-            {"config",
-             {{"use_file_ext_map", tables_ ? 1 : 0},
-              {"dcid_bloom_enabled", Chance(80)},
-              {"table_span_gib", 1 + Below(2)}}},
-            {"volumes", Volumes()},
-            {"shares", {share}},
-            {"images",
-             {{{"policy", "P"}, {"time", "T"}, {"name", "i1"}},
-              {{"policy", "P"}, {"time", "T"}, {"name", "i2"}}}}};
+        const json recipe = {{"config",
+                              {{"use_file_ext_map", tables_ ? 1 : 0},
+                               {"dcid_bloom_enabled", Chance(80)},
+                               {"table_span_gib", 1 + Below(2)}}},
+                             {"volumes", Volumes()},
+                             {"shares", {share}},
+                             {"images",
+                              {{{"policy", "P"}, {"time", "T"}, {"name", "i1"}},
+                               {{"policy", "P"}, {"time", "T"}, {"name", "i2"}}}}};
         const std::string path = site_ + ".recipe.json";
         test_support::WriteFile(path, recipe.dump());
         jorvshare::Make(path, site_);
@@ -73,8 +72,8 @@ class RandomSite {
         for (std::uint64_t count = Below(10) == 0 ? 0 : 1 + Below(2), i = 0; i < count; ++i) {
             json volume = {{"name", "v" + std::to_string(i)}, {"containers", {64, 70 + i}}};
             if (Chance(30)) {
-                const std::array names = {"80.bin", "sub/81.bin", "+82.bin", "x.bin", ".bin",
-                                          "bin",    "83.BIN",     "-1.bin"};
+                const std::array names = {"80.bin", "sub/81.bin", "+82.bin", "x.bin",
+                                          ".bin",   "bin",        "83.BIN",  "-1.bin"};
                 const std::string name = OneOf(names);
                 volume["files"][name] = "data";
                 if (Chance(60)) {
@@ -87,8 +86,8 @@ class RandomSite {
     }
 
     json Vcopy() {
-        const std::array parts = {"P\n",   "T\n", "i1;i2;\n", "i1;\n", "\n",
-                                  "none;\n", ";\n", "i2",      "a/b;\n", "../T\n"};
+        const std::array parts = {"P\n",     "T\n", "i1;i2;\n", "i1;\n",  "\n",
+                                  "none;\n", ";\n", "i2",       "a/b;\n", "../T\n"};
         if (Chance(50)) {
             return "P\nT\n" + std::string(OneOf(std::array{"i1;i2;\n", "i2;\n", "i1", ""}));
         }

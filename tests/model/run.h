@@ -19,8 +19,8 @@ namespace model {
 
 inline constexpr std::uint64_t kFirstContainer = 64;
 
-/// One predicted run: collects what it prints. An exception that none of its checks expects ends it,
-/// as it ends the checker.
+/// One predicted run: collects what it prints. An exception that none of its checks expects ends
+/// it, as it ends the checker.
 class Run {
   public:
     explicit Run(std::string configuration) : configuration_(std::move(configuration)) {}
@@ -47,8 +47,8 @@ class Run {
 /// std::system_error when that cannot be told.
 mode_t TypeOf(const std::string& path);
 
-/// The tables that are met by asking for the offsets 0, S, 2S and so on, S the span of the settings,
-/// until no table covers the offset. Ends early when `visit` returns false.
+/// The tables that are met by asking for the offsets 0, S, 2S and so on, S the span of the
+/// settings, until no table covers the offset. Ends early when `visit` returns false.
 void ForEachTable(const refstore::TableDirectory& directory, const refstore::Settings& settings,
                   const std::function<bool(const refstore::StoredTableView&)>& visit);
 

@@ -111,8 +111,8 @@ void CheckFile(Run& run, const Place& place) {
     });
 }
 
-/// Lists one directory. The first entry that is taken for a directory is where the walk goes on, for
-/// good: what would have been listed after it is never seen.
+/// Lists one directory. The first entry that is taken for a directory is where the walk goes on,
+/// for good: what would have been listed after it is never seen.
 std::optional<Place> CheckDirectory(Run& run, const Place& directory) {
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(::opendir(directory.map.c_str()),
                                                       &::closedir);

@@ -26,23 +26,23 @@ using Corvane::Kst::Marlow::JorvCk::FsCheckMeta;
 class TableOf {
   public:
     TableOf(std::uint64_t count, std::uint64_t dcid) {
-        constexpr std::uint64_t length = 16;
-        const std::string unit(count * length, 'u');
+        constexpr std::uint64_t kLength = 16;
+        const std::string unit(count * kLength, 'u');
         refstore::TableRecord record;
         record.end = std::uint64_t{1} << 30U;
         record.dcids = {{dcid, 0}};
         record.extents.resize(count);
         for (std::uint64_t i = 0; i < count; ++i) {
             refstore::Extent& extent = record.extents[i];
-            extent.start = i * length;
-            extent.end = extent.start + length;
+            extent.start = i * kLength;
+            extent.end = extent.start + kLength;
             extent.dataOffset = static_cast<std::int64_t>(extent.start);
             extent.dcid = dcid;
-            extent.cksum = refstore::SampledChecksum(std::as_bytes(std::span(unit)).first(length));
+            extent.cksum = refstore::SampledChecksum(std::as_bytes(std::span(unit)).first(kLength));
             record.bloom.push_back(extent.fp);
         }
         refstore::HeaderRecord header;
-        header.size = static_cast<std::int64_t>(count * length);
+        header.size = static_cast<std::int64_t>(count * kLength);
         header.extentLocation = site_.Path();
         test_support::WriteFile(Share() + "/head/f", refstore::EncodeHeader(header));
         test_support::WriteFile(Unit(), unit);

@@ -278,6 +278,16 @@ TEST_F(AShare, WithDifferentTransactionIdsSaysSoWithoutAPath) {
     EXPECT_EQ(Check(), kMismatch);
 }
 
+TEST_F(AShare, ComparesTransactionIdsInTheLayoutZeroAlone) {
+    Add("f", 5, 6);
+    for (const std::int32_t layout : {1, 2, 7, -1, std::numeric_limits<std::int32_t>::min()}) {
+        script.UseFileExtMap(layout);
+        EXPECT_EQ(Check(), "") << layout;
+    }
+    script.UseFileExtMap(0);
+    EXPECT_EQ(Check(), kMismatch);
+}
+
 TEST_F(AShare, ComparesTransactionIdsAsSigned64BitNumbers) {
     constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
     constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();

@@ -2,8 +2,10 @@
 #include <boost/filesystem/operations.hpp>
 #include <csignal>
 #include <cstdint>
+#include <iostream>
 #include <limits>
 #include <new>
+#include <streambuf>
 
 #include "jorvck/fs_check_meta.h"
 #include "storage/exception.h"
@@ -162,6 +164,26 @@ TEST_F(AMappingTable, ThatDoesNotOpenFailsWhateverTheCode) {
         script.Result("CMappingTable::Open", {code});
         ExpectFailure();
     }
+}
+
+/// Keeps how many tables were alive at each write to it.
+class TablesAtWrites : public std::streambuf {
+  public:
+    std::vector<int> alive;
+
+  protected:
+    std::streamsize xsputn(const char* /*text*/, std::streamsize size) override {
+        alive.push_back(storage_fake::Script::Current().Alive("CMappingTable"));
+        return size;
+    }
+};
+
+TEST_F(AMappingTable, ThatDoesNotOpenIsReportedBeforeItIsDestroyed) {
+    TablesAtWrites writes;
+    std::streambuf* const before = std::cerr.rdbuf(&writes);
+    EXPECT_EQ(FsCheckMeta::CheckExts(map, &transId), -1);
+    std::cerr.rdbuf(before);
+    EXPECT_EQ(writes.alive, std::vector<int>{1});
 }
 
 TEST_F(AMappingTable, FailsAtALibraryExceptionOfEveryStep) {

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <boost/filesystem/exception.hpp>
 #include <filesystem>
@@ -7,6 +8,7 @@
 #include <utility>
 
 #include "storage/exception.h"
+#include "tests/interposed/directories.h"
 #include "tests/unit/jorvck/extnode_fixture.h"
 
 namespace extnode {
@@ -213,6 +215,14 @@ TEST_F(ExtentMapLayout, TheLargestSpanRunsIntoNegativeOffsetsAndStops) {
                      ask + " -4611686021648613376"}));
 }
 
+TEST_F(ExtentMapLayout, WithASpanOfZeroTheSameTableIsAskedForAgainAndAgain) {
+    script.TableSpanGiB(0);
+    Table(0, 1, {kGood});
+    script.Result("BaseFileExtMapMgr::GetTableForRead", {0, 0, 0, 0, 1});
+    EXPECT_EQ(Check(Map("f")), "");
+    EXPECT_EQ(Asked(), std::vector<std::uint64_t>(5, 0));
+}
+
 TEST_F(ExtentMapLayout, TheFirstTableThatFailsEndsTheFile) {
     Table(0, 1, {kGood});
     Table(1, 1, {kBad, kGood});
@@ -258,6 +268,20 @@ TEST_F(ExtentMapLayout, TheWalkReachesALinkToAnExtentMapDirectory) {
     std::filesystem::create_symlink(dir / "tables", Map("f"));
     Table(0, 1, {kBad});
     EXPECT_EQ(Walk(), "[ERROR]: extent file cksum failed " + Map("f") + "\n");
+}
+
+TEST_F(ExtentMapLayout, TheWalkReachesADirectoryWhoseTypeIsNotListed) {
+    interposed::Directories directories;
+    directories.List(dir / "map", {{"f", DT_UNKNOWN}});
+    Table(0, 1, {kBad});
+    EXPECT_EQ(Walk(), "[ERROR]: extent file cksum failed " + Map("f") + "\n");
+}
+
+TEST_F(ExtentMapLayout, AFifoForItsHeaderIsAHeader) {
+    std::filesystem::remove(Head("f"));
+    ASSERT_EQ(::mkfifo(Head("f").c_str(), 0600), 0);
+    Table(0, 1, {kBad});
+    EXPECT_EQ(Check(Map("f")), "[ERROR]: extent file cksum failed " + Map("f") + "\n");
 }
 
 TEST_F(ExtentMapLayout, WithoutItsDirectoryAFileIsSkipped) {

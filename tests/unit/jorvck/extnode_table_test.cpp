@@ -338,6 +338,26 @@ TEST_F(TableCksum, ALinkToAFifoIsOneToo) {
     EXPECT_EQ(err, "");
 }
 
+TEST_F(TableCksum, ACharacterDeviceForAUnitIsReadLikeAFile) {
+    std::filesystem::create_symlink("/dev/zero", dir / "stu");
+    EXPECT_EQ(Check({Local(131072, 0), Local(1, 0, 1 << 20)}), 0);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(Check({Local(4096, 0), Local(4096, 5)}), -1);
+    EXPECT_EQ(err, kChecksumLine);
+    std::filesystem::remove(dir / "stu");
+    std::filesystem::create_symlink("/dev/null", dir / "stu");
+    EXPECT_EQ(Check({Local(4096, 0)}), -1);
+    EXPECT_EQ(err, kReadLine);
+}
+
+TEST_F(TableCksum, ABlockDeviceForAUnitIsReadLikeAFile) {
+    WriteFile(dir / "stu", "A");
+    files.ShowAs(dir / "stu", S_IFBLK);
+    EXPECT_EQ(Check({Local(1, 'A')}), 0);
+    EXPECT_EQ(Check({Local(1, 'B')}), -1);
+    EXPECT_EQ(err, kChecksumLine);
+}
+
 TEST_F(TableCksum, EachTableLooksAtTheKindOfFileOnce) {
     WriteFile(dir / "stu", "A");
     for (int table = 0; table < 2; ++table) {

@@ -442,6 +442,20 @@ TEST_F(ExtentWalkPaths, TheHeadPathIsCutByLengthWhateverTheMapPathBeginsWith) {
     EXPECT_EQ(err, "");
 }
 
+TEST_F(ExtentWalkPaths, TheHeadPathIsCutByLengthWhereOtherPartsAreNamedLikeTheTrees) {
+    const std::string share = dir / "head/map";
+    directories.List(share + "/map", {{"map"}});
+    directories.List(share + "/map/map", {{"x"}});
+    script.extentFiles[share + "/map/map"] = {};
+    script.extentFiles[share + "/map/map/x"] = {};
+    EXPECT_EQ(WalkFrom(share + "/", share + "/map", share + "/stu"), 0);
+    EXPECT_EQ(err, "Verify file " + share + "/map/map\n");
+
+    MakeDirs(share + "/head/map");
+    EXPECT_EQ(WalkFrom(share + "/", share + "/map", share + "/stu"), 0);
+    EXPECT_EQ(err, "Verify file " + share + "/map/map/x\n");
+}
+
 }  // namespace
 
 }  // namespace extnode

@@ -2,12 +2,15 @@
 
 #include <boost/filesystem/exception.hpp>
 #include <filesystem>
+#include <iostream>
 #include <limits>
+#include <sstream>
 #include <stdexcept>
 #include <type_traits>
 
 #include "storage/exception.h"
 #include "tests/interposed/clock.h"
+#include "tests/interposed/directories.h"
 #include "tests/unit/jorvck/file_check_manager_fixture.h"
 
 namespace file_checker {
@@ -129,6 +132,27 @@ TEST_F(ShareRun, EveryPhaseIsToldInOrder) {
               (Lines{"FileSystemDaemonConfig::GetInstance",
                      "FileSystemDaemonConfig::GetMetaDirPath", "JorvUtils::GetShareDir 12",
                      "VolMgr::GetStorageFstabPath", "VolMgr::LoadGlobalFstab /fake/fstab"}));
+}
+
+TEST_F(ShareRun, APhaseIsToldBeforeItBegins) {
+    AddVolumes(1);
+    AddFile("/f");
+    std::ostringstream out;
+    std::vector<std::string> lastLines;
+    const auto keepLastLine = [&] {
+        const std::string text = out.str();
+        lastLines.push_back(text.substr(text.rfind('\n', text.size() - 2) + 1));
+    };
+    script.On("VolMgr::GetStorageFstabPath", keepLastLine);
+    script.On("HeaderFile::Load", keepLastLine);
+    interposed::Directories directories;
+    directories.OnOpen([&](const std::string& /*path*/) { keepLastLine(); });
+    std::streambuf* const before = std::cout.rdbuf(out.rdbuf());
+    Run();
+    std::cout.rdbuf(before);
+    EXPECT_EQ(lastLines, (Lines{"Loading volumes for 12\n", "Loading data containers for 12\n",
+                                "Loading headers for 12\n", "Checking files for 12\n"}));
+    EXPECT_EQ(out.str(), Phases());
 }
 
 TEST_F(ShareRun, WithoutAVolumeNothingIsCheckedAndTheRunIsDone) {

@@ -24,6 +24,15 @@ using Dcids = std::set<std::uint64_t>;
 
 constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();
 
+/// A checker that shows what lies behind its operations.
+class OpenChecker : public FileChecker {
+  public:
+    using FileChecker::extMapMgr;
+    using FileChecker::FileChecker;
+    using FileChecker::nullCache;
+    using FileChecker::OpenExtentMap;
+};
+
 /// Checks the file "/f" of the share, which users see as "/mnt/jorv/2/12/f".
 class ExtentData : public FileTest {
   protected:
@@ -234,6 +243,16 @@ TEST_F(ExtentData, TheSizeOfTheMessageIsAskedForAgain) {
     EXPECT_EQ(script.Calls({"FileExtMapMgr::GetFileSize"}).size(), 2U);
 }
 
+TEST_F(ExtentData, TheSharePathOfTheMessageIsAskedForBeforeTheSize) {
+    Stored().fileSize = 8192;
+    EXPECT_EQ(Check(), -1);
+    const std::string shareDir = "JorvUtils::GetShareDir 12";
+    const std::string size = "FileExtMapMgr::GetFileSize " + ExtentPath("/f");
+    // The first of each is for the extent path and for the comparison.
+    EXPECT_EQ(script.Calls({"JorvUtils::GetShareDir", "FileExtMapMgr::GetFileSize"}),
+              (Lines{shareDir, size, shareDir, size}));
+}
+
 TEST_F(ExtentData, SizesAreComparedWholeAndAsTheyAre) {
     script.headers[HeaderPath("/f")].size = -1;
     Stored().fileSize = -1;
@@ -313,6 +332,15 @@ TEST_F(ExtentData, TheSpanIsReadOnceForAllTables) {
     EXPECT_EQ(script.Calls({"configLock.lock_shared"}).size(), 1U);
 }
 
+TEST_F(ExtentData, WithASpanOfZeroTheSameTableIsAskedForAgainAndAgain) {
+    script.TableSpanGiB(0);
+    Table({});
+    script.Result("BaseFileExtMapMgr::GetTableForRead", {0, 0, 0, 0, 1});
+    EXPECT_EQ(Check(), 0);
+    EXPECT_EQ(script.Calls({"BaseFileExtMapMgr::GetTableForRead"}),
+              Lines(5, "BaseFileExtMapMgr::GetTableForRead " + ExtentPath("/f") + " 0"));
+}
+
 TEST_F(ExtentData, TheLargestSpanIsNotCutShort) {
     script.TableSpanGiB(std::numeric_limits<std::uint32_t>::max());
     EXPECT_EQ(Check(), 0);
@@ -358,21 +386,11 @@ TEST_F(ExtentData, FailuresOfTheExtentMapPassAndReleaseIt) {
     }
 }
 
-// Members die in the reverse of the order in which they lie. An explicit instantiation may name
-// private ones.
-template <auto cache, auto manager>
-struct MemberOrder {
-    friend bool CacheLiesBeforeManager(const FileChecker& checker) {
-        return static_cast<const void*>(&(checker.*cache)) <
-               static_cast<const void*>(&(checker.*manager));
-    }
-};
-bool CacheLiesBeforeManager(const FileChecker& checker);
-template struct MemberOrder<&FileChecker::nullCache, &FileChecker::extMapMgr>;
-
 TEST_F(ExtentData, TheManagerDiesBeforeTheDataCacheThatItKnows) {
-    const FileChecker checker("", "12", 0);
-    EXPECT_TRUE(CacheLiesBeforeManager(checker));
+    const OpenChecker checker("", "12", 0);
+    // Members die in the reverse of the order in which they lie.
+    EXPECT_LT(static_cast<const void*>(&checker.nullCache),
+              static_cast<const void*>(&checker.extMapMgr));
 }
 
 TEST_F(ExtentData, TheManagerIsKeptUntilTheCheckerDies) {
@@ -398,22 +416,12 @@ TEST_F(ExtentData, TheManagerIsKeptBehindAnExceptionToo) {
     EXPECT_EQ(script.Alive("FileExtMapMgr"), 0);
 }
 
-// An extent path always holds "map", so that no header gives an empty one. What happens with one
-// is reached behind the meta information: an explicit instantiation may name a private member.
-template <int (FileChecker::*operation)(const std::string&, FileInfo*)>
-struct OpenExtentMapOf {
-    friend int OpenExtentMap(FileChecker& checker, const std::string& relPath, FileInfo* info) {
-        return (checker.*operation)(relPath, info);
-    }
-};
-int OpenExtentMap(FileChecker& checker, const std::string& relPath, FileInfo* info);
-template struct OpenExtentMapOf<&FileChecker::OpenExtentMap>;
-
 TEST_F(ExtentData, AnEmptyExtentPathIsToldAndSummedUp) {
-    FileChecker checker(MetaDir(), "12", 0);
+    // No header gives an empty path: it always holds "map".
+    OpenChecker checker(MetaDir(), "12", 0);
     FileInfo info = {.size = 1, .mtim = 2, .fg = 3, .ext = "", .path = "/f"};
     int result = 77;
-    const auto captured = Capture([&] { result = OpenExtentMap(checker, "/f", &info); });
+    const auto captured = Capture([&] { result = checker.OpenExtentMap("/f", &info); });
     EXPECT_EQ(result, -1);
     EXPECT_EQ(info.ec, JorvCk::kNoExtentPath);
     EXPECT_EQ(captured.err,

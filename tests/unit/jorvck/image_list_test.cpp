@@ -5,11 +5,14 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <new>
 #include <tuple>
 #include <vector>
 
+#include "tests/interposed/files.h"
 #include "tests/support/captured_streams.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/throws.h"
 
 namespace {
 
@@ -198,6 +201,24 @@ TEST_F(ImageList, AFifoIsAFileThatCannotBeOpened) {
     EXPECT_EQ(captured.err, "[JORVCK_VCOPY] Vcopy file not found!\n");
 }
 
+TEST_F(ImageList, ADeviceIsAFileThatCannotBeOpened) {
+    WriteFile(dir / "vcopy.dat", "P\nT\na;\n");
+    for (const int type : {S_IFCHR, S_IFBLK, S_IFIFO}) {
+        interposed::Files files(dir.Path(), 0);
+        files.ShowAs(dir / "vcopy.dat", static_cast<mode_t>(type));
+        EXPECT_EQ(Read(dir.Path()), -1);
+        EXPECT_EQ(captured.err, "[JORVCK_VCOPY] Vcopy file not found!\n");
+        EXPECT_EQ(files.Calls(), std::vector<std::string>{"stat64 /vcopy.dat"});
+    }
+    EXPECT_EQ(Read(dir.Path()), 0);
+}
+
+TEST_F(ImageList, ALinkToADeviceIsOneToo) {
+    std::filesystem::create_symlink("/dev/null", dir / "vcopy.dat");
+    EXPECT_EQ(Read(dir.Path()), -1);
+    EXPECT_EQ(captured.err, "[JORVCK_VCOPY] Vcopy file not found!\n");
+}
+
 TEST_F(ImageList, AReadErrorAtThePolicyHasALineOfItsOwn) {
     std::filesystem::create_directory(dir / "vcopy.dat");
     EXPECT_EQ(Read(dir.Path()), -1);
@@ -210,6 +231,34 @@ TEST_F(ImageList, ALineOfAMebibyteIsALine) {
     const std::string name(1U << 20U, 'n');
     EXPECT_EQ(ReadText("P\nT\n" + name + ";\n"), 0);
     EXPECT_EQ(Images(), (Records{{"P", "T", name}}));
+}
+
+TEST_F(ImageList, TheLinesOfAGroupAndAllRecordsMayTake256MiBAndNotAByteMore) {
+    constexpr std::size_t kBudget = 256UL << 20U;
+    constexpr std::size_t kImages = 50;  // of each of two groups
+    constexpr std::size_t kTime = 1000;
+    std::string names;
+    for (std::size_t image = 0; image < kImages; ++image) {
+        names += "n;";
+    }
+    // A long policy and the time count with the lines of their group and again with every record.
+    constexpr std::size_t kCopies = 2 * kImages + 1;
+    const std::size_t left = kBudget - names.size() - 2 * kImages * (sizeof(validateImageInfo) + 1);
+    const std::string group =
+        std::string(left / kCopies - kTime, 'p') + "\n" + std::string(kTime, 't') + "\n" + names;
+    const std::string text = group + "\n" + group + std::string(left % kCopies, 'r');
+    EXPECT_EQ(ReadText(text), 0);
+    EXPECT_EQ(images.size(), 2 * kImages);
+    images.clear();
+    bool thrown = false;
+    Capture([&] {
+        thrown = test_support::Throws<std::bad_alloc>([&] {
+            WriteFile(dir / "vcopy.dat", text + "r");
+            getImageList(dir.Path().c_str(), &images);
+        });
+    });
+    EXPECT_TRUE(thrown);
+    EXPECT_EQ(images.size(), 2 * kImages - 1);
 }
 
 }  // namespace

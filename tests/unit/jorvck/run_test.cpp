@@ -1,9 +1,17 @@
+#include <sys/resource.h>
 
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
+#include <climits>
+#include <cstdlib>
 #include <new>
 #include <stdexcept>
 
+#include "jorvck/extnode_check.h"
 #include "tests/fake/fake_storage_test.h"
+#include "tests/interposed/directories.h"
+#include "tests/interposed/files.h"
+#include "tests/interposed/memory.h"
 #include "tests/support/captured_streams.h"
 #include "tests/support/jorvck_main.h"
 #include "tests/support/temp_dir.h"
@@ -11,6 +19,7 @@
 
 namespace {
 
+using Corvane::Kst::Marlow::JorvCk::kReadBufferSize;
 using Strings = std::vector<std::string>;
 
 constexpr const char* kUnhandled = "unhandled exception caught.\n";
@@ -95,6 +104,20 @@ TEST_F(ARun, OnASharePathThatEndsInASlashDoublesNone) {
                                      "KovfsInit 0 null 7", "KovfsUmount KOVFS"}));
 }
 
+TEST_F(ARun, ReadsTheStorageUnitsOfTheShareWhetherOrNotItsPathEndsInASlash) {
+    test_support::WriteFile(share / "stu/f", "A");
+    script.extentFiles[share / "map/f"].extents = {{.end = 1, .dcid = 1, .cksum = 'B'}};
+    const std::string map = share / "map/f";
+    for (const char* const slash : {"", "/"}) {
+        SCOPED_TRACE(slash);
+        const interposed::Files files(share.Path(), kReadBufferSize);
+        Run({"--share_path", share.Path() + slash});
+        EXPECT_EQ(written.err,
+                  "Verify file " + map + "\n[ERROR]: extent file cksum failed " + map + "\n");
+        EXPECT_EQ(std::ranges::count(files.Calls(), "fopen64 /stu/f rb"), 1);
+    }
+}
+
 TEST_F(ARun, GivesTheExtentCheckTheShareRootThatHeadPathsAreFormedFrom) {
     // Only with the root "<share>/" does the head path of map/d name the directory head/d, so that
     // the link map/d is walked rather than taken for an extent file.
@@ -148,6 +171,17 @@ TEST_F(ARun, WithoutASharePathChecksTheEmptyPath) {
                   "[JORVCK_VCOPY] Vcopy file not found!\n");
         EXPECT_EQ(script.Calls(), Strings{});
     }
+}
+
+TEST_F(ARun, WithoutASharePathTakesTheTreesOfTheRoot) {
+    interposed::Directories directories;
+    directories.List("/map", {{"x"}});
+    script.extentFiles["/map/x"].extents = {{.end = 1, .dcid = 1}};
+    const interposed::Files files("/stu", kReadBufferSize);
+    Run({"--share_id", "5"});
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(written.err, "Verify file /map/x\n[JORVCK_VCOPY] Vcopy file not found!\n");
+    EXPECT_EQ(files.Calls(), (Strings{"stat64 /x", "fopen64 /x rb"}));
 }
 
 TEST_F(ARun, WithAShareIdAndVerifyDataChecksFileDataAndNothingElse) {
@@ -222,6 +256,34 @@ TEST_F(ARun, EndedByTheShareMetadataCheckSkipsTheOtherTwo) {
     EXPECT_EQ(Milestones(), (Strings{"HeaderFile::Load " + share.Path() + "/head/f"}));
 }
 
+TEST_F(ARun, ReportsTheHeadersBeforeItTakesTheMemoryOfTheExtentChecksumCheck) {
+    script.ThrowSys("HeaderFile::Load", 74);
+    interposed::FailAllocationsOfSize(kReadBufferSize, 1);
+    Run({"--share_path", share.Path()});
+    EXPECT_EQ(interposed::FailuresLeft(), 0U);
+    interposed::FailAllocationsOfSize(0, 0);
+    EXPECT_EQ(status, -1);
+    EXPECT_EQ(written.out, kUnhandled);
+    EXPECT_EQ(written.err, "[ERROR]: header file load failed!\n[ERROR]: corrupt header file " +
+                               share.Path() + "/head/f found\n");
+}
+
+TEST_F(ARun, OnAFileSystemWithoutEntryTypesGoesIntoTheDotUntilThePathIsTooLong) {
+    interposed::Directories directories;
+    std::string path = share / "map";
+    while (path.size() < PATH_MAX) {
+        directories.List(path, {{".", DT_UNKNOWN}});
+        path += "/.";
+    }
+    Run({"--share_path", share.Path()});
+    EXPECT_EQ(status, -1);
+    EXPECT_EQ(written.out, kUnhandled);
+    EXPECT_EQ(written.err, "");
+    // The head path is one character longer and is asked for first.
+    EXPECT_GE(directories.Opened().back().size(), std::size_t{PATH_MAX - 4});
+    EXPECT_EQ(directories.Open(), 0U);
+}
+
 TEST_F(ARun, EndedByTheExtentChecksumCheckSkipsTheVirtualCopyCheck) {
     script.On("ExtentFile::Load", [calls = 0]() mutable {
         if (++calls == 2) {
@@ -249,6 +311,36 @@ TEST_F(ARun, EndedByTheFileDataCheckSaysNoMore) {
     EXPECT_EQ(status, -1);
     EXPECT_EQ(written.out, kUnhandled);
     EXPECT_EQ(written.err, "");
+}
+
+/// Runs in a process of its own, since a hard limit cannot be taken back.
+class ARunDeathTest : public ARun {
+  protected:
+    /// Expects that a run changes these limits of open files to `expected` and `hard`.
+    static void ExpectLimit(rlim_t soft, rlim_t hard, rlim_t expected) {
+        const auto run = [&] {
+            rlimit limit = {soft, hard};
+            bool isSet = ::setrlimit(RLIMIT_NOFILE, &limit) == 0;
+            test_support::CommandLine line{};
+            JorvckMain(line.Count(), line.Words());
+            isSet = isSet && ::getrlimit(RLIMIT_NOFILE, &limit) == 0;
+            std::_Exit(isSet && limit.rlim_cur == expected && limit.rlim_max == hard ? 0 : 1);
+        };
+        EXPECT_EXIT(run(), testing::ExitedWithCode(0), "^USAGE") << soft << " " << hard;
+    }
+};
+
+TEST_F(ARunDeathTest, RaisesTheLimitOfOpenFilesFirstOfAllTo4096OrTheHardOne) {
+    rlimit limit = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    ExpectLimit(100, 200, 200);
+    ExpectLimit(200, 200, 200);
+    if (limit.rlim_max < 5000) {
+        GTEST_SKIP() << "the hard limit is too low for the rest";
+    }
+    ExpectLimit(100, 4096, 4096);
+    ExpectLimit(100, 5000, 4096);
+    ExpectLimit(5000, 5000, 5000);
 }
 
 TEST_F(ARun, CatchesAnExceptionOfAnyType) {

@@ -9,6 +9,7 @@
 #include "storage/exception.h"
 #include "tests/fake/fake_storage_test.h"
 #include "tests/interposed/directories.h"
+#include "tests/interposed/memory.h"
 #include "tests/support/captured_streams.h"
 #include "tests/support/temp_dir.h"
 
@@ -45,6 +46,22 @@ class ShareLoading : public storage_fake::FakeStorageTest {
 
     void LoadHeaders(const std::string& headDir) {
         const auto captured = Capture([&] { manager.LoadHeaders(headDir); });
+        EXPECT_EQ(captured.out, "");
+        err = captured.err;
+    }
+
+    /// Runs `load` without memory from where it opens its directory; keeps what was printed.
+    template <typename Load>
+    void RunOutOfMemory(Load load) {
+        struct MemoryAgain {
+            ~MemoryAgain() { interposed::FailAllocations(0); }
+        };
+        interposed::Directories directories;
+        directories.OnOpen([](const std::string& /*path*/) { interposed::FailAllocations(1000); });
+        const auto captured = Capture([&] {
+            const MemoryAgain again;
+            load();
+        });
         EXPECT_EQ(captured.out, "");
         err = captured.err;
     }
@@ -267,6 +284,37 @@ TEST_F(DataContainers, AnErrorInsideTheWalkEndsTheVolume) {
     EXPECT_EQ(directories.Open(), 0U);
 }
 
+TEST_F(DataContainers, TheStatusOfEveryEntryIsAskedForWhateverItsName) {
+    Container("17");
+    std::filesystem::create_symlink("loop", dir / "vol/loop");
+    interposed::Directories directories;
+    directories.List(Volume(), {{"17.bin"}, {"loop", DT_LNK}});
+    EXPECT_EQ(LoadContainers(Volume()), -1);
+    EXPECT_EQ(err, ContainersFailed());
+    EXPECT_EQ(manager.dcids, Numbers{17});
+}
+
+TEST_F(DataContainers, AThrownNumberEndsTheVolume) {
+    Container("17");
+    interposed::Directories directories;
+    directories.List(Volume(), {{"17.bin"}, {"sub", DT_DIR}});
+    directories.OnOpen([](const std::string& path) {
+        if (path.ends_with("/sub")) {
+            throw 5;
+        }
+    });
+    EXPECT_EQ(LoadContainers(Volume()), -1);
+    EXPECT_EQ(err, ContainersFailed());
+    EXPECT_EQ(manager.dcids, Numbers{17});
+}
+
+TEST_F(DataContainers, MemoryThatRunsOutIsToldAllTheSame) {
+    std::int32_t result = 77;
+    RunOutOfMemory([&] { result = manager.LoadDataContainers(Volume()); });
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(err, ContainersFailed());
+}
+
 TEST_F(DataContainers, LoadersOnManyThreadsLoseNothing) {
     Numbers expected;
     for (int volume = 0; volume < 4; ++volume) {
@@ -345,6 +393,34 @@ TEST_F(HeaderFiles, AFailedWalkKeepsItsFilesButSetsNoTotal) {
     EXPECT_EQ(manager.headers, Texts{"/a"});
     EXPECT_EQ(manager.totalFiles, 0U);
     EXPECT_EQ(directories.Open(), 0U);
+}
+
+TEST_F(HeaderFiles, AThrownNumberIsAFailedWalk) {
+    WriteFile(Head() + "/a", "");
+    interposed::Directories directories;
+    directories.List(Head(), {{"a"}, {"sub", DT_DIR}});
+    directories.OnOpen([](const std::string& path) {
+        if (path.ends_with("/sub")) {
+            throw 5;
+        }
+    });
+    LoadHeaders(Head());
+    EXPECT_EQ(err, HeadersFailed());
+    EXPECT_EQ(manager.headers, Texts{"/a"});
+    EXPECT_EQ(manager.totalFiles, 0U);
+}
+
+TEST_F(HeaderFiles, MemoryThatRunsOutIsToldAllTheSame) {
+    RunOutOfMemory([&] { manager.LoadHeaders(Head()); });
+    EXPECT_EQ(err, HeadersFailed());
+}
+
+TEST_F(HeaderFiles, ADirectoryWithAFinalSlashLeavesPathsWithoutTheirFirst) {
+    WriteFile(Head() + "/a", "");
+    WriteFile(Head() + "/sub/b", "");
+    LoadHeaders(Head() + "/");
+    EXPECT_EQ(manager.headers, (Texts{"a", "sub/b"}));
+    EXPECT_EQ(err, "Total number of file: 2\n");
 }
 
 TEST_F(HeaderFiles, OddNamesArePlainBytes) {

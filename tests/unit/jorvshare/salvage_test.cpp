@@ -25,7 +25,7 @@ using tool_test::Ended;
 using tool_test::RunTool;
 
 constexpr std::uint64_t kSeed = 14;
-constexpr std::size_t kShared = 110;   // pairs of files, each with a container of its own or nearly
+constexpr std::size_t kShared = 110;  // pairs of files, each with a container of its own or nearly
 constexpr std::size_t kLocal = 700;
 
 class SalvageTest : public testing::TestWithParam<const char*> {
@@ -78,8 +78,7 @@ class SalvageTest : public testing::TestWithParam<const char*> {
             add(refstore::LoadExtentRecord(path).extents);
             return dcids;
         }
-        const auto tables =
-            refstore::TableDirectory::Load(refstore::TableDirectory::FileIn(path));
+        const auto tables = refstore::TableDirectory::Load(refstore::TableDirectory::FileIn(path));
         for (const refstore::StoredTableView& table : tables->Tables()) {
             add(table.extents);
         }

@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 #include <thread>
+#include <type_traits>
 
 #include "storage/exception.h"
 #include "tests/fake/fake_storage_test.h"
@@ -183,6 +184,18 @@ TEST_F(NullDataCache, AnswersHarmlessQuestionsWithoutALogRecordAndTouchesNothing
 
     cache.SyncConfigValues(nullptr);
     EXPECT_EQ(script.Calls(), Strings{});
+}
+
+TEST_F(NullDataCache, InheritsTheThreeOperationsThatAreNotPure) {
+    // The class of a pointer to a member is the one that declares it.
+    EXPECT_TRUE((std::is_same_v<decltype(&NullDataCacheManagement::prefetch),
+                                decltype(&DataCacheManagementInterface::prefetch)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&NullDataCacheManagement::readDataDirectFromBin),
+                                decltype(&DataCacheManagementInterface::readDataDirectFromBin)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&NullDataCacheManagement::SyncConfigValues),
+                                decltype(&DataCacheManagementInterface::SyncConfigValues)>));
+    EXPECT_FALSE((std::is_same_v<decltype(&NullDataCacheManagement::GetDcOffset),
+                                 decltype(&DataCacheManagementInterface::GetDcOffset)>));
 }
 
 TEST_F(NullDataCache, NamesTheOperationInADerivedClassWhoseRefusalReturns) {

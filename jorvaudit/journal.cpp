@@ -1,0 +1,134 @@
+#include "jorvaudit/journal.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <ctime>
+#include <filesystem>
+
+#include "jorvaudit/report_json.h"
+#include "terminal/tool_error.h"
+
+namespace jorvaudit {
+
+namespace {
+
+using json = nlohmann::ordered_json;
+
+json LineOf(const std::string& step, const Tally& tally, const std::vector<Finding>& findings) {
+    json object = {{"tally", ToJson(tally)}, {"findings", json::array()}};
+    PutName(&object, "step", step);
+    for (const Finding& finding : findings) {
+        object["findings"].push_back(ToJson(finding));
+    }
+    return object;
+}
+
+}  // namespace
+
+Journal::Journal(const std::string& directory, json identity, bool resume)
+    : path_(directory + "/journal"), rawPath_(directory + "/raw/views.txt") {
+    file_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (file_ < 0) {
+        throw terminal::ToolError(terminal::Errno(path_, errno));
+    }
+    try {
+        Take(identity, resume);
+    } catch (...) {
+        ::close(file_);
+        throw;
+    }
+}
+
+void Journal::Take(const json& identity, bool resume) {
+    if (::flock(file_, LOCK_EX | LOCK_NB) != 0) {
+        throw terminal::ToolError(path_ + ": another audit is at work in this directory");
+    }
+    struct stat attributes = {};
+    ::fstat(file_, &attributes);
+    if (attributes.st_size != 0 && !resume) {
+        throw terminal::ToolError(path_ +
+                                  ": an audit was interrupted here; go on with --resume, or remove "
+                                  "the file to begin anew");
+    }
+    std::filesystem::create_directories(std::filesystem::path(rawPath_).parent_path());
+    Read(identity);
+    raw_.open(rawPath_, std::ios::binary | std::ios::app);
+    if (!raw_) {
+        throw terminal::ToolError(terminal::Errno(rawPath_, errno));
+    }
+}
+
+Journal::~Journal() {
+    ::close(file_);
+}
+
+// The last line may be half a line. What was being done then is done again, so it is cut off, and
+// so are the checker's lines that belong to it.
+void Journal::Read(const json& identity) {
+    std::ifstream in(path_, std::ios::binary);
+    std::string line;
+    std::uint64_t size = 0;
+    std::uint64_t rawSize = 0;
+    while (std::getline(in, line) && !in.eof()) {
+        const json object = json::parse(line, nullptr, false);
+        if (object.is_discarded()) {
+            break;
+        }
+        if (size == 0) {
+            if (object.at("audit") != identity) {
+                throw terminal::ToolError(
+                    path_ +
+                    ": the interrupted audit was another one; remove the file "
+                    "to begin anew");
+            }
+            object.at("started").get_to(started_);
+        } else {
+            done_.insert(GetName(object, "step"));
+            tally_ += TallyOf(object.at("tally"));
+            for (const json& finding : object.at("findings")) {
+                findings_.push_back(FindingOf(finding));
+            }
+            object.at("raw").get_to(rawSize);
+        }
+        size += line.size() + 1;
+    }
+    std::error_code ignored;
+    std::filesystem::resize_file(rawPath_, rawSize, ignored);
+    if (::ftruncate(file_, static_cast<off_t>(size)) != 0 || ::lseek(file_, 0, SEEK_END) < 0) {
+        throw terminal::ToolError(terminal::Errno(path_, errno));
+    }
+    if (size == 0) {
+        started_ = std::time(nullptr);
+        WriteLine({{"audit", identity}, {"started", started_}});
+    }
+}
+
+void Journal::Add(const std::string& step, const Tally& tally, const std::vector<Finding>& findings,
+                  const std::string& raw) {
+    raw_ << raw << std::flush;
+    json object = LineOf(step, tally, findings);
+    object["raw"] = static_cast<std::int64_t>(raw_.tellp());
+    WriteLine(object);
+    done_.insert(step);
+    tally_ += tally;
+    findings_.insert(findings_.end(), findings.begin(), findings.end());
+}
+
+void Journal::WriteLine(const json& object) {
+    const std::string line = object.dump(-1, ' ', true) + "\n";
+    if (::write(file_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
+        throw terminal::ToolError(terminal::Errno(path_, errno == 0 ? ENOSPC : errno));
+    }
+}
+
+void Journal::Remove() {
+    if (::unlink(path_.c_str()) != 0) {
+        throw terminal::ToolError(terminal::Errno(path_, errno));
+    }
+}
+
+}  // namespace jorvaudit

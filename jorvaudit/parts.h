@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace jorvaudit {
+
+/// Part number `index`, from 1, of a share that is divided into `of` parts.
+struct Part {
+    unsigned index = 1;
+    unsigned of = 1;
+};
+
+/// A directory of the share, with all that is below it or alone.
+struct Unit {
+    std::string path;
+    bool withBelow = true;
+};
+
+/// The directories of a part. The division depends on the upper directories of the share alone, at
+/// most three levels of them, and each directory is in exactly one part.
+std::vector<Unit> UnitsOf(const std::string& share, bool tables, const Part& part);
+
+}  // namespace jorvaudit

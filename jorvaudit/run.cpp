@@ -1,0 +1,187 @@
+#include "jorvaudit/run.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <filesystem>
+#include <limits>
+#include <thread>
+
+#include "jorvaudit/acknowledge.h"
+#include "jorvaudit/data_check.h"
+#include "jorvaudit/image_check.h"
+#include "jorvaudit/journal.h"
+#include "jorvaudit/meter.h"
+#include "jorvaudit/output.h"
+#include "jorvaudit/parts.h"
+#include "jorvaudit/report_json.h"
+#include "jorvaudit/scratch.h"
+#include "jorvaudit/tree_audit.h"
+#include "terminal/console.h"
+#include "terminal/tool_error.h"
+
+namespace jorvaudit {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kImagesStep = "images";
+constexpr const char* kDataStep = "data";
+constexpr std::int64_t kSecondsPerHour = 3600;
+
+void MakeOutput(const std::string& directory, const std::string& share) {
+    if (LiesIn(directory, share)) {
+        throw terminal::ToolError(directory + ": lies in the share, which is not written to");
+    }
+    std::error_code failure;
+    const bool isNew = fs::create_directories(directory, failure);
+    if (failure) {
+        throw terminal::ToolError(terminal::Errno(directory, failure.value()));
+    }
+    if (isNew) {
+        // Names of files are not for everyone.
+        ::chmod(directory.c_str(), S_IRWXU);
+    }
+}
+
+std::size_t Jobs(const AuditOptions& options) {
+    constexpr unsigned kFewest = 4;
+    return options.jobs != 0 ? options.jobs
+                             : std::max(kFewest, std::thread::hardware_concurrency());
+}
+
+class Audit {
+  public:
+    explicit Audit(const AuditOptions& options)
+        : options_(options), share_(FindShare(options)), raw_(options.output + "/raw") {}
+
+    int Run() {
+        MakeOutput(options_.output, share_);
+        Journal journal(options_.output, Identity(), options_.resume);
+        {
+            const Scratch scratch(share_);
+            ground_ = Prepare(options_, scratch.Path());
+            if (!ground_.meaningless) {
+                SetAge(journal.Started());
+                units_ = UnitsOf(share_, ground_.facts.tables,
+                                 {.index = options_.part, .of = options_.parts});
+                CheckImagesOnce(&journal, scratch.Path());
+                CheckTree(&journal, scratch.Path());
+                CheckDataOnce(&journal, scratch.Path());
+            }
+        }
+        Report report = MakeReport(&journal);
+        WriteReport(report, options_.output);
+        journal.Remove();
+        terminal::PrintResult(TextOf(report) + "\nAll of it: " + options_.output +
+                              "/report.html and report.json; the files: affected.txt\n");
+        return report.status;
+    }
+
+  private:
+    [[nodiscard]] nlohmann::ordered_json Identity() const {
+        nlohmann::ordered_json identity = {{"version", JORVAUDIT_VERSION},
+                                           {"hours", options_.hours},
+                                           {"part", options_.part},
+                                           {"parts", options_.parts}};
+        PutName(&identity, "share", share_);
+        PutName(&identity, "id", options_.shareId);
+        return identity;
+    }
+
+    // Of the time of the first run, so that a run that goes on leaves out the same files.
+    void SetAge(std::int64_t now) {
+        ground_.settings.checksData = ground_.facts.tables && ground_.idFits;
+        ground_.settings.youngerThan = options_.hours == 0
+                                           ? std::numeric_limits<std::int64_t>::max()
+                                           : now - options_.hours * kSecondsPerHour;
+    }
+
+    void CheckImagesOnce(Journal* journal, const std::string& scratch) const {
+        if (options_.part == 1 && !journal->HasStep(kImagesStep)) {
+            const ImagesResult images =
+                CheckImages(ground_.settings, options_.timeLimit, scratch + "/images", raw_);
+            Tally tally;
+            tally[What::kImages] = images.count;
+            journal->Add(kImagesStep, tally, images.findings, {});
+        }
+    }
+
+    void CheckTree(Journal* journal, const std::string& scratch) {
+        Meter meter;
+        TreeAudit tree({.settings = &ground_.settings,
+                        .journal = journal,
+                        .scratch = scratch,
+                        .jobs = Jobs(options_),
+                        .timeLimit = Children::Seconds(options_.timeLimit)},
+                       [&](const Advance& advance) { meter.Show(advance); });
+        tree.Run(units_);
+    }
+
+    void CheckDataOnce(Journal* journal, const std::string& scratch) {
+        const Tally& sums = journal->Sums();
+        // Of a share that was moved, the checker would look at the other place.
+        const bool isMoved = sums.elsewhere > 0 && sums.elsewhere == sums[What::kHeaders].lookedAt;
+        if (!ground_.settings.checksData || isMoved || journal->HasStep(kDataStep)) {
+            return;
+        }
+        std::ranges::sort(journal->Findings());
+        const DataResult data = CheckData({.options = &options_,
+                                           .ground = &ground_,
+                                           .units = units_,
+                                           .scratch = scratch,
+                                           .raw = raw_},
+                                          sums, journal->Findings());
+        Tally tally;
+        tally[What::kData].lookedAt = data.lookedAt;
+        journal->Add(kDataStep, tally, data.findings, {});
+    }
+
+    Report MakeReport(Journal* journal) {
+        Report report;
+        report.sharePath = share_;
+        report.shareId = options_.shareId;
+        report.hours = options_.hours;
+        report.layout = ground_.meaningless ? "" : ground_.facts.tables ? "tables" : "files";
+        report.configPath = ground_.configPath;
+        report.volumeTable = ground_.facts.volumeTable;
+        report.parts = options_.parts;
+        report.present = {options_.part};
+        report.started = journal->Started();
+        report.ended = std::time(nullptr);
+        report.counted = !ground_.meaningless;
+        report.tally = journal->Sums();
+        report.volumes = ground_.volumes;
+        report.findings = std::move(journal->Findings());
+        std::ranges::move(ground_.findings, std::back_inserter(report.findings));
+        FinishReport(options_.output, options_.acknowledge, &report);
+        return report;
+    }
+
+    const AuditOptions& options_;
+    const std::string share_;
+    const std::string raw_;
+    Ground ground_;
+    std::vector<Unit> units_;
+};
+
+}  // namespace
+
+int RunAudit(const AuditOptions& options) {
+    return Audit(options).Run();
+}
+
+void FinishReport(const std::string& directory, const std::string& acknowledge, Report* report) {
+    Compose(report);
+    CarryOver(directory, report);
+    if (!acknowledge.empty()) {
+        Acknowledge(acknowledge, report->ended, report);
+    }
+    // Again, now that it is known what was acknowledged.
+    Compose(report);
+}
+
+}  // namespace jorvaudit

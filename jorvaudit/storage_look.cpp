@@ -1,0 +1,239 @@
+#include "jorvaudit/storage_look.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <shared_mutex>
+#include <utility>
+
+#include "storage/config.h"
+#include "storage/exception.h"
+#include "storage/extent_file.h"
+#include "storage/file_ext_map_mgr.h"
+#include "storage/header_file.h"
+#include "storage/jorv_utils.h"
+#include "storage/vol_mgr.h"
+
+namespace jorvaudit {
+
+namespace {
+
+namespace storage = Corvane::Kst::Marlow::Jorv;
+
+constexpr std::uint64_t kLocal = 1;
+constexpr std::uint64_t kFirstContainer = 64;
+constexpr std::uint64_t kMostLocalBytes = 131072;
+
+// A library that throws without a number has still failed.
+int NumberOf(const storage::SysException& failure) {
+    return failure.GetErrorNumber() == 0 ? EBADMSG : failure.GetErrorNumber();
+}
+
+std::uint64_t SpanBytes() {
+    storage::FileSystemDaemonConfig* const config = storage::FileSystemDaemonConfig::GetInstance();
+    const std::shared_lock lock(config->configLock);
+    return std::uint64_t{config->tableSpanGiB} << 30U;
+}
+
+class OpenedFile {
+  public:
+    explicit OpenedFile(const std::string& path)
+        : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)),
+          error_(descriptor_ < 0 ? errno : 0) {}
+    ~OpenedFile() {
+        if (descriptor_ >= 0) {
+            ::close(descriptor_);
+        }
+    }
+    OpenedFile(const OpenedFile&) = delete;
+    OpenedFile& operator=(const OpenedFile&) = delete;
+
+    /// Of opening it or of the last read.
+    [[nodiscard]] int Error() const { return error_; }
+
+    void Read(std::int64_t offset, std::uint64_t bytes, std::vector<char>* buffer) {
+        buffer->resize(std::min(bytes, kMostLocalBytes));
+        if (error_ == 0 && offset >= 0 &&
+            ::pread(descriptor_, buffer->data(), buffer->size(), offset) < 0) {
+            error_ = errno;
+        }
+    }
+
+  private:
+    int descriptor_;
+    int error_;
+};
+
+bool IsSameDirectory(const std::string& a, const std::string& b) {
+    struct stat first = {};
+    struct stat second = {};
+    return ::stat(a.c_str(), &first) == 0 && ::stat(b.c_str(), &second) == 0 &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+}  // namespace
+
+StorageFacts AskStorage(const std::string& id) {
+    StorageFacts facts;
+    facts.tables = storage::JorvConfig::GetInstance()->useFileExtMap != 0;
+    facts.metaDir = storage::FileSystemDaemonConfig::GetInstance()->GetMetaDirPath();
+    if (!id.empty()) {
+        facts.shareDir = storage::JorvUtils::GetShareDir(id);
+    }
+    facts.volumeTable = storage::VolMgr::GetStorageFstabPath();
+    std::vector<storage::VolMgr::MntEnt> entries;
+    facts.volumeTableReadable = storage::VolMgr::LoadGlobalFstab(facts.volumeTable, &entries) == 0;
+    for (const storage::VolMgr::MntEnt& entry : entries) {
+        facts.volumes.push_back({entry.source, entry.mountPath});
+    }
+    // As the checker does, which keeps them in a set: a volume that is listed twice counts once.
+    std::ranges::stable_sort(facts.volumes, {}, &VolumeEntry::path);
+    const auto repeated = std::ranges::unique(facts.volumes, {}, &VolumeEntry::path);
+    facts.volumes.erase(repeated.begin(), repeated.end());
+    return facts;
+}
+
+// CBOR keeps texts as they are, whatever bytes they hold.
+std::string Encode(const StorageFacts& facts) {
+    nlohmann::ordered_json object = {{"tables", facts.tables},
+                                     {"meta", facts.metaDir},
+                                     {"dir", facts.shareDir},
+                                     {"table", facts.volumeTable},
+                                     {"readable", facts.volumeTableReadable},
+                                     {"volumes", nlohmann::ordered_json::array()}};
+    for (const VolumeEntry& volume : facts.volumes) {
+        object["volumes"].push_back({volume.source, volume.path});
+    }
+    std::string bytes;
+    nlohmann::ordered_json::to_cbor(object, bytes);
+    return bytes;
+}
+
+StorageFacts DecodeFacts(const std::string& bytes) {
+    const nlohmann::ordered_json object = nlohmann::ordered_json::from_cbor(bytes);
+    StorageFacts facts = {.tables = object.at("tables"),
+                          .metaDir = object.at("meta"),
+                          .shareDir = object.at("dir"),
+                          .volumeTable = object.at("table"),
+                          .volumeTableReadable = object.at("readable"),
+                          .volumes = {}};
+    for (const nlohmann::ordered_json& volume : object.at("volumes")) {
+        facts.volumes.push_back({volume.at(0), volume.at(1)});
+    }
+    return facts;
+}
+
+StorageLook::StorageLook(std::string share, bool tables,
+                         const std::vector<std::uint64_t>* containers)
+    : share_(std::move(share)), tables_(tables), containers_(containers) {}
+
+FileFacts StorageLook::Look(const std::string& directory, const FileEntry& file, Depth depth) {
+    const std::string path = Below(directory, file.name);
+    FileFacts facts;
+    LookAtHeader(PathIn(share_, Tree::kHead, path), &facts);
+    const std::string unitPath = PathIn(share_, Tree::kStu, path);
+    // A storage unit that may not be opened is passed over by the checker in silence.
+    if (file.unit == Has::kFile && ::faccessat(AT_FDCWD, unitPath.c_str(), R_OK, AT_EACCESS) != 0) {
+        facts.unitError = errno;
+    }
+    if (depth == Depth::kHeader || file.extents == Has::kNothing) {
+        return facts;
+    }
+    std::unique_ptr<OpenedFile> unit;
+    if (file.unit == Has::kFile && depth == Depth::kData) {
+        unit = std::make_unique<OpenedFile>(unitPath);
+    }
+    std::uint64_t last = 0;
+    std::vector<char> buffer;
+    const auto visit = [&](storage::Ext* extent) {
+        const std::uint64_t dcid = extent->GetDCID().dcid;
+        if (dcid == kLocal && unit) {
+            unit->Read(extent->GetDataOffset(), extent->GetEndOffset() - extent->GetStartOffset(),
+                       &buffer);
+        }
+        // Neighbouring extents mostly lie in one container.
+        if (dcid >= kFirstContainer && dcid != last) {
+            last = dcid;
+            named_ += dcid;
+            if (!std::ranges::binary_search(*containers_, dcid)) {
+                facts.missing.push_back(dcid);
+            }
+        }
+    };
+    try {
+        WalkExtents(PathIn(share_, Tree::kMap, path), visit);
+    } catch (const storage::SysException& failure) {
+        facts.extentsError = NumberOf(failure);
+    }
+    if (unit) {
+        facts.unitError = unit->Error();
+    }
+    std::ranges::sort(facts.missing);
+    const auto repeated = std::ranges::unique(facts.missing);
+    facts.missing.erase(repeated.begin(), repeated.end());
+    return facts;
+}
+
+void StorageLook::LookAtHeader(const std::string& path, FileFacts* facts) {
+    struct stat attributes = {};
+    try {
+        storage::HeaderFile header(&attributes);
+        header.Load(path);
+        facts->elsewhere = IsElsewhere(header.extentLocation);
+        facts->hostile = header.extentLocation.find('\n') != std::string::npos;
+    } catch (const storage::SysException& failure) {
+        facts->headerError = NumberOf(failure);
+    }
+    facts->size = attributes.st_size;
+    facts->modified = attributes.st_mtim.tv_sec;
+}
+
+// Walks the extents in the layout that the library is configured for, as the checker does.
+template <typename Visit>
+void StorageLook::WalkExtents(const std::string& path, const Visit& visit) {
+    const auto walk = [&](storage::CMappingTable* table) {
+        for (auto cursor = table->begin(); !cursor.Equals(table->end()); cursor.Next()) {
+            visit(cursor.operator->());
+        }
+    };
+    if (!tables_) {
+        const std::unique_ptr<storage::CMappingTable> table(
+            storage::CreateMappingTable(&cache_, ""));
+        storage::ExtentFile(table.get()).Load(path);
+        walk(table.get());
+        return;
+    }
+    storage::FileExtMapMgr manager(path, "", nullptr, &cache_);
+    manager.LoadTables();
+    const std::uint64_t span = SpanBytes();
+    for (std::uint64_t offset = 0;; offset += span) {
+        storage::ExtMapEntry entry = {};
+        if (manager.GetTableForRead(static_cast<long>(offset), &entry) != 0) {
+            return;
+        }
+        walk(entry.table);
+    }
+}
+
+// The location is a directory that holds the share two levels down, by the names that the share
+// has.
+bool StorageLook::IsElsewhere(const std::string& location) {
+    const auto [known, isNew] = elsewhere_.try_emplace(location, true);
+    if (isNew) {
+        std::error_code failure;
+        const std::filesystem::path share = std::filesystem::canonical(share_, failure);
+        const std::filesystem::path recorded =
+            std::filesystem::path(location) / share.parent_path().filename() / share.filename();
+        known->second = !IsSameDirectory(recorded.string(), share_);
+    }
+    return known->second;
+}
+
+}  // namespace jorvaudit

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "jorvaudit/report.h"
+#include "jorvaudit/storage_look.h"
+
+namespace jorvaudit {
+
+/// The containers that the volumes have, by their names alone.
+struct VolumeSearch {
+    std::vector<Volume> volumes;
+    std::vector<std::uint64_t> containers;  ///< with data and index, ascending
+    std::vector<Finding> findings;
+};
+
+/// Searches all volumes as the checker does: a regular file "<number>.bin" with "<number>.bhd"
+/// beside it is a container. Where the checker ends its search of a volume, this one goes on and
+/// says so. Run in a child process: a volume may hang.
+VolumeSearch SearchVolumes(const std::vector<VolumeEntry>& entries);
+
+/// Bytes for another process, and back.
+std::string Encode(const VolumeSearch& search);
+VolumeSearch DecodeSearch(const std::string& bytes);
+
+}  // namespace jorvaudit
