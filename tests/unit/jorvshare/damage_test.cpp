@@ -404,9 +404,9 @@ TEST_P(Damage, ASignalStopsItBeforeTheFirstChangeOrNotAtAll) {
     const auto whole = std::chrono::duration_cast<std::chrono::microseconds>(
         std::chrono::steady_clock::now() - began);
     const auto after = Contents(site_);
-    constexpr unsigned seed = 20240611;
-    std::cout << "seed " << seed << "\n";
-    std::mt19937 random(seed);
+    constexpr unsigned kSeed = 20240611;
+    std::cout << "seed " << kSeed << "\n";
+    std::mt19937 random(kSeed);
     for (int round = 0; round < 40; ++round) {
         WriteFile(path, sound);
         const int signal = std::array{SIGTERM, SIGINT, SIGHUP}.at(random() % 3);

@@ -172,7 +172,8 @@ TEST_P(InterruptedPack, AShareOfAnOldSiteThatWasKilledOutrightCanBePackedAgain) 
         }
         EXPECT_TRUE(fs::exists(temp_ / ("site/images/P/T/" + id)));
         for (const std::string& one : {id, std::string("1")}) {
-            const std::string back = temp_ / ("back" + id + "-" + one);
+            std::string back = temp_ / "back";
+            back.append(id).append("-").append(one);
             EXPECT_EQ(RunTool({"unpack", temp_ / "site", back, "--share-id", one}).status, 0);
             EXPECT_EQ(Files(back), Files(temp_ / "source"));
         }

@@ -15,13 +15,13 @@
 namespace {
 
 // How many calls of syncfs still succeed.
-int goodSyncs = 1000000;
+int g_goodSyncs = 1000000;
 
 }  // namespace
 
 // In the place of the C library's for the whole of this program.
 extern "C" int syncfs(int fd) noexcept {
-    if (goodSyncs-- <= 0) {
+    if (g_goodSyncs-- <= 0) {
         errno = EIO;
         return -1;
     }
@@ -43,9 +43,9 @@ class TargetDirectoryTest : public testing::Test {
         {
             TargetDirectory target(temp_ / "t", 0755);
             WriteFile(target.Tree().At("f"), "x");
-            goodSyncs = syncs - 1;
+            g_goodSyncs = syncs - 1;
             EXPECT_THROW(target.Commit(), SysException);
-            goodSyncs = 1000000;
+            g_goodSyncs = 1000000;
             EXPECT_FALSE(fs::exists(temp_ / "t/f"));
         }
         EXPECT_FALSE(fs::exists(temp_ / "t/f"));
@@ -77,10 +77,10 @@ TEST_F(TargetDirectoryTest, AnEmptyDirectoryThatWasReplacedComesBack) {
 TEST_F(TargetDirectoryTest, ADirectoryThatIsSyncedIsThere) {
     TargetDirectory target(temp_ / "t", 0755);
     WriteFile(target.Tree().At("f"), "x");
-    goodSyncs = 2;
+    g_goodSyncs = 2;
     target.Commit();
-    EXPECT_EQ(goodSyncs, 0);
-    goodSyncs = 1000000;
+    EXPECT_EQ(g_goodSyncs, 0);
+    g_goodSyncs = 1000000;
     EXPECT_TRUE(fs::exists(temp_ / "t/f"));
 }
 

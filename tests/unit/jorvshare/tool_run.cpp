@@ -80,9 +80,9 @@ void ExpectMisused(const Ended& ended, const std::string& line) {
 }
 
 void BecomeNobody() {
-    constexpr uid_t nobody = 65534;
+    constexpr uid_t kNobody = 65534;
     if (::geteuid() == 0 &&
-        (::setgroups(0, nullptr) != 0 || ::setgid(nobody) != 0 || ::setuid(nobody) != 0)) {
+        (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)) {
         ::_exit(99);
     }
 }
@@ -98,10 +98,10 @@ std::map<std::string, std::string> Snapshot(const std::string& root) {
             text.append(std::to_string(attributes.st_mtim.tv_nsec)).append(" ");
             const std::string bytes = test_support::ReadFile(entry.path().string());
             // Long ones are told apart by a hash, so that a failure stays readable.
-            constexpr std::size_t longest = 200;
-            text += bytes.size() <= longest ? bytes
-                                            : std::to_string(bytes.size()) + " bytes, hash " +
-                                                  std::to_string(std::hash<std::string>()(bytes));
+            constexpr std::size_t kLongest = 200;
+            text += bytes.size() <= kLongest ? bytes
+                                             : std::to_string(bytes.size()) + " bytes, hash " +
+                                                   std::to_string(std::hash<std::string>()(bytes));
         }
         found.emplace(entry.path().string().substr(root.size() + 1), text);
     }

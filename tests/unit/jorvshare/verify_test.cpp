@@ -41,7 +41,7 @@ class VerifyTest : public testing::TestWithParam<const char*> {
         std::vector<std::string> arguments = {"verify", site_, "--share-id", "7"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         const auto before = Snapshot(temp_.Path());
-        const Ended ended = RunTool(arguments);
+        Ended ended = RunTool(arguments);
         EXPECT_EQ(Snapshot(temp_.Path()), before);
         return ended;
     }
