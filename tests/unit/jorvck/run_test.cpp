@@ -112,8 +112,9 @@ TEST_F(ARun, ReadsTheStorageUnitsOfTheShareWhetherOrNotItsPathEndsInASlash) {
         SCOPED_TRACE(slash);
         const interposed::Files files(share.Path(), kReadBufferSize);
         Run({"--share_path", share.Path() + slash});
-        EXPECT_EQ(written.err,
-                  "Verify file " + map + "\n[ERROR]: extent file cksum failed " + map + "\n");
+        std::string wanted("Verify file ");
+        wanted.append(map).append("\n[ERROR]: extent file cksum failed ").append(map).append("\n");
+        EXPECT_EQ(written.err, wanted);
         EXPECT_EQ(std::ranges::count(files.Calls(), "fopen64 /stu/f rb"), 1);
     }
 }

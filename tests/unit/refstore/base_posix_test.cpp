@@ -23,17 +23,17 @@ namespace {
 
 // Calls of pread, pwrite and write that are still to be interrupted, and the most bytes that the
 // others move.
-int interruptions = 0;
-std::size_t mostBytes = ~std::size_t{0};
+int g_interruptions = 0;
+std::size_t g_mostBytes = ~std::size_t{0};
 
 template <typename Call>
 ssize_t Hampered(std::size_t size, const Call& call) {
-    if (interruptions > 0) {
-        --interruptions;
+    if (g_interruptions > 0) {
+        --g_interruptions;
         errno = EINTR;
         return -1;
     }
-    return call(std::min(size, mostBytes));
+    return call(std::min(size, g_mostBytes));
 }
 
 }  // namespace
@@ -77,12 +77,12 @@ bool IsOpen(int fd) {
 class Hampering {
   public:
     Hampering() {
-        interruptions = 2;
-        mostBytes = 3;
+        g_interruptions = 2;
+        g_mostBytes = 3;
     }
     ~Hampering() {
-        interruptions = 0;
-        mostBytes = ~std::size_t{0};
+        g_interruptions = 0;
+        g_mostBytes = ~std::size_t{0};
     }
     Hampering(const Hampering&) = delete;
     Hampering& operator=(const Hampering&) = delete;

@@ -26,7 +26,7 @@
 
 namespace {
 
-std::function<void()> beforeOpening;
+std::function<void()> g_beforeOpening;
 
 }  // namespace
 
@@ -36,9 +36,9 @@ extern "C" int open(const char* path, int flags, ...) {
     va_start(rest, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
     va_end(rest);
-    if (const auto before = std::exchange(beforeOpening, nullptr)) {
+    if (const auto before = std::exchange(g_beforeOpening, nullptr)) {
         before();
-        beforeOpening = before;
+        g_beforeOpening = before;
     }
     return next(path, flags, mode);
 }
@@ -60,8 +60,8 @@ Failure OpeningFailure(const std::string& path) {
 // While it lives, opening a file calls `before` first.
 class BeforeOpening {
   public:
-    explicit BeforeOpening(std::function<void()> before) { beforeOpening = std::move(before); }
-    ~BeforeOpening() { beforeOpening = nullptr; }
+    explicit BeforeOpening(std::function<void()> before) { g_beforeOpening = std::move(before); }
+    ~BeforeOpening() { g_beforeOpening = nullptr; }
     BeforeOpening(const BeforeOpening&) = delete;
     BeforeOpening& operator=(const BeforeOpening&) = delete;
 };

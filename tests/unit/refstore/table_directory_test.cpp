@@ -18,7 +18,6 @@ using refstore::Extent;
 using refstore::TableDirectory;
 using refstore::TableDirectoryRecord;
 using refstore::TableRecord;
-using refstore_test::Damage;
 using refstore_test::Failure;
 using refstore_test::FailureOf;
 using table_test::MakeTable;
