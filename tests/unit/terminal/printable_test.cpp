@@ -9,7 +9,8 @@ using terminal::Printable;
 
 TEST(Printable, TextOfAnyScriptStays) {
     EXPECT_EQ(Printable("a b-c_1.txt"), "a b-c_1.txt");
-    EXPECT_EQ(Printable("\xc3\xa4\xe6\x97\xa5\xf0\x9f\x98\x80"), "\xc3\xa4\xe6\x97\xa5\xf0\x9f\x98\x80");
+    EXPECT_EQ(Printable("\xc3\xa4\xe6\x97\xa5\xf0\x9f\x98\x80"),
+              "\xc3\xa4\xe6\x97\xa5\xf0\x9f\x98\x80");
 }
 
 TEST(Printable, ControlCharactersAndBackslashesAreWrittenOut) {
