@@ -3,7 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <nlohmann/json.hpp>
+
+#include "jorvaudit/report_json.h"
 
 namespace jorvaudit {
 
@@ -44,10 +45,7 @@ Captured RunCaptured(const std::vector<std::string>& words, Children::Seconds li
             const bool isOut = stream == lines::Stream::kOutput;
             Put(isOut ? outFile : errFile, bytes, isOut ? &out : &err);
         });
-        std::string bytes;
-        nlohmann::ordered_json::to_cbor(
-            {{"status", end.status}, {"signal", end.signal}, {"out", out}, {"err", err}}, bytes);
-        return bytes;
+        return Packed({{"status", end.status}, {"signal", end.signal}, {"out", out}, {"err", err}});
     };
     const Children::Ended ended = RunInChild({.body = body, .limit = limit});
     if (!ended.IsRegular()) {
@@ -56,7 +54,7 @@ Captured RunCaptured(const std::vector<std::string>& words, Children::Seconds li
                 .out = {},
                 .err = {}};
     }
-    const nlohmann::ordered_json object = nlohmann::ordered_json::from_cbor(ended.result);
+    const nlohmann::ordered_json object = Unpacked(ended.result);
     return {.end = {.status = object.at("status"), .signal = object.at("signal")},
             .timedOut = false,
             .out = object.at("out"),

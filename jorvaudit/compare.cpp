@@ -58,7 +58,7 @@ std::string JsonOf(const Comparison& comparison) {
     const auto put = [&](const char* key, const std::vector<const Finding*>& findings) {
         object[key] = nlohmann::ordered_json::array();
         for (const Finding* const finding : findings) {
-            object[key].push_back(ToJson(*finding));
+            object[key].push_back(*finding);
         }
     };
     put("new", comparison.appeared);

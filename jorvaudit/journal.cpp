@@ -5,29 +5,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <filesystem>
+#include <iterator>
 
 #include "jorvaudit/report_json.h"
 #include "terminal/tool_error.h"
 
 namespace jorvaudit {
 
-namespace {
-
 using json = nlohmann::ordered_json;
-
-json LineOf(const std::string& step, const Tally& tally, const std::vector<Finding>& findings) {
-    json object = {{"tally", ToJson(tally)}, {"findings", json::array()}};
-    PutName(&object, "step", step);
-    for (const Finding& finding : findings) {
-        object["findings"].push_back(ToJson(finding));
-    }
-    return object;
-}
-
-}  // namespace
 
 Journal::Journal(const std::string& directory, json identity, bool resume)
     : path_(directory + "/journal"), rawPath_(directory + "/raw/views.txt") {
@@ -88,10 +77,9 @@ void Journal::Read(const json& identity) {
             object.at("started").get_to(started_);
         } else {
             done_.insert(GetName(object, "step"));
-            tally_ += TallyOf(object.at("tally"));
-            for (const json& finding : object.at("findings")) {
-                findings_.push_back(FindingOf(finding));
-            }
+            tally_ += object.at("tally").get<Tally>();
+            std::ranges::move(object.at("findings").get<std::vector<Finding>>(),
+                              std::back_inserter(findings_));
             object.at("raw").get_to(rawSize);
         }
         size += line.size() + 1;
@@ -110,7 +98,8 @@ void Journal::Read(const json& identity) {
 void Journal::Add(const std::string& step, const Tally& tally, const std::vector<Finding>& findings,
                   const std::string& raw) {
     raw_ << raw << std::flush;
-    json object = LineOf(step, tally, findings);
+    json object = {{"tally", tally}, {"findings", findings}};
+    PutName(&object, "step", step);
     object["raw"] = static_cast<std::int64_t>(raw_.tellp());
     WriteLine(object);
     done_.insert(step);

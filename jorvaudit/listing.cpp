@@ -4,11 +4,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <map>
 #include <memory>
-#include <optional>
 #include <system_error>
 
 #include "terminal/tool_error.h"
@@ -21,11 +19,12 @@ struct CloseListing {
     void operator()(DIR* listing) const { ::closedir(listing); }
 };
 
-struct Name {
-    std::string text;
-    Has has;
-    bool link;
+// What a tree has under a name.
+struct Entry {
+    Has has = Has::kNothing;
+    bool isLink = false;
 };
+using Entries = std::map<std::string, std::array<Entry, 3>>;
 
 Has KindOf(mode_t mode) {
     return S_ISDIR(mode) ? Has::kDirectory : S_ISREG(mode) ? Has::kFile : Has::kOther;
@@ -33,45 +32,44 @@ Has KindOf(mode_t mode) {
 
 // Links are followed, as the checker does. One that leads nowhere, or that cannot be followed, is
 // something that is there.
-Name NameOf(DIR* listing, const dirent& entry) {
+Entry EntryOf(int directory, const dirent& entry) {
     switch (entry.d_type) {
         case DT_REG:
-            return {entry.d_name, Has::kFile, false};
+            return {.has = Has::kFile};
         case DT_DIR:
-            return {entry.d_name, Has::kDirectory, false};
+            return {.has = Has::kDirectory};
         case DT_LNK:
         case DT_UNKNOWN: {
             struct stat itself = {};
             struct stat target = {};
-            const bool link =
-                ::fstatat(::dirfd(listing), entry.d_name, &itself, AT_SYMLINK_NOFOLLOW) == 0 &&
+            const bool isLink =
+                ::fstatat(directory, entry.d_name, &itself, AT_SYMLINK_NOFOLLOW) == 0 &&
                 S_ISLNK(itself.st_mode);
-            const bool found = ::fstatat(::dirfd(listing), entry.d_name, &target, 0) == 0;
-            return {entry.d_name, found ? KindOf(target.st_mode) : Has::kOther, link};
+            const bool isFound = ::fstatat(directory, entry.d_name, &target, 0) == 0;
+            return {.has = isFound ? KindOf(target.st_mode) : Has::kOther, .isLink = isLink};
         }
         default:
-            return {entry.d_name, Has::kOther, false};
+            return {.has = Has::kOther};
     }
 }
 
-std::vector<Name> NamesOf(const std::string& directory, int* code) {
-    std::vector<Name> names;
-    const std::unique_ptr<DIR, CloseListing> listing(::opendir(directory.c_str()));
-    *code = listing == nullptr ? errno : 0;
-    while (*code == 0) {
+// Adds the entries of a directory of one tree; an error number, or 0.
+int AddEntries(const std::string& path, std::size_t tree, Entries* entries) {
+    const std::unique_ptr<DIR, CloseListing> listing(::opendir(path.c_str()));
+    if (listing == nullptr) {
+        return errno;
+    }
+    for (;;) {
         errno = 0;
         const dirent* const entry = ::readdir(listing.get());
         if (entry == nullptr) {
-            *code = errno;
-            break;
+            return errno;
         }
         const std::string_view name = entry->d_name;
         if (name != "." && name != "..") {
-            names.push_back(NameOf(listing.get(), *entry));
+            (*entries)[entry->d_name].at(tree) = EntryOf(::dirfd(listing.get()), *entry);
         }
     }
-    std::ranges::sort(names, {}, &Name::text);
-    return names;
 }
 
 class Lister {
@@ -82,17 +80,19 @@ class Lister {
     }
 
     Listing List() {
-        std::array<std::vector<Name>, 3> names;
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            int code = 0;
-            names.at(i) = NamesOf(PathIn(share_, static_cast<Tree>(i), listing_.path), &code);
+        Entries entries;
+        for (std::size_t i = 0; i < kTreeNames.size(); ++i) {
+            const auto tree = static_cast<Tree>(i);
+            const int code = AddEntries(PathIn(share_, tree, listing_.path), i, &entries);
             listing_.missing.at(i) = code == ENOENT || code == ENOTDIR;
             listing_.unreadable.at(i) = code != 0 && !listing_.missing.at(i);
             if (listing_.unreadable.at(i)) {
-                AddUnreadable(static_cast<Tree>(i), code);
+                AddUnreadable(tree, code);
             }
         }
-        MergeNames(names);
+        for (const auto& [name, inTrees] : entries) {
+            AddName(name, inTrees);
+        }
         return std::move(listing_);
     }
 
@@ -107,39 +107,11 @@ class Lister {
                  std::generic_category().message(code) + " (errno " + std::to_string(code) + ")"});
     }
 
-    // Goes through the three sorted lists side by side.
-    void MergeNames(std::array<std::vector<Name>, 3>& names) {
-        std::array<std::size_t, 3> at = {};
-        for (;;) {
-            const std::string* smallest = nullptr;
-            for (std::size_t i = 0; i < names.size(); ++i) {
-                if (at.at(i) < names.at(i).size()) {
-                    const std::string& text = names.at(i)[at.at(i)].text;
-                    smallest = smallest == nullptr || text < *smallest ? &text : smallest;
-                }
-            }
-            if (smallest == nullptr) {
-                return;
-            }
-            const std::string name = *smallest;
-            std::array<const Name*, 3> same = {};
-            for (std::size_t i = 0; i < names.size(); ++i) {
-                if (at.at(i) < names.at(i).size() && names.at(i)[at.at(i)].text == name) {
-                    same.at(i) = &names.at(i)[at.at(i)++];
-                }
-            }
-            AddName(name, same);
-        }
-    }
-
-    void AddName(const std::string& name, const std::array<const Name*, 3>& same) {
-        std::array<Has, 3> has = {};
+    void AddName(const std::string& name, const std::array<Entry, 3>& inTrees) {
+        std::array<Has, 3> has = {inTrees[0].has, inTrees[1].has, inTrees[2].has};
         bool isDirectory = false;
-        for (std::size_t i = 0; i < same.size(); ++i) {
-            has.at(i) = same.at(i) == nullptr ? Has::kNothing : same.at(i)->has;
-        }
         const bool isFile = has[0] != Has::kNothing && has[0] != Has::kDirectory;
-        for (std::size_t i = 0; i < same.size(); ++i) {
+        for (std::size_t i = 0; i < has.size(); ++i) {
             // Under the name of a header, a directory is the file's own: tables, or damage.
             if (has.at(i) != Has::kDirectory || isFile) {
                 continue;
@@ -147,7 +119,7 @@ class Lister {
             if (i == 1 && has[0] == Has::kNothing && IsTables(name)) {
                 continue;
             }
-            if (same.at(i)->link) {
+            if (inTrees.at(i).isLink) {
                 listing_.findings.push_back(
                     {.kind = &kinds::kLinkedDirectory,
                      .object = Object::kDirectory,

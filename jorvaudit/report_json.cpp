@@ -75,14 +75,7 @@ json HeadJson(const Report& report) {
     for (const Cause& cause : report.causes) {
         head["causes"].push_back(CauseJson(cause, report.findings.at(cause.first)));
     }
-    head["volumes"] = json::array();
-    for (const Volume& volume : report.volumes) {
-        json object = json::object();
-        PutName(&object, "path", volume.path);
-        object["containers"] = volume.containers;
-        object["whole"] = volume.whole;
-        head["volumes"].push_back(object);
-    }
+    head["volumes"] = report.volumes;
     head["history"] = json::array();
     for (const PastRun& past : report.history) {
         head["history"].push_back({{"ended", TimeText(past.ended)},
@@ -90,7 +83,7 @@ json HeadJson(const Report& report) {
                                    {"findings", past.findings},
                                    {"files", past.files}});
     }
-    head["tally"] = ToJson(report.tally);
+    head["tally"] = report.tally;
     return head;
 }
 
@@ -110,15 +103,12 @@ Report ReportOfHead(const json& head) {
     report.ended = TimeOf(head.at("ended"));
     head.at("counted").get_to(report.counted);
     head.at("status").get_to(report.status);
-    report.tally = TallyOf(head.at("tally"));
+    head.at("tally").get_to(report.tally);
     if (head.contains("parts")) {
         head.at("parts").at("of").get_to(report.parts);
         head.at("parts").at("present").get_to(report.present);
     }
-    for (const json& object : head.at("volumes")) {
-        report.volumes.push_back(
-            {GetName(object, "path"), object.at("containers"), object.at("whole")});
-    }
+    head.at("volumes").get_to(report.volumes);
     for (const json& object : head.at("history")) {
         report.history.push_back({TimeOf(object.at("ended")), object.at("status"),
                                   object.at("findings"), object.at("files")});
@@ -149,10 +139,10 @@ std::string GetName(const json& object, const std::string& key) {
     return bytes;
 }
 
-json ToJson(const Finding& finding) {
-    json object = {{"kind", finding.kind->id},
-                   {"class", finding.kind->cls == Class::kDamage ? "damage" : "unchecked"},
-                   {"object", ObjectWord(finding.object)}};
+void to_json(json& object, const Finding& finding) {
+    object = {{"kind", finding.kind->id},
+              {"class", finding.kind->cls == Class::kDamage ? "damage" : "unchecked"},
+              {"object", ObjectWord(finding.object)}};
     PutName(&object, "name", finding.name);
     if (!finding.group.empty()) {
         PutName(&object, "group", finding.group);
@@ -173,11 +163,9 @@ json ToJson(const Finding& finding) {
         object["acknowledged"] = {{"date", finding.acknowledged->date},
                                   {"note", finding.acknowledged->note}};
     }
-    return object;
 }
 
-Finding FindingOf(const json& object) {
-    Finding finding;
+void from_json(const json& object, Finding& finding) {
     const std::string id = object.at("kind");
     const std::string word = object.at("object");
     finding.kind = FindKind(id);
@@ -200,11 +188,10 @@ Finding FindingOf(const json& object) {
         const json& by = object.at("acknowledged");
         finding.acknowledged = Acknowledgement{by.at("date"), by.at("note")};
     }
-    return finding;
 }
 
-json ToJson(const Tally& tally) {
-    json object = json::object();
+void to_json(json& object, const Tally& tally) {
+    object = json::object();
     for (std::size_t i = 0; i < kWhats.size(); ++i) {
         object["counts"][Lower(kWhats.at(i))] = CountJson(tally.counts.at(i), true);
     }
@@ -219,11 +206,9 @@ json ToJson(const Tally& tally) {
         entry["files"] = files;
         object["directories"].push_back(entry);
     }
-    return object;
 }
 
-Tally TallyOf(const json& object) {
-    Tally tally;
+void from_json(const json& object, Tally& tally) {
     object.at("elsewhere").get_to(tally.elsewhere);
     object.at("names_with_line_ends").get_to(tally.hostile);
     object.at("directory_levels").get_to(tally.levels);
@@ -235,7 +220,27 @@ Tally TallyOf(const json& object) {
     for (const json& entry : object.at("directories")) {
         tally.filesIn[GetName(entry, "path")] = entry.at("files");
     }
-    return tally;
+}
+
+void to_json(json& object, const Volume& volume) {
+    object = json::object();
+    PutName(&object, "path", volume.path);
+    object["containers"] = volume.containers;
+    object["whole"] = volume.whole;
+}
+
+void from_json(const json& object, Volume& volume) {
+    volume = {GetName(object, "path"), object.at("containers"), object.at("whole")};
+}
+
+std::string Packed(const json& object) {
+    std::string bytes;
+    json::to_cbor(object, bytes);
+    return bytes;
+}
+
+json Unpacked(const std::string& bytes) {
+    return json::from_cbor(bytes);
 }
 
 std::string TimeText(std::int64_t seconds) {
@@ -263,7 +268,7 @@ void WriteJson(const Report& report, std::ostream& out) {
     const char* separator = "\n";
     // One by one: a document of all of them would take many times their memory.
     for (const Finding& finding : report.findings) {
-        out << separator << ToJson(finding).dump(-1, ' ', true);
+        out << separator << json(finding).dump(-1, ' ', true);
         separator = ",\n";
     }
     out << "\n ]\n}\n";
@@ -294,7 +299,7 @@ Report ReadReport(const std::string& path, const std::function<void(Finding)>& t
                 inFindings = parsed == "findings";
             }
             if (inFindings && depth == 2 && event == json::parse_event_t::object_end) {
-                take(FindingOf(parsed));
+                take(parsed.get<Finding>());
                 return false;
             }
             return true;

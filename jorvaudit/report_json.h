@@ -18,10 +18,17 @@ void PutName(nlohmann::ordered_json* object, const std::string& key, const std::
 /// Reads what PutName wrote. Throws nlohmann's exceptions.
 std::string GetName(const nlohmann::ordered_json& object, const std::string& key);
 
-nlohmann::ordered_json ToJson(const Finding& finding);
-Finding FindingOf(const nlohmann::ordered_json& object);
-nlohmann::ordered_json ToJson(const Tally& tally);
-Tally TallyOf(const nlohmann::ordered_json& object);
+// The library's conversions, which it finds by their names; vectors of these types convert as well.
+void to_json(nlohmann::ordered_json& object, const Finding& finding);
+void from_json(const nlohmann::ordered_json& object, Finding& finding);
+void to_json(nlohmann::ordered_json& object, const Tally& tally);
+void from_json(const nlohmann::ordered_json& object, Tally& tally);
+void to_json(nlohmann::ordered_json& object, const Volume& volume);
+void from_json(const nlohmann::ordered_json& object, Volume& volume);
+
+/// An object as bytes for another process, and back. Texts in them may be any bytes.
+std::string Packed(const nlohmann::ordered_json& object);
+nlohmann::ordered_json Unpacked(const std::string& bytes);
 
 /// "2026-11-21T03:00:00Z" from seconds since the epoch, and back.
 std::string TimeText(std::int64_t seconds);

@@ -9,10 +9,10 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <shared_mutex>
 #include <utility>
 
+#include "jorvaudit/report_json.h"
 #include "storage/config.h"
 #include "storage/exception.h"
 #include "storage/extent_file.h"
@@ -100,24 +100,21 @@ StorageFacts AskStorage(const std::string& id) {
     return facts;
 }
 
-// CBOR keeps texts as they are, whatever bytes they hold.
 std::string Encode(const StorageFacts& facts) {
-    nlohmann::ordered_json object = {{"tables", facts.tables},
-                                     {"meta", facts.metaDir},
-                                     {"dir", facts.shareDir},
-                                     {"table", facts.volumeTable},
-                                     {"readable", facts.volumeTableReadable},
-                                     {"volumes", nlohmann::ordered_json::array()}};
+    std::vector<std::pair<std::string, std::string>> volumes;
     for (const VolumeEntry& volume : facts.volumes) {
-        object["volumes"].push_back({volume.source, volume.path});
+        volumes.emplace_back(volume.source, volume.path);
     }
-    std::string bytes;
-    nlohmann::ordered_json::to_cbor(object, bytes);
-    return bytes;
+    return Packed({{"tables", facts.tables},
+                   {"meta", facts.metaDir},
+                   {"dir", facts.shareDir},
+                   {"table", facts.volumeTable},
+                   {"readable", facts.volumeTableReadable},
+                   {"volumes", volumes}});
 }
 
 StorageFacts DecodeFacts(const std::string& bytes) {
-    const nlohmann::ordered_json object = nlohmann::ordered_json::from_cbor(bytes);
+    const nlohmann::ordered_json object = Unpacked(bytes);
     StorageFacts facts = {.tables = object.at("tables"),
                           .metaDir = object.at("meta"),
                           .shareDir = object.at("dir"),

@@ -44,8 +44,8 @@ struct FileFacts {
     bool elsewhere = false;     ///< the header records another place than this share's
     bool hostile = false;       ///< that place holds a line end
     int extentsError = 0;
-    std::vector<std::uint64_t> missing;  ///< containers that no volume has, ascending
-    int unitError = 0;                   ///< of opening the storage unit, or of reading local data
+    std::vector<std::uint64_t> missing = {};  ///< containers that no volume has, ascending
+    int unitError = 0;  ///< of opening the storage unit, or of reading local data
 };
 
 enum class Depth {

@@ -168,30 +168,20 @@ ViewOutcome JudgeLostFile(const ViewSettings& settings, const Listing& listing, 
 }
 
 std::string Encode(const ViewOutcome& outcome) {
-    nlohmann::ordered_json object = {{"cut", outcome.mustBeCut},
-                                     {"suspects", outcome.suspects},
-                                     {"tally", ToJson(outcome.tally)},
-                                     {"findings", nlohmann::ordered_json::array()},
-                                     {"raw", outcome.raw}};
-    for (const Finding& finding : outcome.findings) {
-        object["findings"].push_back(ToJson(finding));
-    }
-    std::string bytes;
-    nlohmann::ordered_json::to_cbor(object, bytes);
-    return bytes;
+    return Packed({{"cut", outcome.mustBeCut},
+                   {"suspects", outcome.suspects},
+                   {"findings", outcome.findings},
+                   {"tally", outcome.tally},
+                   {"raw", outcome.raw}});
 }
 
 ViewOutcome DecodeOutcome(const std::string& bytes) {
-    const nlohmann::ordered_json object = nlohmann::ordered_json::from_cbor(bytes);
-    ViewOutcome outcome = {.mustBeCut = object.at("cut"),
-                           .suspects = object.at("suspects"),
-                           .findings = {},
-                           .tally = TallyOf(object.at("tally")),
-                           .raw = object.at("raw")};
-    for (const nlohmann::ordered_json& finding : object.at("findings")) {
-        outcome.findings.push_back(FindingOf(finding));
-    }
-    return outcome;
+    const nlohmann::ordered_json object = Unpacked(bytes);
+    return {.mustBeCut = object.at("cut"),
+            .suspects = object.at("suspects"),
+            .findings = object.at("findings"),
+            .tally = object.at("tally").get<Tally>(),
+            .raw = object.at("raw")};
 }
 
 }  // namespace jorvaudit

@@ -139,31 +139,16 @@ VolumeSearch SearchVolumes(const std::vector<VolumeEntry>& entries) {
 }
 
 std::string Encode(const VolumeSearch& search) {
-    nlohmann::ordered_json object = {{"containers", search.containers},
-                                     {"volumes", nlohmann::ordered_json::array()},
-                                     {"findings", nlohmann::ordered_json::array()}};
-    for (const Volume& volume : search.volumes) {
-        object["volumes"].push_back({volume.path, volume.containers, volume.whole});
-    }
-    for (const Finding& finding : search.findings) {
-        object["findings"].push_back(ToJson(finding));
-    }
-    std::string bytes;
-    nlohmann::ordered_json::to_cbor(object, bytes);
-    return bytes;
+    return Packed({{"containers", search.containers},
+                   {"volumes", search.volumes},
+                   {"findings", search.findings}});
 }
 
 VolumeSearch DecodeSearch(const std::string& bytes) {
-    const nlohmann::ordered_json object = nlohmann::ordered_json::from_cbor(bytes);
-    VolumeSearch search;
-    object.at("containers").get_to(search.containers);
-    for (const nlohmann::ordered_json& volume : object.at("volumes")) {
-        search.volumes.push_back({volume.at(0), volume.at(1), volume.at(2)});
-    }
-    for (const nlohmann::ordered_json& finding : object.at("findings")) {
-        search.findings.push_back(FindingOf(finding));
-    }
-    return search;
+    const nlohmann::ordered_json object = Unpacked(bytes);
+    return {.volumes = object.at("volumes"),
+            .containers = object.at("containers"),
+            .findings = object.at("findings")};
 }
 
 }  // namespace jorvaudit

@@ -82,7 +82,7 @@ grep -qx 'Gone: 3' out
 ends 0 "$audit" diff first first --json
 python3 -c 'import json, sys; d = json.load(open("out")); assert len(d["still_there"]) > 2 and not d["new"]'
 since=$(grep -o '"name":"d1/f4".*' first/report.json | grep -o '"since":"[^"]*"')
-grep -F '"name":"d1/f4"' second/report.json | grep -qF "$since"
+grep -F '"name":"d1/f4"' second/report.json | grep -F -- "$since" >/dev/null
 (( $(grep -c '^   "findings": ' second/report.json) >= 2 ))
 
 # Acknowledged findings do not count, and stay.

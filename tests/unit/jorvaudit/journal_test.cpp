@@ -1,0 +1,99 @@
+#include "jorvaudit/journal.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <memory>
+
+#include "terminal/tool_error.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using namespace jorvaudit;  // NOLINT(google-build-using-namespace)
+using test_support::ReadFile;
+using test_support::TempDir;
+using test_support::WriteFile;
+
+const nlohmann::ordered_json kIdentity = {{"share", "/s"}};
+
+class JournalTest : public testing::Test {
+  protected:
+    static void AddStep(Journal* journal, const std::string& step, std::uint64_t files) {
+        Tally tally;
+        tally[What::kFiles] = {.lookedAt = files, .thereAre = files};
+        journal->Add(step, tally, {{.kind = &kinds::kCorruptHeader, .name = step + "/f\xff"}},
+                     "# " + step + "\n");
+    }
+
+    TempDir directory_;
+};
+
+TEST_F(JournalTest, GoesOnWhereItEnded) {
+    std::int64_t started = 0;
+    {
+        Journal journal(directory_.Path(), kIdentity, false);
+        AddStep(&journal, "/a", 3);
+        AddStep(&journal, "/b\n", 4);
+        started = journal.Started();
+    }
+    Journal journal(directory_.Path(), kIdentity, true);
+    EXPECT_EQ(journal.Started(), started);
+    EXPECT_TRUE(journal.HasStep("/a"));
+    EXPECT_TRUE(journal.HasStep("/b\n"));
+    EXPECT_FALSE(journal.HasStep("/c"));
+    EXPECT_EQ(journal.Sums()[What::kFiles].thereAre, 7U);
+    ASSERT_EQ(journal.Findings().size(), 2U);
+    EXPECT_EQ(journal.Findings()[1].name, "/b\n/f\xff");
+}
+
+// At any byte that the run was killed at, what is whole counts and nothing else.
+TEST_F(JournalTest, EveryTruncationLosesTheLastStepAlone) {
+    {
+        Journal journal(directory_.Path(), kIdentity, false);
+        AddStep(&journal, "/a", 3);
+        AddStep(&journal, "/b", 4);
+    }
+    const std::string whole = ReadFile(directory_ / "journal");
+    const std::string raw = ReadFile(directory_ / "raw/views.txt");
+    const std::size_t first = whole.find('\n');
+    const std::size_t second = whole.find('\n', first + 1);
+    for (std::size_t length = 0; length <= whole.size(); ++length) {
+        WriteFile(directory_ / "journal", whole.substr(0, length));
+        WriteFile(directory_ / "raw/views.txt", raw);
+        {
+            Journal journal(directory_.Path(), kIdentity, true);
+            EXPECT_EQ(journal.HasStep("/a"), length > second) << length;
+            EXPECT_EQ(journal.HasStep("/b"), length == whole.size()) << length;
+            if (!journal.HasStep("/a")) {
+                AddStep(&journal, "/a", 3);
+            }
+            if (!journal.HasStep("/b")) {
+                AddStep(&journal, "/b", 4);
+            }
+            EXPECT_EQ(journal.Sums()[What::kFiles].thereAre, 7U) << length;
+        }
+        EXPECT_EQ(ReadFile(directory_ / "raw/views.txt"), raw) << length;
+    }
+}
+
+TEST_F(JournalTest, AnInterruptedAuditIsNotOverwritten) {
+    { const Journal journal(directory_.Path(), kIdentity, false); }
+    EXPECT_THROW(Journal(directory_.Path(), kIdentity, false), terminal::ToolError);
+    EXPECT_THROW(Journal(directory_.Path(), {{"share", "/t"}}, true), terminal::ToolError);
+    const Journal journal(directory_.Path(), kIdentity, true);
+    EXPECT_THROW(Journal(directory_.Path(), kIdentity, true), terminal::ToolError) << "two at once";
+}
+
+TEST_F(JournalTest, IsGoneWhenTheReportIsWritten) {
+    {
+        Journal journal(directory_.Path(), kIdentity, true);
+        AddStep(&journal, "/a", 1);
+        journal.Remove();
+    }
+    const Journal journal(directory_.Path(), kIdentity, false);
+    EXPECT_FALSE(journal.HasStep("/a"));
+    EXPECT_EQ(ReadFile(directory_ / "raw/views.txt"), "");
+}
+
+}  // namespace
