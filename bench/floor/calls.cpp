@@ -66,6 +66,7 @@ void Calls::StatusIfThere(const std::string& path) {
 }
 
 void Calls::ReadWhole(const std::string& path) {
+    Status(path);
     const File file(path);
     const ssize_t got = ::pread(file.Descriptor(), Room(file.Size()), file.Size(), 0);
     if (got < 0 || static_cast<std::size_t>(got) != file.Size()) {

@@ -18,7 +18,8 @@ class Calls {
     /// stat of a path that may be missing.
     void StatusIfThere(const std::string& path);
 
-    /// open, fstat, one pread of the whole file into a buffer that is kept, close.
+    /// stat (opening what is no regular file would change its state), open, fstat, one pread of the
+    /// whole file into a buffer that is kept, close.
     void ReadWhole(const std::string& path);
 
     /// stat; then for each `step` bytes of the file: open, lseek, read, close.
