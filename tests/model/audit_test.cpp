@@ -46,7 +46,7 @@ class AuditedSite {
         std::error_code ignored;
         if (std::filesystem::is_regular_file(configuration, ignored) &&
             test_support::ReadFile(configuration).find("use_file_ext_map = 1") !=
-            std::string::npos) {
+                std::string::npos) {
             runs.push_back({"--share_id", id_, "--verify_data"});
         }
         std::string text;
@@ -62,7 +62,8 @@ class AuditedSite {
     [[nodiscard]] bool ConfusesTheChecker() const {
         std::error_code ignored;
         return std::ranges::any_of(
-            std::filesystem::recursive_directory_iterator(Share(), ignored), [&](const auto& entry) {
+            std::filesystem::recursive_directory_iterator(Share(), ignored),
+            [&](const auto& entry) {
                 return entry.path().filename().string().starts_with("head") &&
                        entry.path() != Share() + "/head";
             });
