@@ -59,13 +59,14 @@ for layout in ${AUDIT_LAYOUTS:-files tables}; do
         : >damaged
         done=0
         if [[ $kind =~ ^(header|extents?|storage-unit|tables|dcid|fingerprint)- ]]; then
+            python3 -c 'import random, sys; names = open("names").readlines()
+random.Random(sys.argv[1]).shuffle(names); sys.stdout.writelines(names)' "$SEED $layout $kind" >order
             while (( done < damages )) && IFS= read -r name; do
                 if "$bin/jorvshare" damage site --share-id 7 --kind "$kind" --path "$name" --seed "$done" >told 2>&1; then
                     echo "$name" >>damaged
                     done=$(( done + 1 ))
                 fi
-            done < <(python3 -c 'import random, sys; names = open("names").readlines()
-random.Random(sys.argv[1]).shuffle(names); sys.stdout.writelines(names)' "$SEED $layout $kind")
+            done <order
         else
             # The share runs out of images and trees at some time; half of the containers stay.
             most=$damages
