@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <ranges>
-#include <sstream>
 #include <system_error>
 
 #include "jorvaudit/captured.h"
