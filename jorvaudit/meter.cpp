@@ -41,7 +41,8 @@ void Meter::Show(const Advance& advance) {
                     static_cast<std::uint64_t>(static_cast<double>(advance.files) / elapsed)) +
                 "/s";
     }
-    if (elapsed > 1 && part > 0.01) {
+    // The bar has its own.
+    if (!isTerminal_ && elapsed > 1 && part > 0.01) {
         text += ", " + DurationText(elapsed / part * (1 - part)) + " left";
     }
     text += ", " + std::to_string(advance.findings) + " findings";

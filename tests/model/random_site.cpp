@@ -8,6 +8,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <span>
 #include <vector>
 
 #include "jorvshare/make/make.h"
@@ -25,8 +26,8 @@ constexpr std::array kIds = {"7", "a b", "q\"&", "12"};
 
 class RandomSite {
   public:
-    RandomSite(std::string site, std::uint64_t seed)
-        : site_(std::move(site)), id_(RandomShareId(seed)), engine_(seed) {}
+    RandomSite(std::string site, std::uint64_t seed, bool sound)
+        : site_(std::move(site)), id_(RandomShareId(seed)), engine_(seed), sound_(sound) {}
 
     void Make() {
         tables_ = Chance(60);
@@ -53,7 +54,7 @@ class RandomSite {
         if (tables_ && Chance(50)) {
             LinkTables();
         }
-        for (std::uint64_t count = Chance(50) ? 0 : 1 + Below(3), i = 0; i < count; ++i) {
+        for (std::uint64_t count = Odd(50) ? 1 + Below(3) : 0, i = 0; i < count; ++i) {
             Damage();
         }
     }
@@ -62,6 +63,9 @@ class RandomSite {
     std::uint64_t Below(std::uint64_t bound) { return engine_() % bound; }
     bool Chance(std::uint64_t percent) { return Below(100) < percent; }
 
+    /// As Chance, for what no sound share has.
+    bool Odd(std::uint64_t percent) { return Chance(percent) && !sound_; }
+
     template <typename Values>
     auto OneOf(const Values& values) {
         return *(std::begin(values) + static_cast<std::ptrdiff_t>(Below(std::size(values))));
@@ -69,9 +73,9 @@ class RandomSite {
 
     json Volumes() {
         json volumes = json::array();
-        for (std::uint64_t count = Below(10) == 0 ? 0 : 1 + Below(2), i = 0; i < count; ++i) {
+        for (std::uint64_t count = Odd(10) ? 0 : 1 + Below(2), i = 0; i < count; ++i) {
             json volume = {{"name", "v" + std::to_string(i)}, {"containers", {64, 70 + i}}};
-            if (Chance(30)) {
+            if (Odd(30)) {
                 const std::array names = {"80.bin", "sub/81.bin", "+82.bin", "x.bin",
                                           ".bin",   "bin",        "83.BIN",  "-1.bin"};
                 const std::string name = OneOf(names);
@@ -88,6 +92,9 @@ class RandomSite {
     json Vcopy() {
         const std::array parts = {"P\n",     "T\n", "i1;i2;\n", "i1;\n",  "\n",
                                   "none;\n", ";\n", "i2",       "a/b;\n", "../T\n"};
+        if (sound_) {
+            return "P\nT\ni1;i2;\n";
+        }
         if (Chance(50)) {
             return "P\nT\n" + std::string(OneOf(std::array{"i1;i2;\n", "i2;\n", "i1", ""}));
         }
@@ -101,17 +108,17 @@ class RandomSite {
     json File(std::uint64_t number) {
         const std::array directories = {"", "", "d/", "head/", "d/headers/", "a b/"};
         json file = {{"path", OneOf(directories) + std::string("f") + std::to_string(number)}};
-        if (Chance(92)) {
+        if (!Odd(8)) {
             file["header"] = Header();
         }
-        if (Chance(75)) {
+        if (!Odd(25)) {
             file["stu"] = {{"repeat", {"4142", 1 + Below(5000)}}};
         }
-        if (tables_ == Chance(95)) {
+        if (tables_ != Odd(5)) {
             file["tables"] = Tables();
-        } else if (Chance(95)) {
+        } else if (!Odd(5)) {
             file["extent_file"] = {{"extents", Extents(0)}};
-            if (Chance(10)) {
+            if (Odd(10)) {
                 file["extent_file"]["trans_id"] = 9;
             }
         }
@@ -120,14 +127,14 @@ class RandomSite {
 
     json Header() {
         json header = {{"trans_id", 1 + Below(2)}, {"fg", Below(5)}, {"is_dev", Chance(20)}};
-        if (Chance(10)) {
+        if (Odd(10)) {
             header["size"] = 77;
         }
         if (Chance(30)) {
             const std::array<std::int64_t, 4> times = {0, 4000000000, INT64_MIN, INT64_MAX};
             header["mtime"] = OneOf(times);
         }
-        if (Chance(5)) {
+        if (Odd(5)) {
             header["extent_location"] = OneOf(std::array{"", "/nowhere", "elsewhere/"});
         }
         return header;
@@ -138,10 +145,10 @@ class RandomSite {
         std::uint64_t offset = Chance(90) ? 0 : kGiB;
         for (std::uint64_t count = Below(4), i = 0; i < count; ++i) {
             json table = {{"offset", offset}, {"extents", Extents(offset)}};
-            if (Chance(10)) {
+            if (Odd(10)) {
                 table["bloom"] = json::array();
             }
-            if (Chance(10)) {
+            if (Odd(10)) {
                 table["dcids"] = Chance(50) ? json::array() : json{{64, 1}, {70, 2}};
             }
             if (Chance(10)) {
@@ -151,29 +158,32 @@ class RandomSite {
             offset += kGiB * (Chance(90) ? 1 : 2);
         }
         json map = {{"tables", tables}};
-        if (Chance(5)) {
+        if (Odd(5)) {
             map["file_size"] = Below(9);
         }
         return map;
     }
 
     json Extents(std::uint64_t start) {
-        const std::array<std::uint64_t, 8> dcids = {1, 1, 1, 64, 64, 70, 0, 63};
-        const std::array<std::uint64_t, 6> lengths = {4096, 4096, 100, 131072, 131073, 0};
+        // Those at the ends are in no sound share; with tables, local data is in none either.
+        constexpr std::array<std::uint64_t, 8> kDcids = {64, 64, 70, 1, 1, 1, 0, 63};
+        constexpr std::array<std::uint64_t, 6> kLengths = {4096, 4096, 100, 131072, 131073, 0};
+        const std::span dcids = std::span(kDcids).first(!sound_ ? 8U : tables_ ? 3U : 6U);
+        const std::span lengths = std::span(kLengths).first(sound_ ? 4U : 6U);
         json extents = json::array();
         for (std::uint64_t count = Below(5), i = 0; i < count; ++i) {
             const std::uint64_t end = start + OneOf(lengths);
             json extent = {{"start", start},
-                           {"end", Chance(97) ? end : start - std::min(start, kGiB)},
-                           {"dcid", Chance(97) ? OneOf(dcids) : 999},
-                           {"data_offset", Chance(90) ? 0 : 9999}};
-            if (Chance(5)) {
+                           {"end", Odd(3) ? start - std::min(start, kGiB) : end},
+                           {"dcid", Odd(3) ? 999 : OneOf(dcids)},
+                           {"data_offset", Odd(10) ? 9999 : 0}};
+            if (Odd(5)) {
                 extent["data_offset"] = -5;
             }
             if (Chance(10)) {
                 extent["so_ref"] = 3;
             }
-            if (Chance(10)) {
+            if (Odd(10)) {
                 extent["cksum"] = Chance(50) ? 5 : std::uint64_t{1} << 40U;
             }
             extents.push_back(extent);
@@ -267,6 +277,7 @@ class RandomSite {
     std::string site_;
     std::string id_;
     std::mt19937_64 engine_;
+    const bool sound_;
     bool tables_ = false;
 };
 
@@ -277,7 +288,11 @@ std::string RandomShareId(std::uint64_t seed) {
 }
 
 void MakeRandomSite(const std::string& site, std::uint64_t seed) {
-    RandomSite(site, seed).Make();
+    RandomSite(site, seed, false).Make();
+}
+
+void MakeSoundSite(const std::string& site, std::uint64_t seed) {
+    RandomSite(site, seed, true).Make();
 }
 
 }  // namespace model

@@ -12,7 +12,10 @@ namespace model {
 /// gives the same site.
 void MakeRandomSite(const std::string& site, std::uint64_t seed);
 
-/// The id of its share.
+/// As MakeRandomSite, with nothing in it that is not sound.
+void MakeSoundSite(const std::string& site, std::uint64_t seed);
+
+/// The id of its share, that of either.
 std::string RandomShareId(std::uint64_t seed);
 
 }  // namespace model
