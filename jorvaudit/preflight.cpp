@@ -1,5 +1,6 @@
 #include "jorvaudit/preflight.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,7 +39,8 @@ int OpenError(const std::string& path) {
     if (::stat(path.c_str(), &attributes) != 0) {
         return errno;
     }
-    return ::access(path.c_str(), R_OK) != 0 ? errno : 0;
+    // By the effective rights: access() would leave out the capabilities of a service.
+    return ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 ? errno : 0;
 }
 
 // The library's answers, or nothing and why.
