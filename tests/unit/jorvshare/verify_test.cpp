@@ -160,6 +160,42 @@ TEST_P(VerifyTest, ExtentsWithoutAHeaderAreADamagedFile) {
     EXPECT_EQ(ended.status, 0);
 }
 
+TEST_P(VerifyTest, AFolderThatCannotBeLookedIntoCostsNothingOutsideOfIt) {
+    fs::create_directory(site_ + "/meta/7/7/head/deep");
+    fs::create_directory(site_ + "/meta/7/7/head/deep/er");
+    fs::create_directory_symlink("z", site_ + "/meta/7/7/map/deep");
+    const std::string line = "jorvshare: " + site_ +
+                             "/meta/7/7/map/deep/er: a symbolic link or \"..\" is on the way, and "
+                             "none is followed\n";
+    const Ended ended = Verify();
+    EXPECT_EQ(ended.err, line);
+    EXPECT_EQ(ended.out,
+              "share 7: 6 files, 1700000 bytes read, 1 damaged file, 0 damaged containers\n");
+    EXPECT_EQ(ended.status, 1);
+    const Ended unpacked =
+        RunTool({"unpack", site_, temp_ / "back", "--share-id", "7", "--keep-going"});
+    EXPECT_EQ(unpacked.err, line);
+    EXPECT_EQ(unpacked.status, 1);
+    EXPECT_EQ(tool_test::Files(temp_ / "back"), tool_test::Files(temp_ / "source"));
+}
+
+// A folder of headers that may be listed and not be entered.
+TEST_P(VerifyTest, AFolderThatCannotBeEnteredCostsNothingOutsideOfIt) {
+    for (const auto& entry : fs::recursive_directory_iterator(temp_.Path())) {
+        fs::permissions(entry, fs::perms{0755});
+    }
+    fs::permissions(temp_.Path(), fs::perms{0755});
+    fs::create_directory(site_ + "/meta/7/7/head/a");
+    fs::create_directory(site_ + "/meta/7/7/head/a/b");
+    fs::permissions(site_ + "/meta/7/7/head/a", fs::perms{0744});
+    const Ended ended = RunTool({"verify", site_, "--share-id", "7"}, tool_test::BecomeNobody);
+    EXPECT_EQ(ended.err,
+              "jorvshare: " + site_ + "/meta/7/7/head/a/b: Permission denied (errno 13)\n");
+    EXPECT_EQ(ended.out,
+              "share 7: 6 files, 1700000 bytes read, 1 damaged file, 0 damaged containers\n");
+    EXPECT_EQ(ended.status, 1);
+}
+
 TEST_P(VerifyTest, AStorageUnitThatIsCut) {
     if (InFiles()) {
         fs::resize_file(site_ + "/meta/7/7/stu/z/local", 299999);
