@@ -196,7 +196,7 @@ TEST_F(PackTest, ASecondShareGoesIntoTheSameSite) {
     ASSERT_EQ(Pack("7", {"--layout", "tables"}).status, 0);
     const auto before = Snapshot(temp_ / "site");
     // Halves of containers and what lies in subdirectories count as well.
-    WriteFile(temp_ / "site/volumes/v1/sub/99.bhd.new", "");
+    WriteFile(temp_ / "site/volumes/v1/sub/99.bin.partial", "");
     const Ended ended = Pack("8", {"--volumes", "2"});
     ASSERT_EQ(ended.status, 0) << ended.err;
     EXPECT_EQ(Names("site/volumes/v1"),

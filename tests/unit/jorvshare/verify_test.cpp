@@ -2,7 +2,6 @@
 
 #include <filesystem>
 
-#include "refstore/base/file_writer.h"
 #include "refstore/container/container_record.h"
 #include "refstore/container/container_writer.h"
 #include "tests/support/temp_dir.h"
@@ -127,7 +126,7 @@ TEST_P(VerifyTest, ASealThatDoesNotFitIsDamageOfTheContainerAlone) {
     const std::string path = site_ + "/volumes/v1/64.bhd";
     refstore::ContainerIndex index = refstore::LoadContainerIndex(path);
     index.binSeal ^= 1U;
-    refstore::ReplaceFile(path, refstore::EncodeContainerIndex(index));
+    WriteFile(path, refstore::EncodeContainerIndex(index));
     ExpectDamage({}, {"64"});
 }
 
