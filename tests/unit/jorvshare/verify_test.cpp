@@ -1,11 +1,36 @@
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <system_error>
 
 #include "refstore/container/container_record.h"
 #include "refstore/container/container_writer.h"
+#include "tests/interposed/next_definition.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/jorvshare/tool_run.h"
+
+namespace {
+
+// Not negative: this byte of the data of container 64 cannot be read.
+off_t g_badOffset = -1;
+
+}  // namespace
+
+extern "C" ssize_t pread64(int file, void* out, std::size_t size, off_t offset) {
+    static interposed::NextDefinition<ssize_t(int, void*, std::size_t, off_t)> next("pread64");
+    if (offset <= g_badOffset && g_badOffset < offset + static_cast<off_t>(size)) {
+        std::error_code none;
+        const auto path =
+            std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file), none);
+        if (path.filename() == "64.bin") {
+            errno = EIO;
+            return -1;
+        }
+    }
+    return next(file, out, size, offset);
+}
 
 namespace {
 
@@ -128,6 +153,37 @@ TEST_P(VerifyTest, ASealThatDoesNotFitIsDamageOfTheContainerAlone) {
     index.binSeal ^= 1U;
     WriteFile(path, refstore::EncodeContainerIndex(index));
     ExpectDamage({}, {"64"});
+}
+
+TEST_P(VerifyTest, AnIndexOfAnotherContainerIsOfNoUse) {
+    const std::string path = site_ + "/volumes/v1/64.bhd";
+    refstore::ContainerIndex index = refstore::LoadContainerIndex(path);
+    index.dcid = 65;
+    WriteFile(path, refstore::EncodeContainerIndex(index));
+    ExpectDamage({"one", "one again", "two", "two again"}, {"64"});
+    EXPECT_NE(Verify().err.find("damaged container 64: " + path + ": names another container\n"),
+              std::string::npos);
+}
+
+TEST_P(VerifyTest, AnEntryWithoutDataIsDamageOfTheContainerAlone) {
+    const std::string path = site_ + "/volumes/v1/64.bhd";
+    refstore::ContainerIndex index = refstore::LoadContainerIndex(path);
+    index.entries.push_back({.fp = {}, .offset = 0, .length = 1});
+    WriteFile(path, refstore::EncodeContainerIndex(index));
+    ExpectDamage({}, {"64"});
+    EXPECT_EQ(Verify().err, "jorvshare: damaged container 64: container data " + site_ +
+                                "/volumes/v1/64.bin: index does not fit the data\n");
+}
+
+TEST_P(VerifyTest, ABadSectorCostsTheFilesThatUseIt) {
+    g_badOffset = 5;
+    const Ended ended = Verify();
+    ExpectDamage({"one", "one again"}, {"64"});
+    g_badOffset = -1;
+    EXPECT_NE(ended.err.find("damaged container 64: container data " + site_ +
+                             "/volumes/v1/64.bin: Input/output error (errno 5)\n"),
+              std::string::npos)
+        << ended.err;
 }
 
 TEST_P(VerifyTest, AContainerWithoutItsIndexOrWithADamagedOne) {
