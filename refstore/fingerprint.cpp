@@ -2,11 +2,8 @@
 
 #include <openssl/evp.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <memory>
-#include <string_view>
 
 #include "storage/exception.h"
 
@@ -40,24 +37,3 @@ crfp_digest_t Fingerprint(std::span<const std::byte> data) {
 }
 
 }  // namespace refstore
-
-int CRFPDigestToString_r(const crfp_digest_t* digest, int format, char* out, std::size_t size) {
-    constexpr int kHexFormat = 3;
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    if (size == 0) {
-        return EINVAL;
-    }
-    if (format != kHexFormat) {
-        *out = '\0';
-        return EINVAL;
-    }
-    std::array<char, 64> text{};
-    auto next = text.begin();
-    for (const unsigned byte : digest->bytes) {
-        *next++ = kDigits[byte >> 4U];
-        *next++ = kDigits[byte & 15U];
-    }
-    const std::size_t length = std::min(text.size(), size - 1);
-    *std::copy_n(text.begin(), length, out) = '\0';
-    return length == text.size() ? 0 : ERANGE;
-}
