@@ -51,6 +51,10 @@ class DataCheck {
     DataResult Run() {
         mustBeLinked_ = mustBeLinked_ || means_.options->parts > 1 || sums_.hostile > 0 ||
                         !leftOut_.empty() || !apart_.empty();
+        // Each run is appended: what an earlier audit left there must not grow for ever.
+        for (const char* const stream : {"/data.stdout", "/data.stderr"}) {
+            fs::remove(means_.raw + stream);
+        }
         if (!mustBeLinked_) {
             RunOver({}, {});
         } else if (PointElsewhere()) {
