@@ -217,11 +217,15 @@ pid_t StartProgram(const std::vector<std::string>& words, int out, int err) {
     }
     arguments.push_back(nullptr);
     const sigset_t set = ChildSignal();
+    const pid_t parent = ::getpid();
     // It shares this process's memory until it is another program: a copy would cost as much as the
     // check of many files.
     const pid_t pid = ::vfork();
     if (pid == 0) {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (::getppid() != parent) {
+            ::_exit(kNotRun);
+        }
         ::sigprocmask(SIG_UNBLOCK, &set, nullptr);
         ::dup2(out, STDOUT_FILENO);
         ::dup2(err, STDERR_FILENO);

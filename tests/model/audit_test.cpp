@@ -109,6 +109,10 @@ TEST(Audit, HasNothingToSayAboutSoundShares) {
         ASSERT_EQ(site.audit.status, 0) << "seed " << seed << "\n" << site.audit.out;
         ASSERT_NE(site.audit.out.find("Verdict: sound: everything was looked at\n"),
                   std::string::npos);
+        // A long run shows how far it has come.
+        if (seed % 1000 == 0) {
+            std::cout << seed << std::endl;
+        }
     }
 }
 
