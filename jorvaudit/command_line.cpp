@@ -40,7 +40,7 @@ std::string FindChecker() {
     std::error_code failure;
     const fs::path directory = fs::read_symlink("/proc/self/exe", failure).parent_path();
     for (const char* const place : {"jorvck", "../sbin/jorvck"}) {
-        const std::string program = (directory / place).string();
+        std::string program = (directory / place).string();
         if (!failure && ::access(program.c_str(), X_OK) == 0) {
             return program;
         }

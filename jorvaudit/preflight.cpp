@@ -5,10 +5,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/range/adaptor/reversed.hpp>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <ranges>
 #include <sstream>
 #include <system_error>
 
@@ -83,7 +83,7 @@ bool HasOtherLayout(const std::string& share, bool tables) {
                             ? 1U
                             : 0U;
         }
-        for (const std::string& name : std::views::reverse(listing.directories)) {
+        for (const std::string& name : boost::adaptors::reverse(listing.directories)) {
             waiting.push_back(Below(path, name));
         }
     }

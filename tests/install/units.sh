@@ -107,6 +107,9 @@ grep -q 'the interrupted audit was another one' "$work/journal"
 touch -d '2 days ago' "$states/7/journal"
 ends 4 7
 
+# The checker's lines of earlier audits are not kept.
+(( $(grep -c 'Check files for 7 done!' "$states/7/raw/data.stdout") == 1 ))
+
 # The other layout, and a share that is not there.
 export JORV_CONFIG=$work/other/jorv.toml
 # Within the system calls that the unit allows.
