@@ -254,7 +254,7 @@ void PackSite::Commit() {
             tree_->Rename(PartialOf(layout_.fstab), layout_.fstab, true);
         });
         tree_->Rename(PartialOf(layout_.fstab), layout_.fstab, true);
-        tree_->Sync("");
+        tree_->Sync(refstore::ParentOf(layout_.fstab));
     }
     if (image_) {
         PutInPlace(layout_.Image(*image_), true);
