@@ -66,10 +66,10 @@ TEST_F(DataLinesTest, ASoundRunHasNoFinding) {
 }
 
 TEST_F(DataLinesTest, WhatFollowsProgressOnItsLineIsRead) {
-    EXPECT_THAT(Read(LineText(lines::kProgress, {"10000", "25000"}) +
-                     LineText(lines::kProgress, {"20000", "25000"}) +
-                     LineText(lines::kTaskGotError, {})),
-                ElementsAre("task-got-error file data check"));
+    EXPECT_THAT(
+        Read(LineText(lines::kProgress, {"10000", "25000"}) +
+             LineText(lines::kProgress, {"20000", "25000"}) + LineText(lines::kTaskGotError, {})),
+        ElementsAre("task-got-error file data check"));
 }
 
 TEST_F(DataLinesTest, EachLineBelongsToTheFileThatItNames) {
