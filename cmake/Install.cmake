@@ -1,5 +1,6 @@
-# What `cmake --install` puts where. There are three components, which become three packages:
-#   jorvck        the checker, its pages, completion, units and configuration
+# What `cmake --install` puts where. There are four components, which become four packages:
+#   jorvck        the checker, its pages, completion and configuration
+#   jorvaudit     the complete check, its pages, completion and units
 #   jorvshare     the share tool
 #   storage-dev   what a storage library is compiled against
 # The share tool, the configuration and the formats belong to the reference library: built with
@@ -64,46 +65,56 @@ add_dependencies(jorvck jorvck_manual)
 install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT jorvck)
 install(FILES packaging/completion/jorvck DESTINATION ${completions} COMPONENT jorvck)
 
-set(jorvck_etc ${CMAKE_INSTALL_FULL_SYSCONFDIR})
-set(jorvck_helper_dir ${CMAKE_INSTALL_FULL_LIBEXECDIR}/jorvck)
-foreach(unit jorvck@.service jorvck@.timer)
+# Makes a page of docs/formats into a manual page of section 5; configuration.md is jorv.toml(5).
+function(install_format name component)
+    set(title jorv-${name})
+    if(name STREQUAL "configuration")
+        set(title jorv.toml)
+    endif()
+    set(page ${PROJECT_SOURCE_DIR}/docs/formats/${name}.md)
+    set(manual ${PROJECT_BINARY_DIR}/man/${title}.5)
+    add_custom_command(OUTPUT ${manual}
+        COMMAND ${PROJECT_SOURCE_DIR}/man/from-markdown ${title} ${JORVCK_RELEASED} ${page} ${manual}
+        DEPENDS ${page} ${PROJECT_SOURCE_DIR}/man/from-markdown VERBATIM)
+    add_custom_target(manual_${title} DEPENDS ${manual})
+    add_dependencies(manuals manual_${title})
+    install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT ${component})
+endfunction()
+add_custom_target(manuals ALL)
+add_dependencies(manuals jorvck_manual)
+
+# --- jorvaudit ---------------------------------------------------------------------------------
+install(TARGETS jorvaudit RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT jorvaudit)
+install(FILES man/jorvaudit.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT jorvaudit)
+install_format(audit-report jorvaudit)
+install(FILES docs/formats/audit-report.schema.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/jorvaudit COMPONENT jorvaudit)
+install(FILES packaging/completion/jorvaudit DESTINATION ${completions} COMPONENT jorvaudit)
+set(jorv_etc ${CMAKE_INSTALL_FULL_SYSCONFDIR})
+foreach(unit jorvaudit@.service jorvaudit@.timer)
     configure_file(packaging/systemd/${unit}.in ${PROJECT_BINARY_DIR}/systemd/${unit} @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/systemd/${unit} DESTINATION ${JORVCK_SYSTEMD_DIR}
-        COMPONENT jorvck)
+        COMPONENT jorvaudit)
 endforeach()
-configure_file(packaging/systemd/check-share.in ${PROJECT_BINARY_DIR}/systemd/check-share @ONLY)
-install(PROGRAMS ${PROJECT_BINARY_DIR}/systemd/check-share
-    DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/jorvck COMPONENT jorvck)
-install(FILES packaging/systemd/default RENAME jorvck
-    DESTINATION ${etc}/default COMPONENT jorvck)
+install(FILES packaging/systemd/default RENAME jorvaudit
+    DESTINATION ${etc}/default COMPONENT jorvaudit)
 
 if(NOT JORVCK_STORAGE STREQUAL "reference")
     return()
 endif()
 # The library reads it in /etc and nowhere else; where that is not installed to, it is an example.
 set(toml_dir ${CMAKE_INSTALL_DATADIR}/doc/jorvck/examples)
-if(jorvck_etc STREQUAL "/etc")
+if(jorv_etc STREQUAL "/etc")
     set(toml_dir ${etc}/jorv)
 endif()
 install(FILES packaging/config/jorv.toml DESTINATION ${toml_dir} COMPONENT jorvck)
 
-# The pages of docs/formats are manual pages as well; configuration.md is jorv.toml(5).
 file(GLOB pages CONFIGURE_DEPENDS docs/formats/*.md)
+list(FILTER pages EXCLUDE REGEX "/audit-report\\.md$")
 foreach(page IN LISTS pages)
     cmake_path(GET page STEM name)
-    set(title jorv-${name})
-    if(name STREQUAL "configuration")
-        set(title jorv.toml)
-    endif()
-    set(manual ${PROJECT_BINARY_DIR}/man/${title}.5)
-    add_custom_command(OUTPUT ${manual}
-        COMMAND ${PROJECT_SOURCE_DIR}/man/from-markdown ${title} ${JORVCK_RELEASED} ${page} ${manual}
-        DEPENDS ${page} ${PROJECT_SOURCE_DIR}/man/from-markdown VERBATIM)
-    list(APPEND manuals ${manual})
-    install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT jorvck)
+    install_format(${name} jorvck)
 endforeach()
-add_custom_target(manuals ALL DEPENDS ${manuals})
-add_dependencies(manuals jorvck_manual)
 
 # --- jorvshare ---------------------------------------------------------------------------------
 install(TARGETS jorvshare RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT jorvshare)

@@ -8,7 +8,7 @@ set(CPACK_PACKAGE_NAME jorvck)
 set(CPACK_PACKAGE_VENDOR "jorvck")
 set(CPACK_PACKAGE_CONTACT ${JORVCK_MAINTAINER})
 set(CPACK_GENERATOR DEB)
-set(CPACK_COMPONENTS_ALL jorvck storage-dev)
+set(CPACK_COMPONENTS_ALL jorvck jorvaudit storage-dev)
 if(JORVCK_STORAGE STREQUAL "reference")
     list(APPEND CPACK_COMPONENTS_ALL jorvshare)
 endif()
@@ -28,20 +28,32 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_JORVCK_PACKAGE_NAME jorvck)
 set(CPACK_DEBIAN_JORVCK_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_JORVCK_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_JORVCK_PACKAGE_RECOMMENDS jorvaudit)
 set(CPACK_DEBIAN_JORVCK_PACKAGE_SUGGESTS jorvshare)
 set(CPACK_DEBIAN_JORVCK_DESCRIPTION "offline read-only checker for shares of the Jorv file system
 jorvck checks the metadata of one share of the Jorv deduplicating file system
 and reports each inconsistency as a line. It repairs nothing and writes
-nothing to the share. A timer template runs it regularly.")
-set(CPACK_DEBIAN_JORVCK_PACKAGE_CONTROL_EXTRA
-    ${PROJECT_SOURCE_DIR}/packaging/debian/prerm;${PROJECT_SOURCE_DIR}/packaging/debian/postinst;${PROJECT_SOURCE_DIR}/packaging/debian/postrm)
-set(conffiles /etc/default/jorvck)
+nothing to the share. jorvaudit runs it over every part of a share.")
+set(scripts ${PROJECT_SOURCE_DIR}/packaging/debian)
+set(CPACK_DEBIAN_JORVCK_PACKAGE_CONTROL_EXTRA ${scripts}/jorvck/postrm)
 if(JORVCK_STORAGE STREQUAL "reference")
-    list(PREPEND conffiles /etc/jorv/jorv.toml)
+    file(WRITE ${PROJECT_BINARY_DIR}/packages/jorvck/conffiles "/etc/jorv/jorv.toml\n")
+    list(APPEND CPACK_DEBIAN_JORVCK_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packages/jorvck/conffiles)
 endif()
-list(JOIN conffiles "\n" conffiles)
-file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/packages/conffiles CONTENT "${conffiles}\n")
-list(APPEND CPACK_DEBIAN_JORVCK_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packages/conffiles)
+
+set(CPACK_DEBIAN_JORVAUDIT_PACKAGE_NAME jorvaudit)
+set(CPACK_DEBIAN_JORVAUDIT_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_JORVAUDIT_PACKAGE_SHLIBDEPS ON)
+# It reads the checker's lines by the catalogue of its own version.
+set(CPACK_DEBIAN_JORVAUDIT_PACKAGE_DEPENDS "jorvck (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
+set(CPACK_DEBIAN_JORVAUDIT_PACKAGE_SUGGESTS jorvshare)
+set(CPACK_DEBIAN_JORVAUDIT_DESCRIPTION "complete check of a share of the Jorv file system, with a report
+jorvaudit runs the checker jorvck over every part of a share and reports what
+was found, what was looked at and what was not, with the file of every finding
+and what to do about it. A timer template runs it regularly.")
+file(WRITE ${PROJECT_BINARY_DIR}/packages/jorvaudit/conffiles "/etc/default/jorvaudit\n")
+set(CPACK_DEBIAN_JORVAUDIT_PACKAGE_CONTROL_EXTRA
+    ${scripts}/jorvaudit/prerm;${scripts}/jorvaudit/postinst;${scripts}/jorvaudit/postrm;${PROJECT_BINARY_DIR}/packages/jorvaudit/conffiles)
 
 set(CPACK_DEBIAN_JORVSHARE_PACKAGE_NAME jorvshare)
 set(CPACK_DEBIAN_JORVSHARE_PACKAGE_SECTION admin)

@@ -211,6 +211,7 @@ Children::Ended RunInChild(Children::Work work) {
 
 pid_t StartProgram(const std::vector<std::string>& words, int out, int err) {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string& word : words) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }

@@ -39,7 +39,7 @@ std::string FindChecker() {
     std::error_code failure;
     const fs::path directory = fs::read_symlink("/proc/self/exe", failure).parent_path();
     for (const char* const place : {"jorvck", "../sbin/jorvck"}) {
-        const std::string program = (directory / place).string();
+        std::string program = (directory / place).string();
         if (!failure && ::access(program.c_str(), X_OK) == 0) {
             return program;
         }
@@ -65,7 +65,6 @@ std::string ReadPart(const std::string& text, AuditOptions* options) {
 void AddRun(CLI::App* app, Command* command) {
     auto* run = app->add_subcommand("run", "Audit a share: look at everything and write a report");
     const auto options = std::make_shared<AuditOptions>();
-    const auto part = std::make_shared<std::string>();
     auto* path = run->add_option("--share_path", options->sharePath, "Directory of the share");
     auto* id = run->add_option("--share_id", options->shareId,
                                "Identifier of the share; also checks its files against the data "
@@ -78,8 +77,14 @@ void AddRun(CLI::App* app, Command* command) {
     run->add_option("--jobs", options->jobs,
                     "Files of so many directories at a time (default: the processors, at least 4)")
         ->check(CLI::Range(std::size_t{1}, kMostJobs));
-    run->add_option("--part", *part, "Audit part I of N alone, I/N; see merge")
-        ->check([options](const std::string& text) { return ReadPart(text, options.get()); });
+    run->add_option_function<std::string>(
+        "--part",
+        [options](const std::string& text) {
+            if (const std::string wrong = ReadPart(text, options.get()); !wrong.empty()) {
+                throw CLI::ValidationError("--part", wrong);
+            }
+        },
+        "Audit part I of N alone, I/N; see merge");
     run->add_flag("--resume", options->resume, "Go on with an audit that was interrupted");
     run->add_option("--acknowledge", options->acknowledge,
                     "TOML file with findings that do not count for the exit status");

@@ -51,9 +51,7 @@ class DataCheck {
     DataResult Run() {
         mustBeLinked_ = mustBeLinked_ || means_.options->parts > 1 || sums_.hostile > 0 ||
                         !leftOut_.empty() || !apart_.empty();
-        if (!mustBeLinked_) {
-            RunOver({}, {});
-        } else if (PointElsewhere()) {
+        if (mustBeLinked_ && PointElsewhere()) {
             LinkHeaders();
             RunOver({}, configuration_);
             RunApart();
@@ -62,7 +60,7 @@ class DataCheck {
             AddEnd(
                 "names of files hold line ends, and the storage library cannot be pointed at "
                 "a part of a share");
-        } else if (means_.options->part == 1) {
+        } else if (!mustBeLinked_ || means_.options->part == 1) {
             RunOver({}, {});
         }
         return std::move(result_);

@@ -18,7 +18,7 @@ namespace jorvaudit {
 
 using json = nlohmann::ordered_json;
 
-Journal::Journal(const std::string& directory, json identity, bool resume)
+Journal::Journal(const std::string& directory, const json& identity, bool resume)
     : path_(directory + "/journal"), rawPath_(directory + "/raw/views.txt") {
     file_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (file_ < 0) {

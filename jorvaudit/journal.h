@@ -19,7 +19,7 @@ class Journal {
     /// Opens or makes the journal. An unfinished one is gone on with where `resume` says so, and
     /// refused otherwise. Throws ToolError, also when another audit holds it, or the unfinished one
     /// was of something else than `identity`.
-    Journal(const std::string& directory, nlohmann::ordered_json identity, bool resume);
+    Journal(const std::string& directory, const nlohmann::ordered_json& identity, bool resume);
     ~Journal();
     Journal(const Journal&) = delete;
     Journal& operator=(const Journal&) = delete;

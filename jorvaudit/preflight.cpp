@@ -1,13 +1,14 @@
 #include "jorvaudit/preflight.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/range/adaptor/reversed.hpp>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <ranges>
 #include <system_error>
 
 #include "jorvaudit/captured.h"
@@ -37,7 +38,8 @@ int OpenError(const std::string& path) {
     if (::stat(path.c_str(), &attributes) != 0) {
         return errno;
     }
-    return ::access(path.c_str(), R_OK) != 0 ? errno : 0;
+    // By the effective rights: access() would leave out the capabilities of a service.
+    return ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 ? errno : 0;
 }
 
 // The library's answers, or nothing and why.
@@ -80,7 +82,7 @@ bool HasOtherLayout(const std::string& share, bool tables) {
                             ? 1U
                             : 0U;
         }
-        for (const std::string& name : std::views::reverse(listing.directories)) {
+        for (const std::string& name : boost::adaptors::reverse(listing.directories)) {
             waiting.push_back(Below(path, name));
         }
     }

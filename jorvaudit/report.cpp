@@ -206,20 +206,17 @@ IdSet IdsOf(std::string_view ranges) {
     const char* const end = at + ranges.size();
     while (at < end) {
         std::uint64_t first = 0;
-        auto [rest, code] = std::from_chars(at, end, first);
+        std::from_chars_result read = std::from_chars(at, end, first);
         std::uint64_t last = first;
-        if (code == std::errc() && rest < end && *rest == '-') {
-            std::tie(rest, code) = [&] {
-                const auto result = std::from_chars(rest + 1, end, last);
-                return std::pair(result.ptr, result.ec);
-            }();
+        if (read.ec == std::errc() && read.ptr < end && *read.ptr == '-') {
+            read = std::from_chars(read.ptr + 1, end, last);
         }
-        if (code != std::errc() || last < first || (rest < end && *rest != ',')) {
+        if (read.ec != std::errc() || last < first || (read.ptr < end && *read.ptr != ',')) {
             throw terminal::ToolError("\"" + std::string(ranges) +
                                       "\": expected ranges of numbers");
         }
         ids += Interval::closed(first, last);
-        at = rest + 1;
+        at = read.ptr + 1;
     }
     return ids;
 }
@@ -260,16 +257,17 @@ void Tally::FoldDirectories(std::size_t most) {
 }
 
 void Compose(Report* report) {
-    const auto derived = std::ranges::partition(report->findings, std::not_fn(IsDerived));
-    const std::vector<Finding> former(std::make_move_iterator(derived.begin()),
-                                      std::make_move_iterator(derived.end()));
-    report->findings.erase(derived.begin(), derived.end());
+    const auto derived =
+        std::partition(report->findings.begin(), report->findings.end(), std::not_fn(IsDerived));
+    const std::vector<Finding> former(std::make_move_iterator(derived),
+                                      std::make_move_iterator(report->findings.end()));
+    report->findings.erase(derived, report->findings.end());
     const IdSet missing = MissingContainers(*report);
     AddDerived(report, !missing.empty());
     FillCoverage(report, missing);
     std::ranges::sort(report->findings);
-    const auto repeated = std::ranges::unique(report->findings);
-    report->findings.erase(repeated.begin(), repeated.end());
+    report->findings.erase(std::unique(report->findings.begin(), report->findings.end()),
+                           report->findings.end());
     for (const Finding& finding : former) {
         const auto again = std::ranges::lower_bound(report->findings, finding);
         if (again != report->findings.end() && *again == finding) {

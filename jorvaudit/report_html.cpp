@@ -151,6 +151,7 @@ std::vector<Place> PlacesOf(const Report& report) {
         }
     }
     std::vector<Place> sorted;
+    sorted.reserve(places.size());
     for (auto& [name, place] : places) {
         sorted.push_back(std::move(place));
     }

@@ -95,8 +95,9 @@ StorageFacts AskStorage(const std::string& id) {
     }
     // As the checker does, which keeps them in a set: a volume that is listed twice counts once.
     std::ranges::stable_sort(facts.volumes, {}, &VolumeEntry::path);
-    const auto repeated = std::ranges::unique(facts.volumes, {}, &VolumeEntry::path);
-    facts.volumes.erase(repeated.begin(), repeated.end());
+    const auto isSame = [](const VolumeEntry& a, const VolumeEntry& b) { return a.path == b.path; };
+    facts.volumes.erase(std::unique(facts.volumes.begin(), facts.volumes.end(), isSame),
+                        facts.volumes.end());
     return facts;
 }
 
@@ -173,8 +174,8 @@ FileFacts StorageLook::Look(const std::string& directory, const FileEntry& file,
         facts.unitError = unit->Error();
     }
     std::ranges::sort(facts.missing);
-    const auto repeated = std::ranges::unique(facts.missing);
-    facts.missing.erase(repeated.begin(), repeated.end());
+    facts.missing.erase(std::unique(facts.missing.begin(), facts.missing.end()),
+                        facts.missing.end());
     return facts;
 }
 

@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <ranges>
+#include <boost/range/adaptor/reversed.hpp>
 #include <utility>
 
 #include "jorvaudit/judgement.h"
@@ -26,7 +26,7 @@ std::string MissingTop(const std::string& share, Tree tree, const std::string& p
             struct stat root = {};
             const bool isWhole = ::stat(PathIn(share, tree, "").c_str(), &root) != 0;
             const std::string name(kTreeNames.at(static_cast<std::size_t>(tree)));
-            return isWhole ? name : name + "/" + upper;
+            return isWhole ? name : Below(name, upper);
         }
     }
     return {};
@@ -102,7 +102,7 @@ void TreeAudit::OpenDirectory() {
     if (directory->withBelow && !listing.directories.empty()) {
         // The directory itself counts as much as each of those below it.
         directory->weight /= 1.0 + static_cast<double>(listing.directories.size());
-        for (const std::string& name : std::views::reverse(listing.directories)) {
+        for (const std::string& name : boost::adaptors::reverse(listing.directories)) {
             auto below = std::make_shared<Directory>();
             below->listing.path = Below(path, name);
             below->weight = directory->weight;
@@ -218,7 +218,7 @@ void TreeAudit::Cut(const Task& task, const std::vector<std::uint32_t>& suspects
         pieces.push_back(std::move(rest));
     }
     task.directory->pending += pieces.size() - 1;
-    for (std::vector<std::uint32_t>& piece : std::views::reverse(pieces)) {
+    for (std::vector<std::uint32_t>& piece : boost::adaptors::reverse(pieces)) {
         ready_.push_front({.directory = task.directory, .files = std::move(piece)});
     }
 }

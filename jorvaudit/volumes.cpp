@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "jorvaudit/judgement.h"
+#include "jorvaudit/listing.h"
 #include "jorvaudit/report_json.h"
 
 namespace jorvaudit {
@@ -82,7 +83,7 @@ class VolumeWalk {
             if (name == "." || name == "..") {
                 continue;
             }
-            const std::string path = directory + "/" + name;
+            const std::string path = Below(directory, name);
             struct stat itself = {};
             if (entry->d_type == DT_DIR ||
                 (entry->d_type == DT_UNKNOWN && ::lstat(path.c_str(), &itself) == 0 &&
@@ -133,8 +134,8 @@ VolumeSearch SearchVolumes(const std::vector<VolumeEntry>& entries) {
         const VolumeWalk walk(entry, &search);
     }
     std::ranges::sort(search.containers);
-    const auto repeated = std::ranges::unique(search.containers);
-    search.containers.erase(repeated.begin(), repeated.end());
+    search.containers.erase(std::unique(search.containers.begin(), search.containers.end()),
+                            search.containers.end());
     return search;
 }
 

@@ -208,8 +208,8 @@ inline constexpr Line kDataFileMissing = {
     .text = "\n[ERROR]: invalid lmdb data path: '{}' -22\n",
     .values = {Text("file")},
     .meaning =
-        "The directory of mapping tables has no data.mdb. If every file is reported, the "
-        "share keeps its extents in extent files, and this check is not for it.",
+        "The directory of mapping tables has no data.mdb. A share of extent files has none "
+        "at all: this check is not for it.",
     .advice = "Restore data.mdb from a replica or a backup."};
 
 inline constexpr Line kSizeMismatch = {

@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace Corvane::Kst::Marlow::Jorv;  // NOLINT(google-build-using-namespace)
+using namespace Corvane::Kst::Marlow::Jorv;
 
 void HeaderLoad(benchmark::State& state) {
     const bench::Scratch directory;

@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace Corvane::Kst::Marlow;  // NOLINT(google-build-using-namespace)
+using namespace Corvane::Kst::Marlow;
 
 /// One table directory that stays for a benchmark.
 struct Stored {

@@ -12,15 +12,15 @@ namespace {
 
 template <typename Integer>
 std::optional<Integer> ToInteger(const Json& value) {
-    if (value.is_number_unsigned()) {
-        const auto number = value.get<std::uint64_t>();
+    const auto inRange = [](auto number) {
         return std::in_range<Integer>(number) ? std::optional(static_cast<Integer>(number))
                                               : std::nullopt;
+    };
+    if (value.is_number_unsigned()) {
+        return inRange(value.get<std::uint64_t>());
     }
     if (value.is_number_integer()) {
-        const auto number = value.get<std::int64_t>();
-        return std::in_range<Integer>(number) ? std::optional(static_cast<Integer>(number))
-                                              : std::nullopt;
+        return inRange(value.get<std::int64_t>());
     }
     if (value.is_string()) {
         const auto& text = value.get_ref<const std::string&>();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 #include <span>
+#include <utility>
 
 #include "jorvshare/site/root.h"
 #include "jorvshare/site/site_layout.h"
@@ -65,7 +66,7 @@ class FileReader {
         }
     }
 
-    [[nodiscard]] const RecipeFile& File() const { return file_; }
+    [[nodiscard]] RecipeFile TakeFile() { return std::move(file_); }
 
   private:
     // What the storage unit holds at the extent's data offset, cut where the unit ends.
@@ -206,7 +207,7 @@ class FileReader {
 }  // namespace
 
 RecipeFile ReadFile(const Json& value, std::uint64_t tableSpan) {
-    return FileReader(value, tableSpan).File();
+    return FileReader(value, tableSpan).TakeFile();
 }
 
 }  // namespace jorvshare

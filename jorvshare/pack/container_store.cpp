@@ -10,10 +10,11 @@
 namespace jorvshare {
 
 ContainerStore::ContainerStore(std::vector<std::string> places, std::uint64_t lastDcid,
-                               std::uint64_t maxContainerBytes)
+                               std::uint64_t maxContainerBytes, std::string dataEnding)
     : places_(std::move(places)),
       lastDcid_(std::max(lastDcid, kFirstDcid - 1)),
-      maxContainerBytes_(maxContainerBytes) {}
+      maxContainerBytes_(maxContainerBytes),
+      dataEnding_(std::move(dataEnding)) {}
 
 DataPlace ContainerStore::Put(const crfp_digest_t& fp, std::span<const std::byte> data) {
     const auto known = stored_.find(fp);
@@ -46,7 +47,7 @@ void ContainerStore::Begin() {
             "no data-container identifier is left above those in use on the volumes");
     }
     ++lastDcid_;
-    open_.emplace(places_.at(dcids_.size() % places_.size()), lastDcid_);
+    open_.emplace(places_.at(dcids_.size() % places_.size()), lastDcid_, dataEnding_);
     dcids_.push_back(lastDcid_);
 }
 

@@ -24,8 +24,9 @@ class ContainerStore {
   public:
     /// @param places   directories that are there; not empty.
     /// @param lastDcid largest DCID in use.
+    /// @param dataEnding of the names of data, as in ContainerWriter.
     ContainerStore(std::vector<std::string> places, std::uint64_t lastDcid,
-                   std::uint64_t maxContainerBytes);
+                   std::uint64_t maxContainerBytes, std::string dataEnding);
 
     /// Place of the data, stored now unless it was before. Throws SysException, or ToolError when
     /// no DCID is left.
@@ -43,6 +44,7 @@ class ContainerStore {
     std::vector<std::string> places_;
     std::uint64_t lastDcid_;
     std::uint64_t maxContainerBytes_;
+    std::string dataEnding_;
     std::optional<refstore::ContainerWriter> open_;
     FingerprintMap<DataPlace> stored_;
     std::vector<std::uint64_t> dcids_;

@@ -99,7 +99,7 @@ int Pack(const PackOptions& options) {
     const SharedData shared =
         twoPasses ? FindShared(source, &tree, &keepGoing, &progress) : SharedData();
     ContainerStore containers(site.ContainerPlaces(), site.LastDcid(),
-                              std::uint64_t{options.containerMiB} << 20U);
+                              std::uint64_t{options.containerMiB} << 20U, site.DataEnding());
     ShareWriter writer({site.Tree(), site.Share(), site.MetaRoot(), site.Map(), site.TableSpan()},
                        &shared, &containers, &progress);
     for (const std::string& directory : tree.directories) {

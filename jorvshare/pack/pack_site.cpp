@@ -254,7 +254,7 @@ void PackSite::Commit() {
             tree_->Rename(PartialOf(layout_.fstab), layout_.fstab, true);
         });
         tree_->Rename(PartialOf(layout_.fstab), layout_.fstab, true);
-        tree_->Sync("");
+        tree_->Sync(refstore::ParentOf(layout_.fstab));
     }
     if (image_) {
         PutInPlace(layout_.Image(*image_), true);
@@ -267,16 +267,19 @@ void PackSite::Commit() {
 void PackSite::PutContainersInPlace() {
     for (const std::string& volume : volumes_) {
         const Root root(volume);
-        // The index of a container first: data without an index is damage to the checker.
+        // The index of a container first, "1.bhd" before "1.bin.partial": data without an index is
+        // damage to the checker.
         for (const refstore::DirectoryEntry& half : root.List(kContainers)) {
-            undo_.emplace_back(
-                [volume, name = half.name, from = jorvshare::Join(kContainers, half.name)] {
-                    Root there(volume);
-                    if (there.TypeOf(from) == 0) {
-                        there.Remove(name);
-                    }
-                });
-            root.Rename(jorvshare::Join(kContainers, half.name), half.name);
+            const std::string from = jorvshare::Join(kContainers, half.name);
+            const std::string name =
+                IsPartialName(half.name) ? half.name.substr(0, half.name.rfind('.')) : half.name;
+            undo_.emplace_back([volume, name, from] {
+                Root there(volume);
+                if (there.TypeOf(from) == 0) {
+                    there.Remove(name);
+                }
+            });
+            root.Rename(from, name);
         }
         root.Remove(kContainers);
         root.Sync("");

@@ -46,6 +46,8 @@ class PackSite {
     [[nodiscard]] ShareLayout Share() const;
     /// Directories that take the containers, each on a volume of its own.
     [[nodiscard]] const std::vector<std::string>& ContainerPlaces() const { return places_; }
+    /// Ending of the names of containers' data there. The checker takes a .bin for a container.
+    [[nodiscard]] std::string DataEnding() const { return new_ ? ".bin" : ".bin.partial"; }
     /// Largest DCID in use.
     [[nodiscard]] std::uint64_t LastDcid() const;
     /// Writes the image of the virtual copy.

@@ -6,6 +6,7 @@
 #include "refstore/base/checksum.h"
 #include "refstore/base/regular_file.h"
 #include "refstore/fingerprint.h"
+#include "storage/exception.h"
 #include "terminal/interrupt.h"
 #include "terminal/tool_error.h"
 
@@ -13,6 +14,7 @@ namespace jorvshare {
 
 namespace {
 
+using Corvane::Kst::Marlow::Jorv::SysException;
 using refstore::ContainerEntry;
 using terminal::ToolError;
 
@@ -63,15 +65,6 @@ void ContainerCheck::Read(std::uint64_t dcid, State* state) {
     }
     const std::string& path = found->second.bin;
     const refstore::RegularFile data(kWhat, path);
-    std::string fault;
-    if (data.Size() != index.binSize) {
-        fault = "size differs from the index";
-    } else if (refstore::Checksum(data, data.Size()) != index.binSeal) {
-        fault = "checksum mismatch";
-    }
-    bytes_ += data.Size();
-    progress_->Advance(0, data.Size());
-    // The second look at the same bytes finds them in memory.
     std::vector<std::byte> piece;
     for (const ContainerEntry& entry : index.entries) {
         terminal::CheckInterrupt();
@@ -80,17 +73,30 @@ void ContainerCheck::Read(std::uint64_t dcid, State* state) {
             continue;
         }
         piece.resize(entry.length);
-        data.ReadAt(entry.offset, piece);
+        try {
+            data.ReadAt(entry.offset, piece);
+        } catch (const SysException&) {
+            continue;  // a bad sector costs the pieces on it
+        }
         if (refstore::Fingerprint(piece) == entry.fp) {
             state->sound.push_back(entry);
         }
     }
-    if (fault.empty() && state->sound.size() != index.entries.size()) {
-        fault = "index does not fit the data";
-    }
     std::ranges::sort(state->sound, {}, kByFingerprint);
-    if (!fault.empty()) {
+    bytes_ += data.Size();
+    progress_->Advance(0, data.Size());
+    const auto fail = [&](const std::string& fault) {
         throw ToolError(std::string(kWhat) + " " + path + ": " + fault);
+    };
+    if (data.Size() != index.binSize) {
+        fail("size differs from the index");
+    }
+    // The second look at the same bytes finds them in memory.
+    if (refstore::Checksum(data, data.Size()) != index.binSeal) {
+        fail("checksum mismatch");
+    }
+    if (state->sound.size() != index.entries.size()) {
+        fail("index does not fit the data");
     }
 }
 

@@ -66,16 +66,21 @@ std::uint64_t ShareReader::TotalSteps(const std::string& path) const {
 void ShareReader::Walk(const std::string& path, bool headerless, KeepGoing* keepGoing,
                        terminal::Progress* progress, const Take& onDirectory,
                        const Take& onFile) const {
-    if (share_.TypeOf(Head(path)) == S_IFREG) {
+    bool isFile = false;
+    std::vector<refstore::DirectoryEntry> headers;
+    const bool listed = keepGoing->Try("", progress, [&] {
+        OrInputError([&] {
+            isFile = share_.TypeOf(Head(path)) == S_IFREG;
+            headers = isFile ? headers : share_.List(Head(path));
+        });
+    });
+    if (isFile) {
         onFile(path);
         return;
     }
     if (!path.empty()) {
         onDirectory(path);
     }
-    std::vector<refstore::DirectoryEntry> headers;
-    const bool listed = keepGoing->Try(
-        "", progress, [&] { headers = OrInputError([&] { return share_.List(Head(path)); }); });
     for (const refstore::DirectoryEntry& entry : headers) {
         terminal::CheckInterrupt();
         const std::string relative = Join(path, entry.name);
@@ -85,12 +90,19 @@ void ShareReader::Walk(const std::string& path, bool headerless, KeepGoing* keep
             onFile(relative);
         }
     }
-    if (!listed || !headerless || share_.TypeOf(Map(path)) != S_IFDIR) {
+    if (!listed || !headerless) {
         return;
     }
-    for (const refstore::DirectoryEntry& entry : share_.List(Map(path))) {
-        if (std::ranges::find(headers, entry.name, &refstore::DirectoryEntry::name) ==
-            headers.end()) {
+    std::vector<refstore::DirectoryEntry> maps;
+    keepGoing->Try("", progress, [&] {
+        OrInputError([&] {
+            if (share_.TypeOf(Map(path)) == S_IFDIR) {
+                maps = share_.List(Map(path));
+            }
+        });
+    });
+    for (const refstore::DirectoryEntry& entry : maps) {
+        if (!std::ranges::binary_search(headers, entry.name, {}, &refstore::DirectoryEntry::name)) {
             keepGoing->Try("", progress, [&] {
                 throw InputError("damaged file " + Join(path, entry.name) +
                                  ": its header is missing");

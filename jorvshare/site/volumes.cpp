@@ -23,8 +23,7 @@ std::uint64_t DcidOfName(std::string_view name) {
     const char* end = name.data() + name.size();
     const auto [rest, code] = std::from_chars(name.data(), end, number);
     const std::string_view extension(rest, static_cast<std::size_t>(end - rest));
-    const bool half = extension == ".bin" || extension == ".bhd" || extension == ".bin.new" ||
-                      extension == ".bhd.new";
+    const bool half = extension == ".bin" || extension == ".bhd" || extension == ".bin.partial";
     return code == std::errc() && half ? number : 0;
 }
 

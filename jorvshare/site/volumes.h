@@ -25,7 +25,7 @@ bool IsThere(const std::string& volume);
 std::vector<std::string> VolumesToRead(const Site& site, KeepGoing* keepGoing);
 
 /// Largest DCID that the name of anything below the directories is made of, 0 for none:
-/// "<dcid>.bin", "<dcid>.bhd", and either with ".new" after it, in whatever subdirectory, files and
+/// "<dcid>.bin", "<dcid>.bhd" or "<dcid>.bin.partial", in whatever subdirectory, files and
 /// directories alike. None of these must be given out again. Fails with ToolError, also when a
 /// directory is not there: what it holds is then not known.
 std::uint64_t LargestDcid(const std::vector<std::string>& directories);

@@ -68,7 +68,7 @@ class Nesting {
                 if (!isLong) {
                     return;
                 }
-            } else if (c == '\\' && quote == '"') {
+            } else if (c == '\\' && quote == '"' && text_.substr(at_ + 1, 1) != "\n") {
                 ++at_;
             } else if (run > 0 && !isLong) {
                 return;

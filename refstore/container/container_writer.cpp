@@ -34,8 +34,8 @@ std::vector<std::byte> EncodeContainerIndex(const ContainerIndex& index) {
     return SealRecord(kContainerIndexKind, builder);
 }
 
-ContainerWriter::ContainerWriter(std::string directory, std::uint64_t dcid)
-    : directory_(std::move(directory)) {
+ContainerWriter::ContainerWriter(std::string directory, std::uint64_t dcid, std::string dataEnding)
+    : directory_(std::move(directory)), dataEnding_(std::move(dataEnding)) {
     index_.dcid = dcid;
 }
 
@@ -59,25 +59,14 @@ void ContainerWriter::Finish() {
     index_.binSize = data_.size();
     index_.binSeal = Checksum(data_);
     const std::string base = directory_ + "/" + std::to_string(index_.dcid);
-    const std::string bin = base + ".bin";
     const std::string bhd = base + ".bhd";
-    // A .bin without its .bhd is a damaged container, and the checker says so. The .bhd appears
-    // first, so that a run that is killed leaves no .bin alone. Whatever step fails, what the steps
-    // before it made is taken away, and nothing that was there before is touched.
-    std::vector<std::string> made;
-    const auto keep = [&made](const std::string& path) { made.push_back(path); };
+    // Data without an index is a damaged container to the checker, an index without data is none:
+    // the index comes first and goes last.
+    WriteNewFile(bhd, EncodeContainerIndex(index_));
     try {
-        WriteNewFile(bin + ".new", data_, kDataMode);
-        keep(bin + ".new");
-        WriteNewFile(bhd + ".new", EncodeContainerIndex(index_));
-        keep(bhd + ".new");
-        RenameNew(bhd + ".new", bhd);
-        keep(bhd);
-        RenameNew(bin + ".new", bin);
+        WriteNewFile(base + dataEnding_, data_, kDataMode);
     } catch (...) {
-        for (const std::string& path : made) {
-            ::unlink(path.c_str());
-        }
+        ::unlink(bhd.c_str());
         throw;
     }
     data_ = {};

@@ -17,7 +17,8 @@ std::vector<std::byte> EncodeContainerIndex(const ContainerIndex& index);
 /// nothing. Failures are SysExceptions. One thread at a time.
 class ContainerWriter {
   public:
-    ContainerWriter(std::string directory, std::uint64_t dcid);
+    /// @param dataEnding of the data's name, where that is still to be put in its place.
+    ContainerWriter(std::string directory, std::uint64_t dcid, std::string dataEnding = ".bin");
 
     /// Adds `data`, at most kMaxContainerPiece bytes, and returns its entry. More throws
     /// std::length_error.
@@ -26,13 +27,13 @@ class ContainerWriter {
     [[nodiscard]] std::uint64_t Size() const { return data_.size(); }
     [[nodiscard]] std::uint64_t Dcid() const { return index_.dcid; }
 
-    /// Writes both files, each beside its place first and renamed when whole, .bin last. Nothing
-    /// may be added afterwards. A container of that name that is there already is left as it is,
-    /// and Finish fails. Not durable until SyncFileSystem.
+    /// Writes both files. Nothing may be added afterwards. A container of that name that is there
+    /// already is left as it is, and Finish fails. Not durable until SyncFileSystem.
     void Finish();
 
   private:
     std::string directory_;
+    std::string dataEnding_;
     std::vector<std::byte> data_;
     ContainerIndex index_;
     bool finished_ = false;

@@ -8,7 +8,6 @@
 namespace refstore {
 
 /// Reads one stored extent in place; nothing is copied but the field that is asked for.
-// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the interface has no slot for one.
 class ExtentView final : public Corvane::Kst::Marlow::Jorv::Ext {
   public:
     /// Points the view at an extent that outlives its use.
@@ -28,7 +27,6 @@ class ExtentView final : public Corvane::Kst::Marlow::Jorv::Ext {
 /// Cursor over extents that stand one after the other and outlive it; on the heap until Destroy.
 /// The end position of a table is the null cursor: a walk asks for it at every step, and it costs
 /// nothing.
-// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): Destroy is the only way to free one.
 class ExtentCursor final : public Corvane::Kst::Marlow::Jorv::MappingCursor {
   public:
     explicit ExtentCursor(std::span<const Extent> extents) : left_(extents) {}

@@ -16,7 +16,7 @@
 
 namespace {
 
-using namespace campaign;  // NOLINT(google-build-using-namespace): the program is its main
+using namespace campaign;
 
 using Clock = std::chrono::steady_clock;
 

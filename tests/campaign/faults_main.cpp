@@ -25,7 +25,7 @@
 
 namespace {
 
-using namespace campaign;  // NOLINT(google-build-using-namespace): the program is its main
+using namespace campaign;
 
 constexpr std::array<const char*, 7> kErrors = {"EIO",    "EACCES", "EMFILE", "ENFILE",
                                                 "ENOMEM", "EINTR",  "ESTALE"};

@@ -4,6 +4,7 @@ PATH=$build/bin:$PATH
 work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 source packaging/completion/jorvck
+source packaging/completion/jorvaudit
 source packaging/completion/jorvshare
 # The shell has it inside of a completion only.
 compopt() { [[ $* == '-o filenames' ]]; }
@@ -34,8 +35,19 @@ diff <(printf 'files\ntables\n') <(offered jorvshare pack --layout '')
 jorvshare damage --list | awk 'NR > 1 { print $1 }' | sort >"$work/kinds"
 (( $(wc -l <"$work/kinds") > 40 ))
 diff "$work/kinds" <(offered jorvshare damage --kind '')
+commands=(run show diff merge)
+diff <({ jorvaudit --help | options; printf '%s\n' "${commands[@]}"; } | sort) <(offered jorvaudit '')
+diff <(jorvaudit --help | sed -n '/^Subcommands/,$s/^  \([a-z]*\) .*/\1/p' | sort) <(printf '%s\n' "${commands[@]}" | sort)
+for command in "${commands[@]}"; do
+    jorvaudit "$command" --help | sed 's/ Excludes:.*//' | options >"$work/usage"
+    diff "$work/usage" <(offered jorvaudit "$command" --)
+done
+diff /dev/null <(offered jorvaudit run --part '')
 mkdir -p "$work/here/directory"
 touch "$work/here/file"
 diff <(printf '%s\n' "$work"/here/{directory,file}) <(offered jorvshare pack "$work/here/")
 diff <(printf '%s\n' "$work/here/directory") <(offered jorvck --share_path "$work/here/")
+diff <(printf '%s\n' "$work/here/directory") <(offered jorvaudit run --share_path "$work/here/")
+diff <(printf '%s\n' "$work"/here/{directory,file}) <(offered jorvaudit run --output "$work/here/")
+diff <(printf '%s\n' "$work"/here/{directory,file}) <(offered jorvaudit diff "$work/here/")
 echo "completion offers what the programs take"

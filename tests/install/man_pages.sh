@@ -5,8 +5,8 @@ bin=$build/bin
 work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 
-pages=(man/*.1 "$build"/man/*.[58])
-(( ${#pages[@]} == 2 + $(ls docs/formats/*.md | wc -l) ))
+pages=(man/*.[18] "$build"/man/*.[58])
+(( ${#pages[@]} == 3 + $(ls docs/formats/*.md | wc -l) ))
 for page in "${pages[@]}"; do
     # Whether the pages referred to are installed here does not matter, nor do long lines of tables.
     mandoc -T lint -W warning "$page" >"$work/lint" || { cat "$work/lint"; exit 1; }
@@ -21,7 +21,7 @@ done
 
 # All are dated as the version is, and the version has its heading.
 released=$(sed -n 's/^set(JORVCK_RELEASED \(.*\))$/\1/p' CMakeLists.txt)
-for page in man/*.1 "$build"/man/*.8; do
+for page in man/*.[18] "$build"/man/*.8; do
     diff <(sed -n 's/^\.Dd //p' "$page") <(LC_ALL=C date -d "$released" '+%B %-d, %Y')
 done
 version=$(sed -n 's/^project(jorvck VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
@@ -56,6 +56,24 @@ for command in pack unpack verify show make damage; do
     diff <(options "$work/usage") <(options "$work/described")
 done
 
+page_of man/jorvaudit.8 >"$work/jorvaudit"
+diff <("$bin/jorvaudit" --version) <(echo "jorvaudit $version")
+"$bin/jorvaudit" --help >"$work/usage"
+sed -n '/^     --help/,/^READING/p' "$work/jorvaudit" >"$work/described"
+diff <(options "$work/usage") <(options "$work/described")
+for command in run show diff merge; do
+    "$bin/jorvaudit" "$command" --help >"$work/usage"
+    { sed -n "/^DESCRIPTION/,/^READING/p" "$work/jorvaudit" | grep -vE -- '--(help|version)' |
+        sed -n "/^     $command\( .*\)\?\$/,/^     [a-z]/p" | sed '$d'; echo '--help'; } >"$work/described"
+    diff <(options "$work/usage") <(options "$work/described")
+done
+# The files that an audit writes.
+mkdir "$work/share"
+JORV_CONFIG=/none "$bin/jorvaudit" run --share_path "$work/share" --output "$work/audit" >"$work/none" || (( $? == 8 ))
+for file in "$work"/audit/*; do
+    sed -n '/^FILES/,/^EXIT/p' "$work/jorvaudit" | grep -q "^     $(basename "$file")\( \|\$\)" || { echo "not in the page: $file"; exit 1; }
+done
+
 # The keys that the parser takes, the page and the configuration that is shipped name, in one order.
 grep -oE 'key == "[a-z_]+"' refstore/config/settings_parser.cpp | cut -d'"' -f2 >"$work/keys"
 (( $(wc -l <"$work/keys") > 5 ))
@@ -69,7 +87,7 @@ sed 's/^#\([a-z_]* = \)/\1/' packaging/config/jorv.toml >"$work/jorv.toml"
 JORV_CONFIG=$work/jorv.toml "$bin/jorvck" --share_id 'no such share' --verify_data 2>"$work/stderr" >"$work/stdout"
 grep -qxF 'The share ID no such share doesn'"'"'t exist, meta_dir: "/var/lib/jorv/meta/'"$(
     sed -n 's/.*meta\/\(.\)\/no such share"$/\1/p' "$work/stderr")"'/no such share"' "$work/stderr"
-# The service's settings are the ones that its script reads.
+# The service's settings are the ones that its unit reads.
 diff <(sed -n 's/^#\([A-Z_]*\)=.*/\1/p' packaging/systemd/default | sort) \
-    <(grep -oE '\$\{JORVCK_[A-Z]+(_DIR)?:-' packaging/systemd/check-share.in | tr -d '${:-' | sort)
+    <(sed -n 's/^Exec.*\$\$\(JORVAUDIT_[A-Z]*\).*/\1/p' packaging/systemd/jorvaudit@.service.in | sort)
 echo "${#pages[@]} pages without a warning"

@@ -8,31 +8,41 @@ cp build/package/*.deb "$work"
 version=$(sed -n 's/^project(jorvck VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)-1
 architecture=$(dpkg --print-architecture)
 jorvck=$work/jorvck_${version}_$architecture.deb
+jorvaudit=$work/jorvaudit_${version}_$architecture.deb
 jorvshare=$work/jorvshare_${version}_$architecture.deb
 development=$work/libjorv-storage-dev_${version}_all.deb
 
-lintian --allow-root --fail-on error "$jorvck" "$jorvshare" "$development" >"$work/lintian" 2>&1 ||
+lintian --allow-root --fail-on error "$jorvck" "$jorvaudit" "$jorvshare" "$development" >"$work/lintian" 2>&1 ||
     { cat "$work/lintian"; exit 1; }
 
 # Every file of each, directories left out.
 files() { dpkg-deb -c "$1" | awk '$1 !~ /^d/ { print $6 }' | sed 's/^\.//' | sort; }
 {
-    echo /etc/default/jorvck
     echo /etc/jorv/jorv.toml
-    echo /usr/lib/systemd/system/jorvck@.service
-    echo /usr/lib/systemd/system/jorvck@.timer
-    echo /usr/libexec/jorvck/check-share
     echo /usr/sbin/jorvck
     echo /usr/share/bash-completion/completions/jorvck
     echo /usr/share/doc/jorvck/changelog.Debian.gz
     echo /usr/share/doc/jorvck/copyright
     for page in docs/formats/*.md; do
         name=$(basename "$page" .md)
+        [[ $name == audit-report ]] && continue
         [[ $name == configuration ]] && name=toml
         echo "/usr/share/man/man5/jorv-$name.5.gz" | sed 's/jorv-toml/jorv.toml/'
     done
     echo /usr/share/man/man8/jorvck.8.gz
 } | sort | diff - <(files "$jorvck")
+{
+    echo /etc/default/jorvaudit
+    echo /usr/bin/jorvaudit
+    echo /usr/lib/systemd/system/jorvaudit@.service
+    echo /usr/lib/systemd/system/jorvaudit@.timer
+    echo /usr/share/bash-completion/completions/jorvaudit
+    echo /usr/share/doc/jorvaudit/audit-report.schema.json
+    echo /usr/share/doc/jorvaudit/changelog.Debian.gz
+    echo /usr/share/doc/jorvaudit/copyright
+    echo /usr/share/man/man5/jorv-audit-report.5.gz
+    echo /usr/share/man/man8/jorvaudit.8.gz
+} | sort | diff - <(files "$jorvaudit")
 {
     echo /usr/bin/jorvshare
     echo /usr/share/bash-completion/completions/jorvshare
@@ -53,16 +63,21 @@ files() { dpkg-deb -c "$1" | awk '$1 !~ /^d/ { print $6 }' | sed 's/^\.//' | sor
 } | sort | diff - <(files "$development")
 
 # Everything below /etc is a configuration file, which an upgrade leaves to the administrator.
-dpkg-deb --ctrl-tarfile "$jorvck" | tar -xO ./conffiles | sort | diff <(files "$jorvck" | grep '^/etc/') -
+for package in "$jorvck" "$jorvaudit"; do
+    dpkg-deb --ctrl-tarfile "$package" | tar -xO ./conffiles | sort | diff <(files "$package" | grep '^/etc/') -
+done
 # Dependencies are those that the programs' libraries ask for.
-for package in "$jorvck" "$jorvshare"; do
+for package in "$jorvck" "$jorvaudit" "$jorvshare"; do
     dpkg-deb -f "$package" Depends | grep -qE '(^|, )libc6 \(>='
 done
-# The checker holds no writer, and nothing holds a path of the folder it was built in.
+# The audit knows the lines of the checker of its own version.
+dpkg-deb -f "$jorvaudit" Depends | grep -qF "jorvck (= $version)"
+# The checker and the audit hold no writer, and nothing holds a path of the folder it was built in.
 for package in "$work"/*.deb; do
     dpkg-deb -x "$package" "$work/root"
 done
-if grep -lrF "$PWD" "$work/root" || nm -DC "$work/root/usr/sbin/jorvck" | grep -F refstore::Encode; then
+if grep -lrF "$PWD" "$work/root" ||
+    nm -DC "$work/root/usr/sbin/jorvck" "$work/root/usr/bin/jorvaudit" | grep -F refstore::Encode; then
     exit 1
 fi
 nm -DC "$work/root/usr/bin/jorvshare" | grep -F refstore::Encode >/dev/null

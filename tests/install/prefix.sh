@@ -15,6 +15,8 @@ seq 1 5000 >source/file
 prefix/bin/jorvshare pack source site --share-id 7 >packed
 JORV_CONFIG=site/jorv.toml prefix/sbin/jorvck --share_path site/meta/7/7 2>stderr >stdout
 diff stderr <(echo 'Verify file site/meta/7/7/map/file'; echo '[JORVCK_VCOPY] Vcopy file not found!')
+JORV_CONFIG=site/jorv.toml prefix/bin/jorvaudit run --share_path site/meta/7/7 --output audit >audited
+grep -qx 'Verdict: sound: everything was looked at' audited
 MANPATH=$work/prefix/share/man man -w 8 jorvck | diff - <(echo "$work/prefix/share/man/man8/jorvck.8")
 test -f prefix/share/doc/jorvck/examples/jorv.toml
 prefix/bin/jorvshare make prefix/share/doc/jorvshare/examples/recipes/two-findings.json made >packed

@@ -65,6 +65,13 @@ TEST_F(DataLinesTest, ASoundRunHasNoFinding) {
     EXPECT_EQ(total_, 25000U);
 }
 
+TEST_F(DataLinesTest, WhatFollowsProgressOnItsLineIsRead) {
+    EXPECT_THAT(
+        Read(LineText(lines::kProgress, {"10000", "25000"}) +
+             LineText(lines::kProgress, {"20000", "25000"}) + LineText(lines::kTaskGotError, {})),
+        ElementsAre("task-got-error file data check"));
+}
+
 TEST_F(DataLinesTest, EachLineBelongsToTheFileThatItNames) {
     EXPECT_THAT(
         Read(LineText(lines::kUnknownDcid, {"70", "/mnt/jorv/2/12/a/f"}) + kSummary +

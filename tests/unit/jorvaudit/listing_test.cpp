@@ -109,7 +109,7 @@ TEST_F(ListingTest, LinksAreFollowedAndThoseToDirectoriesSaid) {
 TEST_F(ListingTest, ADirectoryThatCannotBeListedIsAFinding) {
     MakeDirs(share_ / "map/x");
     MakeDirs(share_ / "head/x");
-    ::chmod(share_.Path().c_str(), S_IRWXU | S_IRWXO);
+    ::chmod(share_.Path().c_str(), S_IRWXU | S_IRWXG | S_IRWXO);
     ::chmod((share_ / "map/x").c_str(), 0);
     const test_support::Unprivileged unprivileged;
     const Listing listing = List("x");

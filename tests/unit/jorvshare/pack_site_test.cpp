@@ -2,9 +2,13 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <set>
 
+#include "jorvshare/pack/container_store.h"
+#include "jorvshare/pack/pack_site.h"
 #include "refstore/fstab/fstab_writer.h"
 #include "refstore/image/image_record.h"
+#include "terminal/interrupt.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/jorvshare/tool_run.h"
 
@@ -80,6 +84,33 @@ TEST_F(PackSiteTest, AVolumeMayBeASymbolicLink) {
     fs::rename(temp_ / "disk", temp_ / "unmounted");
     ExpectRefused(
         "9", Site("volumes/v1") + ": listed in the table of volumes and not there; is it mounted?");
+}
+
+// The checker takes a .bin anywhere on a volume for a container, and one without its .bhd beside it
+// for a corrupted one: on its way to its place data has another name.
+TEST_F(PackSiteTest, ContainersOnTheirWayAreNoneToTheChecker) {
+    ASSERT_EQ(Pack("7").status, 0);
+    const auto names = [&](const std::string& directory) {
+        std::set<std::string> found;
+        for (const auto& entry : fs::directory_iterator(Site(directory))) {
+            found.insert(entry.path().filename());
+        }
+        return found;
+    };
+    const terminal::InterruptScope scope;
+    jorvshare::PackOptions options;
+    options.shareId = "8";
+    jorvshare::PackSite site(Site(), options);
+    site.Begin();
+    jorvshare::ContainerStore store(site.ContainerPlaces(), site.LastDcid(), 1 << 20,
+                                    site.DataEnding());
+    store.Put({}, jorvshare::BytesOf("abc"));
+    store.Finish();
+    EXPECT_EQ(names("volumes/v1/containers.partial"),
+              (std::set<std::string>{"65.bhd", "65.bin.partial"}));
+    site.Commit();
+    EXPECT_EQ(names("volumes/v1"), (std::set<std::string>{"64.bhd", "64.bin", "65.bhd", "65.bin"}));
+    EXPECT_EQ(ReadFile(Site("volumes/v1/65.bin")), "abc");
 }
 
 TEST_F(PackSiteTest, DcidsOnAVolumeThatAKilledRunDidNotListAreTaken) {

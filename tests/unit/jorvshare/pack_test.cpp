@@ -164,7 +164,7 @@ TEST_F(PackTest, MoreTablesThanMemoryHoldsAreRefused) {
         return RunTool({"pack", source, temp_ / "site", "--share-id", "7", "--layout", "tables",
                         "--table-span", span});
     };
-    ExpectRefused(pack("1"), "f: would need 1048577 mapping tables; give a larger --table-span");
+    ExpectRefused(pack("4"), "f: would need 262145 mapping tables; give a larger --table-span");
     EXPECT_FALSE(fs::exists(temp_ / "site"));
     ExpectRefused(pack("65537"),
                   "f: a mapping table would cover more than readers accept; give a smaller "
@@ -173,6 +173,12 @@ TEST_F(PackTest, MoreTablesThanMemoryHoldsAreRefused) {
     EXPECT_EQ(pack("65536").status, 0);
     const auto f = refstore::TableDirectory::Load(temp_ / "site/meta/7/7/map/f/data.mdb");
     EXPECT_EQ(f->Tables().size(), 17U);
+    fs::remove_all(temp_ / "site");
+    ASSERT_EQ(::truncate((source + "/f").c_str(), off_t{1} << 50), 0);
+    EXPECT_EQ(pack("4").status, 0);
+    EXPECT_EQ(
+        refstore::TableDirectory::Load(temp_ / "site/meta/7/7/map/f/data.mdb")->Tables().size(),
+        262144U);
     fs::remove_all(source);
 }
 
@@ -196,7 +202,7 @@ TEST_F(PackTest, ASecondShareGoesIntoTheSameSite) {
     ASSERT_EQ(Pack("7", {"--layout", "tables"}).status, 0);
     const auto before = Snapshot(temp_ / "site");
     // Halves of containers and what lies in subdirectories count as well.
-    WriteFile(temp_ / "site/volumes/v1/sub/99.bhd.new", "");
+    WriteFile(temp_ / "site/volumes/v1/sub/99.bin.partial", "");
     const Ended ended = Pack("8", {"--volumes", "2"});
     ASSERT_EQ(ended.status, 0) << ended.err;
     EXPECT_EQ(Names("site/volumes/v1"),
@@ -294,13 +300,15 @@ TEST_F(PackTest, WhatIsNotKeptIsSaidOnceWithCounts) {
         ::setxattr((temp_ / "source/a").c_str(), "user.note", &value, 1, 0) == 0;
     const bool isRoot = ::geteuid() == 0;
     if (isRoot) {
-        ASSERT_EQ(::chown((temp_ / "source/d").c_str(), 1234, 4321), 0);
+        ASSERT_EQ(::chown((temp_ / "source/d").c_str(), 1234, ::getegid()), 0);
+        ASSERT_EQ(::chown((temp_ / "source/d/setid").c_str(), ::geteuid(), 4321), 0);
+        ASSERT_EQ(::chmod((temp_ / "source/d/setid").c_str(), 04755), 0);
     }
     const Ended ended = Pack("7");
     EXPECT_EQ(ended.err, "");
     EXPECT_EQ(ended.status, 0);
     EXPECT_TRUE(ended.out.ends_with(std::string("\nnot kept: 2 hard links, ") +
-                                    (isRoot ? "1 owner, " : "") +
+                                    (isRoot ? "2 owners, " : "") +
                                     (hasAttributes ? "2 sets of extended attributes, " : "") +
                                     "1 file's set-id or sticky bits, "
                                     "1 directory's mode and time\n"))

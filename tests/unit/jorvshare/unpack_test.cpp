@@ -2,7 +2,6 @@
 
 #include <filesystem>
 
-#include "refstore/base/file_writer.h"
 #include "refstore/extent/extent_record.h"
 #include "refstore/header/header_record.h"
 #include "tests/support/temp_dir.h"
@@ -47,8 +46,8 @@ class UnpackTest : public testing::Test {
     // Replaces the header and the extent file of d/f.
     void Rewrite(const refstore::HeaderRecord& header, std::int64_t transId,
                  const std::vector<refstore::Extent>& extents) {
-        refstore::ReplaceFile(Share("head/d/f"), refstore::EncodeHeader(header));
-        refstore::ReplaceFile(Share("map/d/f"), refstore::EncodeExtents(transId, extents));
+        WriteFile(Share("head/d/f"), refstore::EncodeHeader(header));
+        WriteFile(Share("map/d/f"), refstore::EncodeExtents(transId, extents));
     }
 
     TempDir temp_;

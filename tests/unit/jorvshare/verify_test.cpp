@@ -1,12 +1,36 @@
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <system_error>
 
-#include "refstore/base/file_writer.h"
 #include "refstore/container/container_record.h"
 #include "refstore/container/container_writer.h"
+#include "tests/interposed/next_definition.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/jorvshare/tool_run.h"
+
+namespace {
+
+// Not negative: this byte of the data of container 64 cannot be read.
+off_t g_badOffset = -1;
+
+}  // namespace
+
+extern "C" ssize_t pread64(int file, void* out, std::size_t size, off_t offset) {
+    static interposed::NextDefinition<ssize_t(int, void*, std::size_t, off_t)> next("pread64");
+    if (offset <= g_badOffset && g_badOffset < offset + static_cast<off_t>(size)) {
+        std::error_code none;
+        const auto path =
+            std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file), none);
+        if (path.filename() == "64.bin") {
+            errno = EIO;
+            return -1;
+        }
+    }
+    return next(file, out, size, offset);
+}
 
 namespace {
 
@@ -127,8 +151,39 @@ TEST_P(VerifyTest, ASealThatDoesNotFitIsDamageOfTheContainerAlone) {
     const std::string path = site_ + "/volumes/v1/64.bhd";
     refstore::ContainerIndex index = refstore::LoadContainerIndex(path);
     index.binSeal ^= 1U;
-    refstore::ReplaceFile(path, refstore::EncodeContainerIndex(index));
+    WriteFile(path, refstore::EncodeContainerIndex(index));
     ExpectDamage({}, {"64"});
+}
+
+TEST_P(VerifyTest, AnIndexOfAnotherContainerIsOfNoUse) {
+    const std::string path = site_ + "/volumes/v1/64.bhd";
+    refstore::ContainerIndex index = refstore::LoadContainerIndex(path);
+    index.dcid = 65;
+    WriteFile(path, refstore::EncodeContainerIndex(index));
+    ExpectDamage({"one", "one again", "two", "two again"}, {"64"});
+    EXPECT_NE(Verify().err.find("damaged container 64: " + path + ": names another container\n"),
+              std::string::npos);
+}
+
+TEST_P(VerifyTest, AnEntryWithoutDataIsDamageOfTheContainerAlone) {
+    const std::string path = site_ + "/volumes/v1/64.bhd";
+    refstore::ContainerIndex index = refstore::LoadContainerIndex(path);
+    index.entries.push_back({.fp = {}, .offset = 0, .length = 1});
+    WriteFile(path, refstore::EncodeContainerIndex(index));
+    ExpectDamage({}, {"64"});
+    EXPECT_EQ(Verify().err, "jorvshare: damaged container 64: container data " + site_ +
+                                "/volumes/v1/64.bin: index does not fit the data\n");
+}
+
+TEST_P(VerifyTest, ABadSectorCostsTheFilesThatUseIt) {
+    g_badOffset = 5;
+    const Ended ended = Verify();
+    ExpectDamage({"one", "one again"}, {"64"});
+    g_badOffset = -1;
+    EXPECT_NE(ended.err.find("damaged container 64: container data " + site_ +
+                             "/volumes/v1/64.bin: Input/output error (errno 5)\n"),
+              std::string::npos)
+        << ended.err;
 }
 
 TEST_P(VerifyTest, AContainerWithoutItsIndexOrWithADamagedOne) {
@@ -158,6 +213,42 @@ TEST_P(VerifyTest, ExtentsWithoutAHeaderAreADamagedFile) {
     const Ended ended = RunTool({"unpack", site_, temp_ / "back", "--share-id", "7"});
     EXPECT_EQ(ended.err, "");
     EXPECT_EQ(ended.status, 0);
+}
+
+TEST_P(VerifyTest, AFolderThatCannotBeLookedIntoCostsNothingOutsideOfIt) {
+    fs::create_directory(site_ + "/meta/7/7/head/deep");
+    fs::create_directory(site_ + "/meta/7/7/head/deep/er");
+    fs::create_directory_symlink("z", site_ + "/meta/7/7/map/deep");
+    const std::string line = "jorvshare: " + site_ +
+                             "/meta/7/7/map/deep/er: a symbolic link or \"..\" is on the way, and "
+                             "none is followed\n";
+    const Ended ended = Verify();
+    EXPECT_EQ(ended.err, line);
+    EXPECT_EQ(ended.out,
+              "share 7: 6 files, 1700000 bytes read, 1 damaged file, 0 damaged containers\n");
+    EXPECT_EQ(ended.status, 1);
+    const Ended unpacked =
+        RunTool({"unpack", site_, temp_ / "back", "--share-id", "7", "--keep-going"});
+    EXPECT_EQ(unpacked.err, line);
+    EXPECT_EQ(unpacked.status, 1);
+    EXPECT_EQ(tool_test::Files(temp_ / "back"), tool_test::Files(temp_ / "source"));
+}
+
+// A folder of headers that may be listed and not be entered.
+TEST_P(VerifyTest, AFolderThatCannotBeEnteredCostsNothingOutsideOfIt) {
+    for (const auto& entry : fs::recursive_directory_iterator(temp_.Path())) {
+        fs::permissions(entry, fs::perms{0755});
+    }
+    fs::permissions(temp_.Path(), fs::perms{0755});
+    fs::create_directory(site_ + "/meta/7/7/head/a");
+    fs::create_directory(site_ + "/meta/7/7/head/a/b");
+    fs::permissions(site_ + "/meta/7/7/head/a", fs::perms{0744});
+    const Ended ended = RunTool({"verify", site_, "--share-id", "7"}, tool_test::BecomeNobody);
+    EXPECT_EQ(ended.err,
+              "jorvshare: " + site_ + "/meta/7/7/head/a/b: Permission denied (errno 13)\n");
+    EXPECT_EQ(ended.out,
+              "share 7: 6 files, 1700000 bytes read, 1 damaged file, 0 damaged containers\n");
+    EXPECT_EQ(ended.status, 1);
 }
 
 TEST_P(VerifyTest, AStorageUnitThatIsCut) {

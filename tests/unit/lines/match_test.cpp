@@ -41,10 +41,10 @@ TEST(Match, ANumberIsDecimal) {
 
 TEST(Match, ANameThatHoldsTheTextAfterItIsTakenWhole) {
     const std::string name = "/mnt/jorv/7/7/a header size: 1 extent size: 2";
-    const auto values =
-        Match(lines::kSizeMismatch,
-              "[ERROR]: File size in header and extent doesn't match, file: " + name +
-                  " header size: 30 extent size: 40\n");
+    const std::string text =
+        "[ERROR]: File size in header and extent doesn't match, file: " + name +
+        " header size: 30 extent size: 40\n";
+    const auto values = Match(lines::kSizeMismatch, text);
     ASSERT_TRUE(values);
     EXPECT_EQ(values->at(0), name);
     EXPECT_EQ(values->at(1), "30");

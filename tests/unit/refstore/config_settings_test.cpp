@@ -261,6 +261,7 @@ TEST(Settings, NestingToTheLimitIsReadAndDeeperNestingIsNot) {
     };
     EXPECT_EQ(refusal("x = " + arrays(16)), ":1: unknown key 'x'");
     EXPECT_EQ(refusal("\nx = " + arrays(17)), ":2: nested too deeply");
+    EXPECT_EQ(refusal("a = \"\"\"b\\\n\\\\\n\"\"\"\nx = " + arrays(17)), ":4: nested too deeply");
     EXPECT_EQ(refusal(keys(16) + " = 1"), ":1: unknown key 'a'");
     EXPECT_EQ(refusal(keys(17) + " = 1"), ":1: nested too deeply");
     EXPECT_EQ(refusal("[" + keys(16) + "]"), ":1: nested too deeply");

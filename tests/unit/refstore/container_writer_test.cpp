@@ -85,7 +85,7 @@ TEST(ContainerWriter, NothingIsAddedAfterTheEnd) {
 }
 
 TEST(ContainerWriter, AContainerThatIsThereIsLeftAsItIs) {
-    for (const char* const there : {"100.bin", "100.bhd", "100.bin.new", "100.bhd.new"}) {
+    for (const char* const there : {"100.bin", "100.bhd"}) {
         const TempDir dir;
         WriteFile(dir / there, "old");
         ContainerWriter writer(dir.Path(), 100);
@@ -99,7 +99,7 @@ TEST(ContainerWriter, AContainerThatIsThereIsLeftAsItIs) {
 TEST(ContainerWriter, TheIndexAppearsBeforeItsData) {
     const TempDir dir;
     const refstore::Descriptor events(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    ASSERT_GE(::inotify_add_watch(events.Get(), dir.Path().c_str(), IN_MOVED_TO), 0);
+    ASSERT_GE(::inotify_add_watch(events.Get(), dir.Path().c_str(), IN_CREATE), 0);
     ContainerWriter writer(dir.Path(), 100);
     AddText(writer, "abc");
     writer.Finish();
@@ -112,6 +112,15 @@ TEST(ContainerWriter, TheIndexAppearsBeforeItsData) {
         at += static_cast<ssize_t>(sizeof *event + event->len);
     }
     EXPECT_EQ(appeared, (std::vector<std::string>{"100.bhd", "100.bin"}));
+}
+
+TEST(ContainerWriter, DataThatIsStillToBePutInItsPlaceHasTheEndingThatIsAskedFor) {
+    const TempDir dir;
+    ContainerWriter writer(dir.Path(), 100, ".bin.partial");
+    AddText(writer, "abc");
+    writer.Finish();
+    EXPECT_EQ(Names(dir.Path()), (std::set<std::string>{"100.bin.partial", "100.bhd"}));
+    EXPECT_EQ(ReadFile(dir / "100.bin.partial"), "abc");
 }
 
 TEST(ContainerWriter, AMissingDirectoryIsAnError) {

@@ -1,15 +1,15 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <filesystem>
 
-#include "refstore/base/file_writer.h"
 #include "refstore/table/kept_directory.h"
 #include "refstore/table/mapping_table.h"
 #include "refstore/table/table_record.h"
 #include "storage/exception.h"
 #include "storage/file_ext_map_mgr.h"
+#include "tests/interposed/clock.h"
 #include "tests/interposed/memory.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/refstore/table_sample.h"
@@ -137,7 +137,7 @@ TEST(FileExtMapMgr, ALaterLoadSeesTheDirectoryAsItIsThen) {
     table_test::Store(directory.Path(), ThreeTables());
     FileExtMapMgr manager(directory.Path(), "", nullptr, nullptr);
     manager.LoadTables();
-    refstore::ReplaceFile(directory / "data.mdb", refstore::EncodeTables(table_test::Example()));
+    test_support::WriteFile(directory / "data.mdb", refstore::EncodeTables(table_test::Example()));
     manager.LoadTables();
     EXPECT_EQ(manager.GetFileSize(), 5000);
 }
@@ -188,10 +188,16 @@ TEST(FileExtMapMgr, WhatWasLoadedIsNotLoadedAgainUnlessItChanged) {
     const TempDir directory;
     table_test::Store(directory.Path(), ThreeTables());
     const auto first = refstore::LoadDirectory(directory.Path());
-    EXPECT_NE(refstore::LoadDirectory(directory.Path()), first)
-        << "too young to be told from a later one";
-    // Longer than any file system's clock needs to tick.
-    ::sleep(5);
+    struct stat attributes = {};
+    ASSERT_EQ(::stat((directory / "data.mdb").c_str(), &attributes), 0);
+    {
+        const interposed::FixedTime now(attributes.st_ctim.tv_sec + 3);
+        const auto young = refstore::LoadDirectory(directory.Path());
+        EXPECT_NE(young, first);
+        EXPECT_NE(refstore::LoadDirectory(directory.Path()), young)
+            << "too young to be told from a later one";
+    }
+    const interposed::FixedTime now(attributes.st_ctim.tv_sec + 4);
     const auto kept = refstore::LoadDirectory(directory.Path());
     EXPECT_EQ(refstore::LoadDirectory(directory.Path()), kept);
     const std::unique_ptr<FileExtMapMgr> manager(
