@@ -1,7 +1,5 @@
 #include "jorvaudit/command_line.h"
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <exception>
@@ -38,9 +36,12 @@ std::string FindChecker() {
     namespace fs = std::filesystem;
     std::error_code failure;
     const fs::path directory = fs::read_symlink("/proc/self/exe", failure).parent_path();
+    if (failure) {
+        return "jorvck";
+    }
     for (const char* const place : {"jorvck", "../sbin/jorvck"}) {
-        std::string program = (directory / place).string();
-        if (!failure && ::access(program.c_str(), X_OK) == 0) {
+        const fs::path program = directory / place;
+        if (fs::is_regular_file(program, failure)) {
             return program;
         }
     }
