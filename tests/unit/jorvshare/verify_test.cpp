@@ -1,3 +1,6 @@
+// The inlines of the fortified C library would stand in the way of the definitions below.
+#undef _FORTIFY_SOURCE
+
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
