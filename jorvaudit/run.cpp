@@ -128,7 +128,8 @@ class Audit {
         if (!ground_.settings.checksData || isMoved || journal->HasStep(kDataStep)) {
             return;
         }
-        // Of an earlier audit, or of a check that did not end.
+        // Of an earlier audit, or of a check that did not end: a timer's directory would grow for
+        // ever.
         fs::remove(raw_ + "/data.stdout");
         fs::remove(raw_ + "/data.stderr");
         std::ranges::sort(journal->Findings());
