@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <fstream>
-#include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>

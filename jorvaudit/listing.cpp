@@ -133,7 +133,6 @@ class Lister {
             listing_.directories.push_back(name);
         }
         if (has != std::array<Has, 3>{}) {
-            listing_.units += has[2] == Has::kNothing ? 0U : 1U;
             listing_.hostile +=
                 Below(listing_.path, name).find('\n') == std::string::npos ? 0U : 1U;
             listing_.files.push_back({name, has[0], has[1], has[2]});

@@ -35,7 +35,6 @@ struct Listing {
     std::string path;
     std::vector<FileEntry> files;          ///< by name
     std::vector<std::string> directories;  ///< names, sorted
-    std::uint64_t units = 0;               ///< files that have an entry in stu
     std::uint64_t hostile = 0;             ///< files whose path holds a line end
     /// Trees that do not have the directory at all.
     std::array<bool, 3> missing = {};

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
 #include <system_error>
 
 #include "jorvaudit/captured.h"

@@ -6,11 +6,9 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
 #include <system_error>
 
 #include "terminal/tool_error.h"
