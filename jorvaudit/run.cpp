@@ -128,6 +128,9 @@ class Audit {
         if (!ground_.settings.checksData || isMoved || journal->HasStep(kDataStep)) {
             return;
         }
+        // Of an earlier audit, or of a check that did not end.
+        fs::remove(raw_ + "/data.stdout");
+        fs::remove(raw_ + "/data.stderr");
         std::ranges::sort(journal->Findings());
         const DataResult data = CheckData({.options = &options_,
                                            .ground = &ground_,
