@@ -144,16 +144,18 @@ class Campaign {
 }  // namespace
 
 int main(int argc, char** argv) {
-    Options options;
-    options.program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "jorvck";
-    CLI::App app("Damages small shares and judges what the checker makes of them.");
-    app.add_option("--minutes", options.minutes, "stop after so long; else the whole plan is run");
-    app.add_option("--trials", options.trials, "stop after so many");
-    app.add_option("--seed", options.seed, "of the order and of the random changes");
-    app.add_option("--random", options.random, "random changes per file");
-    app.add_option("--only", options.only, "run the trial of this number and show what it gives");
-    CLI11_PARSE(app, argc, argv);
     try {
+        Options options;
+        options.program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "jorvck";
+        CLI::App app("Damages small shares and judges what the checker makes of them.");
+        app.add_option("--minutes", options.minutes,
+                       "stop after so long; else the whole plan is run");
+        app.add_option("--trials", options.trials, "stop after so many");
+        app.add_option("--seed", options.seed, "of the order and of the random changes");
+        app.add_option("--random", options.random, "random changes per file");
+        app.add_option("--only", options.only,
+                       "run the trial of this number and show what it gives");
+        CLI11_PARSE(app, argc, argv);
         return Campaign(std::move(options)).Run();
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "campaign: %s\n", failure.what());

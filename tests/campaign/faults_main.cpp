@@ -368,14 +368,15 @@ class Faults {
 }  // namespace
 
 int main(int argc, char** argv) {
-    Options options;
-    CLI::App app("Lets the operating system fail under the checker.");
-    app.add_option("--part", options.part, "try one of so many faults")->check(CLI::PositiveNumber);
-    app.add_option("--seed", options.seed, "of the moments at which signals and changes come");
-    app.add_option("--only", options.only, "limits: of memory, files and stack alone");
-    app.add_flag("--list", options.list, "print every run");
-    CLI11_PARSE(app, argc, argv);
     try {
+        Options options;
+        CLI::App app("Lets the operating system fail under the checker.");
+        app.add_option("--part", options.part, "try one of so many faults")
+            ->check(CLI::PositiveNumber);
+        app.add_option("--seed", options.seed, "of the moments at which signals and changes come");
+        app.add_option("--only", options.only, "limits: of memory, files and stack alone");
+        app.add_flag("--list", options.list, "print every run");
+        CLI11_PARSE(app, argc, argv);
         return Faults(options).Run();
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "faults: %s\n", failure.what());

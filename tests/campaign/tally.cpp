@@ -61,7 +61,9 @@ void Tally::Print() const {
     std::printf("\n%-44s %9s     %s\n", "By file", "trials", kOutcomeHeads);
     for (const auto& [key, outcomes] : byFile_) {
         const auto& [scene, file, sealed] = key;
-        PrintRow(scene + ": " + file + Seal(sealed), outcomes);
+        std::string head = scene;
+        head.append(": ").append(file).append(Seal(sealed));
+        PrintRow(head, outcomes);
     }
     std::printf("\n%-44s %9s     %s\n", "By change", "trials", kOutcomeHeads);
     for (const auto& [key, outcomes] : byChange_) {
