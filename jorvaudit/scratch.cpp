@@ -51,6 +51,20 @@ int TakeLock(const std::string& directory, int flags) {
     return lock;
 }
 
+/// Removes a scratch directory. The lock goes last: without it, what a killed removal left would
+/// look like the directory of an audit that is just beginning.
+void RemoveScratch(const std::string& directory) {
+    std::error_code ignored;
+    std::error_code failure;
+    for (fs::directory_iterator entry(directory, failure);
+         !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
+        if (entry->path().filename() != kLock.substr(1)) {
+            fs::remove_all(entry->path(), ignored);
+        }
+    }
+    fs::remove_all(directory, ignored);
+}
+
 void RemoveLeftOver(const std::string& base) {
     std::error_code ignored;
     for (const fs::directory_entry& entry : fs::directory_iterator(base, ignored)) {
@@ -63,7 +77,7 @@ void RemoveLeftOver(const std::string& base) {
         }
         const int lock = TakeLock(path, 0);
         if (lock >= 0) {
-            fs::remove_all(path, ignored);
+            RemoveScratch(path);
             ::close(lock);
         }
     }
@@ -114,8 +128,7 @@ Scratch::Scratch(const std::string& share) {
 }
 
 Scratch::~Scratch() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
+    RemoveScratch(path_);
     ::close(lock_);
 }
 
