@@ -22,7 +22,7 @@ using Make = void (*)(const std::string& site, std::uint64_t seed);
 /// Seeds of a run; more in the environment's AUDIT_SEEDS.
 std::uint64_t Seeds() {
     const char* const given = std::getenv("AUDIT_SEEDS");
-    return given != nullptr ? std::stoull(given) : 40;
+    return given != nullptr ? std::stoull(given) : 100;
 }
 
 /// A random site and its audit.
