@@ -141,8 +141,8 @@ class DataCheck {
         }
     }
 
-    // What the checker says of a file that it alone is given is said of that file, whatever names
-    // it uses.
+    // Gives the checker one file at a time: all its lines are then about that file, also where a
+    // line end in the name makes them ambiguous.
     void RunApart() {
         for (const std::string& path : apart_) {
             terminal::CheckInterrupt();

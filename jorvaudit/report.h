@@ -11,7 +11,7 @@
 
 #include "jorvaudit/kinds.h"
 
-/// What an audit found and looked at. Names are raw bytes: whatever shows them escapes them.
+/// What an audit found and looked at. Names are raw bytes; each form of the report escapes them.
 namespace jorvaudit {
 
 enum class Object { kFile, kDirectory, kImage, kContainer, kVolume, kShare };

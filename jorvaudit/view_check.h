@@ -34,7 +34,8 @@ struct ViewOutcome {
 };
 
 /// Checks the files with these numbers of a directory in one view at `viewPath`. Every file has a
-/// header. A single file is judged, whatever the checker did with it. Run in a child process.
+/// header. A single file is always judged, also when the checker crashes on it. Run in a child
+/// process.
 ViewOutcome CheckView(const ViewSettings& settings, const Listing& listing,
                       const std::vector<std::uint32_t>& files, const std::string& viewPath);
 
