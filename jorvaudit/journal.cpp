@@ -7,9 +7,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <ctime>
 #include <filesystem>
 #include <iterator>
+#include <thread>
 
 #include "jorvaudit/report_json.h"
 #include "terminal/tool_error.h"
@@ -33,9 +35,7 @@ Journal::Journal(const std::string& directory, const json& identity, bool resume
 }
 
 void Journal::Take(const json& identity, bool resume) {
-    if (::flock(file_, LOCK_EX | LOCK_NB) != 0) {
-        throw terminal::ToolError(path_ + ": another audit is at work in this directory");
-    }
+    TakeLock();
     struct stat attributes = {};
     ::fstat(file_, &attributes);
     if (attributes.st_size != 0 && !resume) {
@@ -48,6 +48,18 @@ void Journal::Take(const json& identity, bool resume) {
     raw_.open(rawPath_, std::ios::binary | std::ios::app);
     if (!raw_) {
         throw terminal::ToolError(terminal::Errno(rawPath_, errno));
+    }
+}
+
+// A child of an audit that was killed a moment ago still holds its lock until it is killed as well.
+void Journal::TakeLock() const {
+    constexpr std::chrono::milliseconds kPause(20);
+    constexpr int kAttempts = 50;
+    for (int attempt = 0; ::flock(file_, LOCK_EX | LOCK_NB) != 0; ++attempt) {
+        if (attempt == kAttempts) {
+            throw terminal::ToolError(path_ + ": another audit is at work in this directory");
+        }
+        std::this_thread::sleep_for(kPause);
     }
 }
 

@@ -17,8 +17,8 @@ namespace jorvaudit {
 class Journal {
   public:
     /// Opens or makes the journal. An unfinished one is gone on with where `resume` says so, and
-    /// refused otherwise. Throws ToolError, also when another audit holds it, or the unfinished one
-    /// was of something else than `identity`.
+    /// refused otherwise. Throws ToolError, also when another audit holds it for a second, or the
+    /// unfinished one was of something else than `identity`.
     Journal(const std::string& directory, const nlohmann::ordered_json& identity, bool resume);
     ~Journal();
     Journal(const Journal&) = delete;
@@ -43,6 +43,7 @@ class Journal {
 
   private:
     void Take(const nlohmann::ordered_json& identity, bool resume);
+    void TakeLock() const;
     void Read(const nlohmann::ordered_json& identity);
     void WriteLine(const nlohmann::ordered_json& object);
 

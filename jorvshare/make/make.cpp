@@ -4,6 +4,7 @@
 #include <span>
 #include <stdexcept>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "jorvshare/make/json_object.h"
@@ -47,6 +48,30 @@ class Names {
     std::set<std::string> names_;
 };
 
+/// What is built, by its path: a mistake shows before anything is.
+class Places {
+  public:
+    void AddFile(const Json& value, std::string path) {
+        if (const auto [file, fresh] = isFile_.try_emplace(path, true); !fresh) {
+            Refuse(value, path + (file->second ? " is there twice"
+                                               : " is a directory, and files lie below it"));
+        }
+        while (path.find('/') != std::string::npos) {
+            path.resize(path.rfind('/'));
+            const auto [directory, fresh] = isFile_.try_emplace(path, false);
+            if (directory->second) {
+                Refuse(value, path + " is a file, and this one lies below it");
+            }
+            if (!fresh) {
+                return;
+            }
+        }
+    }
+
+  private:
+    std::unordered_map<std::string, bool> isFile_;
+};
+
 /// One name of a path.
 struct Name {
     std::string text;
@@ -75,7 +100,6 @@ class Builder {
         std::vector<Name> volumes;
         std::optional<std::vector<Name>> fstab;
         Names shares;
-        Names images;
         const auto readVolumes = [&](const Json& list) {
             Names names;
             for (const Json& volume : ElementsOf(list)) {
@@ -90,7 +114,7 @@ class Builder {
         };
         const auto readImages = [&](const Json& list) {
             for (const Json& image : ElementsOf(list)) {
-                BuildImage(image, &images);
+                BuildImage(image);
             }
         };
         ReadObject(recipe, {{"config", [this](const Json& config) { ReadConfig(config); }},
@@ -102,8 +126,8 @@ class Builder {
         for (const Name& name : fstab.value_or(volumes)) {
             listed.push_back(Join(place_, SiteLayout::Volume(name.text)));
         }
-        Write(layout_.fstab, BytesOf(refstore::EncodeFstab(listed)));
-        Write(SiteLayout::kSettings, BytesOf(refstore::EncodeSettings(settings_)));
+        WriteText(recipe, layout_.fstab, refstore::EncodeFstab(listed));
+        WriteText(recipe, SiteLayout::kSettings, refstore::EncodeSettings(settings_));
     }
 
     [[nodiscard]] std::uint64_t Shares() const { return shares_; }
@@ -116,12 +140,20 @@ class Builder {
         }
     }
 
-    void Write(const std::string& path, std::span<const std::byte> bytes) const {
+    // Writes the bytes that `encode` returns.
+    template <typename Encode>
+    void Write(const Json& value, const std::string& path, const Encode& encode) {
         terminal::CheckInterrupt();
-        if (root_ != nullptr) {
-            MakeDirectories(refstore::ParentOf(path));
-            root_->Write(path, bytes, kFileMode);
+        if (root_ == nullptr) {
+            places_.AddFile(value, path);
+            return;
         }
+        MakeDirectories(refstore::ParentOf(path));
+        root_->Write(path, encode(), kFileMode);
+    }
+
+    void WriteText(const Json& value, const std::string& path, const std::string& text) {
+        Write(value, path, [&] { return BytesOf(text); });
     }
 
     void ReadConfig(const Json& value) {
@@ -132,19 +164,18 @@ class Builder {
                            {"klfs_aware", settings_.klfsAware}});
     }
 
-    void BuildVolume(const Json& value, Name* name) const {
+    void BuildVolume(const Json& value, Name* name) {
         const auto buildContainers = [&](const Json& list) {
-            Names names;
             for (const Json& dcid : ElementsOf(list)) {
-                const std::uint64_t number = UnsignedFrom(dcid, UINT64_MAX);
-                names.Add(dcid, std::to_string(number));
-                BuildContainer(SiteLayout::Volume(name->text), number);
+                BuildContainer(dcid, SiteLayout::Volume(name->text),
+                               UnsignedFrom(dcid, UINT64_MAX));
             }
         };
         const auto buildFiles = [&](const Json& files) {
             for (const auto& [path, text] : MembersOf(files)) {
                 RequireInnerPath(text, path);
-                Write(Join(SiteLayout::Volume(name->text), path), BytesOf(text.get<std::string>()));
+                WriteText(text, Join(SiteLayout::Volume(name->text), path),
+                          text.get<std::string>());
             }
         };
         const auto begin = [&](const Json& text) {
@@ -156,13 +187,17 @@ class Builder {
                            {"files", buildFiles}});
     }
 
-    void BuildContainer(const std::string& volume, std::uint64_t dcid) const {
-        if (root_ != nullptr) {
-            const std::string text = "container " + std::to_string(dcid) + "\n";
-            refstore::ContainerWriter container(root_->At(volume), dcid);
-            container.Add(refstore::Fingerprint(BytesOf(text)), BytesOf(text));
-            container.Finish();
+    void BuildContainer(const Json& value, const std::string& volume, std::uint64_t dcid) {
+        if (root_ == nullptr) {
+            for (const char* const ending : {".bin", ".bhd"}) {
+                places_.AddFile(value, Join(volume, std::to_string(dcid) + ending));
+            }
+            return;
         }
+        const std::string text = "container " + std::to_string(dcid) + "\n";
+        refstore::ContainerWriter container(root_->At(volume), dcid);
+        container.Add(refstore::Fingerprint(BytesOf(text)), BytesOf(text));
+        container.Finish();
     }
 
     void BuildShare(const Json& value, Names* ids) {
@@ -187,42 +222,42 @@ class Builder {
                 const RecipeFile read =
                     ReadFile(file, std::uint64_t{settings_.tableSpanGiB} << 30U);
                 paths.Add(file, read.path);
-                BuildFile(share, read);
+                BuildFile(file, share, read);
                 ++files_;
             }
         };
         ReadObject(value, {Field("id", begin).Required(), {"files", buildFiles}, {"vcopy", vcopy}});
         if (vcopy.has_value()) {
-            Write(share.VcopyFile(), BytesOf(*vcopy));
+            WriteText(value, share.VcopyFile(), *vcopy);
         }
         ++shares_;
     }
 
-    void BuildFile(const ShareLayout& share, const RecipeFile& file) const {
-        if (root_ == nullptr) {
-            return;
-        }
+    void BuildFile(const Json& value, const ShareLayout& share, const RecipeFile& file) {
         if (file.header.has_value()) {
-            refstore::HeaderRecord header = *file.header;
-            if (file.defaultExtentLocation) {
-                header.extentLocation = Join(place_, layout_.meta);
-            }
-            Write(share.Head(file.path), refstore::EncodeHeader(header));
+            Write(value, share.Head(file.path), [&] {
+                refstore::HeaderRecord header = *file.header;
+                if (file.defaultExtentLocation) {
+                    header.extentLocation = Join(place_, layout_.meta);
+                }
+                return refstore::EncodeHeader(header);
+            });
         }
         if (file.extentFile.has_value()) {
-            Write(share.Map(file.path),
-                  refstore::EncodeExtents(file.extentFile->transId, file.extentFile->extents));
+            Write(value, share.Map(file.path), [&] {
+                return refstore::EncodeExtents(file.extentFile->transId, file.extentFile->extents);
+            });
         }
         if (file.tables.has_value()) {
-            Write(refstore::TableDirectory::FileIn(share.Map(file.path)),
-                  refstore::EncodeTables(*file.tables));
+            Write(value, refstore::TableDirectory::FileIn(share.Map(file.path)),
+                  [&] { return refstore::EncodeTables(*file.tables); });
         }
         if (file.storageUnit.has_value()) {
-            Write(share.Stu(file.path), *file.storageUnit);
+            Write(value, share.Stu(file.path), [&] { return std::span(*file.storageUnit); });
         }
     }
 
-    void BuildImage(const Json& value, Names* paths) const {
+    void BuildImage(const Json& value) {
         Name policy;
         Name time;
         Name name;
@@ -231,18 +266,18 @@ class Builder {
                            Field("time", time).Required(),
                            Field("name", name).Required(),
                            {"damaged", damaged}});
-        const std::string path = layout_.Image({policy.text, time.text, name.text});
-        paths->Add(value, path);
         std::vector<std::byte> bytes =
             refstore::EncodeImage({policy.text, time.text, name.text, {}});
         if (damaged) {
             bytes.at(bytes.size() / 2) ^= std::byte{1};
         }
-        Write(path, bytes);
+        Write(value, layout_.Image({policy.text, time.text, name.text}),
+              [&] { return std::span(bytes); });
     }
 
     const Root* root_;
     const std::string place_;
+    Places places_;
     const SiteLayout layout_;
     refstore::Settings settings_ = SiteLayout::NewSettings();
     std::uint64_t shares_ = 0;

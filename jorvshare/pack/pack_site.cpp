@@ -6,10 +6,12 @@
 
 #include <algorithm>
 #include <set>
+#include <span>
 
 #include "jorvshare/site/image_list.h"
 #include "jorvshare/site/volumes.h"
 #include "refstore/base/file_writer.h"
+#include "refstore/base/regular_file.h"
 #include "refstore/config/settings.h"
 #include "refstore/fstab/fstab_writer.h"
 #include "refstore/image/image_record.h"
@@ -24,6 +26,7 @@ using terminal::ToolError;
 
 constexpr mode_t kOpenMode = 0755;
 constexpr mode_t kPrivateMode = 0700;
+constexpr std::uint64_t kLargestFstab = std::uint64_t{1} << 28U;
 // Containers that are not in their place yet, on their volume.
 constexpr const char* kContainers = "containers.partial";
 
@@ -78,6 +81,9 @@ void PackSite::Join(const PackOptions& options) {
     layout_ = site.LayoutWithin(volumes_);
     RequireThere(volumes_);
     there_.emplace(path_);
+    fstab_ = refstore::RegularFile("table of volumes", there_->At(layout_.fstab))
+                 .ReadAll(kLargestFstab)
+                 .Text();
     if (there_->TypeOf(layout_.Share(id_).root) != 0) {
         throw ToolError(path_ + ": share " + id_ + " is there already");
     }
@@ -201,7 +207,8 @@ void PackSite::BeginBeside() {
     }
     if (listedVolumes_ < volumes_.size()) {
         Claim(*tree_, PartialOf(layout_.fstab));
-        WriteFstabBeside(volumes_);
+        WriteFstabBeside(
+            refstore::AppendToFstab(fstab_, std::span(volumes_).subspan(listedVolumes_)));
     }
 }
 
@@ -248,9 +255,8 @@ void PackSite::Commit() {
     terminal::FinishRegardless();
     PutContainersInPlace();
     if (listedVolumes_ < volumes_.size()) {
-        const auto end = volumes_.begin() + static_cast<std::ptrdiff_t>(listedVolumes_);
-        undo_.emplace_back([this, former = std::vector<std::string>(volumes_.begin(), end)] {
-            WriteFstabBeside(former);
+        undo_.emplace_back([this] {
+            WriteFstabBeside(fstab_);
             tree_->Rename(PartialOf(layout_.fstab), layout_.fstab, true);
         });
         tree_->Rename(PartialOf(layout_.fstab), layout_.fstab, true);
@@ -286,10 +292,10 @@ void PackSite::PutContainersInPlace() {
     }
 }
 
-void PackSite::WriteFstabBeside(const std::vector<std::string>& volumes) {
+void PackSite::WriteFstabBeside(const std::string& text) {
     const std::string partial = PartialOf(layout_.fstab);
     tree_->Remove(partial);
-    tree_->Write(partial, BytesOf(refstore::EncodeFstab(volumes)), 0644);
+    tree_->Write(partial, BytesOf(text), 0644);
 }
 
 void PackSite::PutInPlace(const std::string& place, bool replace) {

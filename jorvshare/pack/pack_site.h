@@ -64,7 +64,7 @@ class PackSite {
     void MakeMissing(const std::string& directory);
     void Claim(const Root& root, const std::string& partial);
     void PutContainersInPlace();
-    void WriteFstabBeside(const std::vector<std::string>& volumes);
+    void WriteFstabBeside(const std::string& text);
     void PutInPlace(const std::string& place, bool replace);
     void Sync() const;
 
@@ -75,7 +75,9 @@ class PackSite {
     std::uint32_t spanGiB_;
     SiteLayout layout_;
     std::vector<std::string> volumes_;  ///< absolute, as in the table of volumes
-    std::size_t listedVolumes_ = 0;     ///< of a site that is there
+    // Of a site that is there.
+    std::string fstab_;  ///< text of the table of volumes
+    std::size_t listedVolumes_ = 0;
 
     std::optional<refstore::Descriptor> lock_;  ///< of a site that is there
     std::optional<TargetDirectory> new_;        ///< of a new one

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "jorvshare/pack/local_store.h"
+#include "jorvshare/site/keep_going.h"
 #include "refstore/extent/extent_record.h"
 #include "refstore/extent/sampled_checksum.h"
 #include "refstore/fingerprint.h"
@@ -95,8 +96,8 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
     const std::uint64_t count = std::max<std::uint64_t>(1, length / span + (length % span != 0));
     // A sparse file of any size costs one table per span.
     if (count > refstore::kMaxTables) {
-        throw terminal::ToolError(relative + ": would need " + std::to_string(count) +
-                                  " mapping tables; give a larger --table-span");
+        throw InputError(relative + ": would need " + std::to_string(count) +
+                         " mapping tables; give a larger --table-span");
     }
     refstore::TableDirectoryRecord record;
     record.fileSize = size;
@@ -116,9 +117,9 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
     for (const refstore::TableRecord& table : record.tables) {
         if (refstore::CostsTooMuch(table.offset, table.end,
                                    table.extents.size() + table.dcids.size())) {
-            throw terminal::ToolError(relative +
-                                      ": a mapping table would cover more than readers accept; "
-                                      "give a smaller --table-span");
+            throw InputError(relative +
+                             ": a mapping table would cover more than readers accept; "
+                             "give a smaller --table-span");
         }
     }
     const std::string directory = target_.share.Map(relative);

@@ -25,8 +25,9 @@ struct ShareTarget {
 };
 
 /// Writes the metadata of one user file after the other, and its data into the stores. Directories
-/// and storage units are open to their owner alone. Failures are SysExceptions and ToolErrors; one
-/// to read the user file is an InputError and leaves nothing of it. One thread.
+/// and storage units are open to their owner alone. Failures are SysExceptions and ToolErrors. A
+/// user file that cannot be read, or that needs other mapping tables than there can be, is an
+/// InputError and leaves no metadata. One thread.
 class ShareWriter {
   public:
     /// `shared`, `containers` and `progress` outlive the writer; `shared` is not read in the

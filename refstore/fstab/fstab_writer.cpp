@@ -32,8 +32,15 @@ std::string Escaped(const std::string& directory) {
 }  // namespace
 
 std::string EncodeFstab(const std::vector<std::string>& volumeDirectories) {
-    std::string text =
-        "# Storage volumes. The second field is the directory that a volume is mounted on.\n";
+    return AppendToFstab(
+        "# Storage volumes. The second field is the directory that a volume is mounted on.\n",
+        volumeDirectories);
+}
+
+std::string AppendToFstab(std::string text, std::span<const std::string> volumeDirectories) {
+    if (!text.empty() && !text.ends_with('\n')) {
+        text += '\n';
+    }
     for (const std::string& directory : volumeDirectories) {
         if (directory.empty() || directory.find('\0') != std::string::npos) {
             throw std::invalid_argument("a volume's directory is empty or holds a NUL byte");

@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
+#include <thread>
 
 #include "terminal/tool_error.h"
 #include "tests/support/temp_dir.h"
@@ -45,6 +47,28 @@ TEST_F(JournalTest, GoesOnWhereItEnded) {
     EXPECT_EQ(journal.Sums()[What::kFiles].thereAre, 7U);
     ASSERT_EQ(journal.Findings().size(), 2U);
     EXPECT_EQ(journal.Findings()[1].name, "/b\n/f\xff");
+}
+
+TEST_F(JournalTest, TwoAuditsDoNotShareADirectory) {
+    const Journal journal(directory_.Path(), kIdentity, false);
+    try {
+        const Journal second(directory_.Path(), kIdentity, true);
+        FAIL();
+    } catch (const terminal::ToolError& error) {
+        EXPECT_EQ(error.Message(),
+                  (directory_ / "journal") + ": another audit is at work in this directory");
+    }
+}
+
+// The children of an audit that was killed outlive it for a moment.
+TEST_F(JournalTest, ALockThatIsLetGoSoonIsWaitedFor) {
+    auto journal = std::make_unique<Journal>(directory_.Path(), kIdentity, false);
+    std::thread end([&journal] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        journal.reset();
+    });
+    EXPECT_NO_THROW(Journal(directory_.Path(), kIdentity, true));
+    end.join();
 }
 
 // At any byte that the run was killed at, what is whole counts and nothing else.

@@ -319,13 +319,33 @@ TEST_F(MakeTest, TwoThingsOfOneNameAreRefused) {
     ExpectRefused(R"({"volumes":[{"name":"v"},{"name":"w"},{"name":"v"}]})",
                   "(/volumes/2) is there twice");
     ExpectRefused(R"({"volumes":[{"name":"v","containers":[70,71,"70"]}]})",
-                  "(/volumes/0/containers/2) is there twice");
+                  "(/volumes/0/containers/2) volumes/v/70.bin is there twice");
     ExpectRefused(R"({"shares":[{"id":"7"},{"id":"7"}]})", "(/shares/1/id) is there twice");
     ExpectRefused(R"({"shares":[{"id":"7","files":[{"path":"a/f"},{"path":"a/f"}]}]})",
                   "(/shares/0/files/1) is there twice");
     ExpectRefused(R"({"images":[{"policy":"P","time":"T","name":"n"},)"
                   R"({"policy":"P","time":"T","name":"n"}]})",
-                  "(/images/1) is there twice");
+                  "(/images/1) images/P/T/n is there twice");
+    ExpectRefused(R"({"volumes":[{"name":"v","containers":[70],"files":{"70.bhd":""}}]})",
+                  "(/volumes/0/files/70.bhd) volumes/v/70.bhd is there twice");
+}
+
+TEST_F(MakeTest, AFileAndADirectoryOfOneNameAreRefused) {
+    const auto shareOf = [](const std::string& first, const std::string& second) {
+        return R"({"shares":[{"id":"7","files":[{"path":")" + first +
+               R"(","header":{}},{"path":")" + second + R"(","header":{}}]}]})";
+    };
+    ExpectRefused(shareOf("f", "f/g/h"),
+                  "(/shares/0/files/1) meta/7/7/head/f is a file, and this "
+                  "one lies below it");
+    ExpectRefused(shareOf("f/g/h", "f/g"),
+                  "(/shares/0/files/1) meta/7/7/head/f/g is a directory, "
+                  "and files lie below it");
+    // In trees of their own they are not in each other's way.
+    MakeSound(R"({"shares":[{"id":"7","files":[{"path":"f","header":{}},
+                                               {"path":"f/g","stu":{"text":"x"}}]}]})");
+    EXPECT_TRUE(Paths().contains("meta/7/7/head/f"));
+    EXPECT_TRUE(Paths().contains("meta/7/7/stu/f/g"));
 }
 
 TEST_F(MakeTest, ValuesOfTheWrongTypeAreRefused) {
@@ -418,12 +438,14 @@ TEST_F(MakeTest, TextThatIsNoJsonIsRefusedWithItsPlace) {
 }
 
 TEST_F(MakeTest, WhatCannotBeBuiltLeavesNothing) {
-    ExpectNotBuilt(
-        R"({"shares":[{"id":"7","files":[{"path":"f","header":{}},{"path":"f/g","header":{}}]}]})",
-        temp_ / "site.partial/jorvshare-unfinished/meta/7/7/head/f: Not a directory (errno 20)");
-    ExpectNotBuilt(
-        R"({"volumes":[{"name":"v","containers":[70],"files":{"70.bin":"x"}}]})",
-        temp_ / "site.partial/jorvshare-unfinished/volumes/v/70.bin: File exists (errno 17)");
+    std::string directory = "volumes/v";
+    for (int i = 0; i < 20; ++i) {
+        directory += "/" + std::string(250, 'x');
+    }
+    const std::string path = directory.substr(std::string("volumes/v/").size()) + "/f";
+    ExpectNotBuilt(R"({"volumes":[{"name":"v","files":{")" + path + R"(":""}}]})",
+                   temp_ / "site.partial/jorvshare-unfinished/" + directory +
+                       ": File name too long (errno 36)");
 }
 
 TEST_F(MakeTest, ASiteIsMadeInANewOrEmptyDirectoryOnly) {

@@ -219,6 +219,15 @@ TEST_F(PackSiteTest, WhatKilledRunsLeftInASiteIsRemovedByTheNext) {
               refstore::EncodeFstab({Site("volumes/v1"), Site("volumes/v2")}));
 }
 
+TEST_F(PackSiteTest, LinesThatSomebodyWroteIntoTheTableOfVolumesStay) {
+    ASSERT_EQ(Pack("7").status, 0);
+    const std::string text = "# ours\nUUID=1 " + Site("volumes/v1") + " ext4 noatime 0 2";
+    WriteFile(Site("fstab"), text);
+    ASSERT_EQ(Pack("8", {"--volumes", "2"}).status, 0);
+    EXPECT_EQ(ReadFile(Site("fstab")),
+              text + "\nvolume " + Site("volumes/v2") + " none defaults 0 0\n");
+}
+
 TEST_F(PackSiteTest, ARunThatIsRefusedClearsNothing) {
     ASSERT_EQ(Pack("7").status, 0);
     WriteFile(Site("meta/7/7.partial/x"), "x");

@@ -170,6 +170,19 @@ TEST_F(PackTest, MoreTablesThanMemoryHoldsAreRefused) {
                   "f: a mapping table would cover more than readers accept; give a smaller "
                   "--table-span");
     EXPECT_FALSE(fs::exists(temp_ / "site"));
+    WriteFile(source + "/g", "y");
+    const auto rest = RunTool({"pack", source, temp_ / "site", "--share-id", "7", "--layout",
+                               "tables", "--table-span", "4", "--keep-going"});
+    EXPECT_EQ(rest.status, 1);
+    EXPECT_NE(rest.err.find("jorvshare: not packed: f: would need 262145 mapping tables; give a "
+                            "larger --table-span\n"),
+              std::string::npos)
+        << rest.err;
+    EXPECT_FALSE(fs::exists(temp_ / "site/meta/7/7/map/f"));
+    EXPECT_FALSE(fs::exists(temp_ / "site/meta/7/7/head/f"));
+    EXPECT_TRUE(fs::exists(temp_ / "site/meta/7/7/head/g"));
+    fs::remove_all(temp_ / "site");
+    fs::remove(source + "/g");
     EXPECT_EQ(pack("65536").status, 0);
     const auto f = refstore::TableDirectory::Load(temp_ / "site/meta/7/7/map/f/data.mdb");
     EXPECT_EQ(f->Tables().size(), 17U);

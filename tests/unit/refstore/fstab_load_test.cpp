@@ -127,6 +127,14 @@ TEST(FstabWriter, TheTextIsPinned) {
               "volume /srv/v\\0402 none defaults 0 0\n");
 }
 
+TEST(FstabWriter, WhatATableHoldsStaysWhenVolumesAreAdded) {
+    const std::vector<std::string> added = {"/srv/v 2"};
+    EXPECT_EQ(refstore::AppendToFstab("# by hand\ndev /srv/v1 ext4 noatime 0 2", added),
+              "# by hand\ndev /srv/v1 ext4 noatime 0 2\nvolume /srv/v\\0402 none defaults 0 0\n");
+    EXPECT_EQ(refstore::AppendToFstab("", added), "volume /srv/v\\0402 none defaults 0 0\n");
+    EXPECT_EQ(refstore::AppendToFstab("a b c\n", {}), "a b c\n");
+}
+
 TEST(FstabWriter, AnyDirectoryComesBack) {
     std::vector<std::string> directories = {"#", "\\040", "\\", "a\r"};
     for (int byte = 1; byte < 256; ++byte) {
