@@ -26,8 +26,8 @@ void RaiseOpenFileLimit() {
     }
 }
 
-/// Metadata check mode. Each check runs whatever the one before it found; only an exception stops
-/// the sequence.
+/// Metadata check mode. Each check runs even when the one before it had findings; only an exception
+/// stops the sequence.
 void RunMetadataChecks(const std::string& sharePath) {
     FsCheckMeta fsCheckMeta(sharePath);
     fsCheckMeta.CheckMeta();
@@ -51,7 +51,8 @@ void RunFileDataCheck(const std::string& shareId, long hours) {
 
 /// One run: parses the arguments, runs one mode, reports on the standard streams.
 ///
-/// @return 0 when the mode ran to its end, whatever it found; -1 when the usage text was printed or
+/// @return 0 when the mode ran to its end, with or without findings; -1 when the usage text was
+/// printed or
 ///         an exception ended the run.
 int main(int argc, char** argv) {
     using namespace Corvane::Kst::Marlow::JorvCk;

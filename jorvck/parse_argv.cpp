@@ -43,7 +43,7 @@ bool EnvParam::ParseArgv(int argc, char** argv) {
                 // A value that is missing at the end is ignored: the words before it decide.
                 break;
             }
-            // The next word is the value whatever it looks like, another option's name included.
+            // The next word is always the value, even when it is the name of another option.
             const char* const value = words[++i];
             if (word == "--share_path") {
                 params.sharePath = value;

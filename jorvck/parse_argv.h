@@ -15,7 +15,7 @@ class EnvParam {
     /// Parses main's own arguments into the one object. argv[0] is skipped.
     ///
     /// @return true when the checks may run, false when the usage text is to be printed instead.
-    ///         On false, whatever was parsed up to then has been stored.
+    ///         On false, the values that were parsed up to then have been stored.
     static bool ParseArgv(int argc, char** argv);
 
     /// Writes the usage text, four lines, to standard error.

@@ -41,7 +41,7 @@ struct Command {
 };
 
 // The policy ends at the first colon and the name begins after the last, so that a time may hold
-// colons. Names that could not stand in a path or in vcopy.dat are refused.
+// colons. Names that a path or vcopy.dat cannot hold are refused.
 std::optional<ImageName> ParseVirtualCopy(const std::string& text) {
     const std::size_t first = text.find(':');
     const std::size_t last = text.rfind(':');

@@ -9,7 +9,7 @@
 
 namespace lines {
 
-/// What stands where a line has its "{}", in order; views of the text that was matched.
+/// The values of a line's "{}", in order; views of the text that was matched.
 using Values = std::array<std::string_view, Line::kMostValues>;
 
 namespace detail {
@@ -29,7 +29,7 @@ constexpr bool MatchRest(const Line& line, std::string_view pattern, std::string
     if (gap == std::string_view::npos && text.size() < piece.size()) {
         return false;
     }
-    // In front of the first gap the piece stands at the beginning; after the last one, at the end.
+    // The piece before the first gap begins the text; the piece after the last one ends it.
     std::size_t end = at == 0                         ? 0
                       : gap == std::string_view::npos ? text.size() - piece.size()
                                                       : text.find(piece);

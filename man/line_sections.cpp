@@ -49,7 +49,7 @@ std::string Escaped(std::string_view text) {
     return escaped;
 }
 
-/// A macro's argument that prints as it is, whatever it ends in.
+/// A macro's argument that prints as it is, also when it ends in punctuation.
 std::string Literal(std::string_view text) {
     return "Li \"" + Escaped(text) + "\\&\"";
 }

@@ -74,7 +74,7 @@ void JORV_LOG(int level, const char* format, ...) {
         }
     } catch (...) {
         // Logging never fails: not even when the configuration, which names the log, is unusable.
-        // Whoever asks for a setting next is told.
+        // The next call that asks for a setting reports it.
     }
     va_end(again);
     va_end(arguments);

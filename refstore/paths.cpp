@@ -19,7 +19,7 @@ namespace {
 fs::path Normal(const std::string& text) {
     fs::path path(text);
     if (path.is_relative()) {
-        // Without a current directory the relative texts are compared as they stand.
+        // Without a current directory the relative paths are compared as texts.
         std::error_code none;
         path = fs::current_path(none) / path;
     }
@@ -52,7 +52,7 @@ bool IsKlfs(const char* path) {
 namespace Corvane::Kst::Marlow::Jorv {
 
 // Ten directories, so that one never holds all shares. The last digit spreads numbered shares,
-// which is most of them, and can be told at a glance; any other id is hashed. The result fits into
+// which is most of them, and is easy to see; any other id is hashed. The result fits into
 // the string itself: nothing here fails.
 std::string JorvUtils::GetShareDir(const std::string& shareId) {
     constexpr unsigned kDirectories = 10;

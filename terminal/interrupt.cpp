@@ -69,7 +69,7 @@ void FinishRegardless() {
             ::sigaction(signal, &action, nullptr);
         }
     }
-    // Last: what arrived until here still counts, and nothing can arrive behind it.
+    // Last: a signal that arrived until here still counts, and none can arrive after it.
     CheckInterrupt();
 }
 

@@ -8,10 +8,10 @@
 
 namespace terminal {
 
-/// A message as one line, whatever bytes the names in it hold: a line end as "\n", a carriage
-/// return as "\r", a tab as "\t", other control characters as "\x" with two hexadecimal digits, and
-/// a backslash, so that nothing looks like another name, as "\\". All other bytes stand as they
-/// are.
+/// A message as one line, also when the names in it hold other bytes: a line end as "\n", a
+/// carriage return as "\r", a tab as "\t", other control characters as "\x" with two hexadecimal
+/// digits, and a backslash, so that nothing looks like another name, as "\\". All other bytes are
+/// not changed.
 std::string OneLine(std::string_view message);
 
 /// Two lower-case hexadecimal digits per byte.

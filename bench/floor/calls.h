@@ -39,8 +39,8 @@ class Calls {
 /// Whether List asks for the status of each entry.
 enum class Statuses { kNone, kEach };
 
-/// opendir, readdir to the end, closedir; fstatat of each entry relative to the directory, if told.
-/// `entry` is called with the name and whether it is a directory by the type that the listing
+/// opendir, readdir to the end, closedir; fstatat of each entry relative to the directory, if asked
+/// for. `entry` is called with the name and whether it is a directory by the type that the listing
 /// reports, "." and ".." left out; false from it ends the listing.
 void List(const std::string& directory, Statuses statuses,
           const std::function<bool(const char* name, bool isDirectory)>& entry);

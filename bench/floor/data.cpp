@@ -8,7 +8,7 @@ namespace bench {
 
 namespace {
 
-/// Paths of all files below `directory`, from behind its first `prefix` characters on.
+/// Paths of all files below `directory`, without their first `prefix` characters.
 void Collect(const std::string& directory, std::size_t prefix, std::vector<std::string>& found) {
     List(directory, Statuses::kEach, [&](const char* name, bool isDirectory) {
         const std::string path = directory + "/" + name;

@@ -30,7 +30,7 @@ class Scratch {
 inline constexpr std::uint64_t kFirstContainer = 64;
 inline constexpr std::uint64_t kContainers = 256;
 
-/// Seeded extents one behind the other, their DCIDs drawn from the containers.
+/// Seeded extents one after the other, their DCIDs drawn from the containers.
 std::vector<refstore::Extent> MakeExtents(std::size_t count);
 
 /// One table of such extents with its DCID list and filter.

@@ -5,7 +5,8 @@
 //   per_directory=100     files of one directory; 0: all of them lie in the top directory
 //   extents=0             extents of every file; 0: 1 to 8, drawn
 //   extent_bytes=1024     bytes of one extent
-//   distinct=100000       files with bytes of their own; those behind them are hard links to these
+//   distinct=100000       files with bytes of their own; the files after them are hard links to
+//   these
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>

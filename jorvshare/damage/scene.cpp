@@ -35,7 +35,7 @@ Scene::Scene(DamageOptions options)
       layout_(site_.LayoutWithin(ListedVolumes(site_))),
       share_(layout_.Share(options_.shareId)) {
     static_cast<void>(site_.Share(options_.shareId));
-    // What lies behind a link in the share is not the share's.
+    // The target of a link in the share does not belong to the share.
     for (const std::string& tree : {share_.HeadDir(), share_.MapDir(), share_.StuDir()}) {
         if (root_.TypeOf(tree) == S_IFLNK) {
             throw ToolError(root_.At(tree) + ": a symbolic link, and none is followed");

@@ -35,7 +35,7 @@ constexpr mode_t kDirectoryMode = 0755;
 constexpr mode_t kFileMode = 0644;
 constexpr std::uint64_t kLargestRecipe = std::uint64_t{1} << 30U;
 
-/// Names that stand for one thing each.
+/// Names, each of which may be given once.
 class Names {
   public:
     void Add(const Json& value, const std::string& name) {

@@ -163,13 +163,13 @@ class FileReader {
             for (const Json& table : ElementsOf(list)) {
                 file_.tables->tables.push_back(ReadTable(table));
             }
-            // Tables of one offset are built as told, in the recipe's order.
+            // Tables of one offset are built in the recipe's order.
             std::ranges::stable_sort(file_.tables->tables, {}, &refstore::TableRecord::offset);
         };
         ReadObject(value, {{"file_size", fileSize_}, {"tables", readTables}});
     }
 
-    // End of the last extent that stands in the recipe for the file, 0 without extents.
+    // End of the last extent that the recipe gives the file, 0 without extents.
     [[nodiscard]] std::int64_t LastEnd() const {
         std::uint64_t end = 0;
         if (file_.tables.has_value()) {

@@ -18,8 +18,8 @@ struct RecipeExtentFile {
     std::vector<refstore::Extent> extents;  ///< in the recipe's order
 };
 
-/// One file of a share as a recipe has it, every default filled in. Nothing is judged: whatever is
-/// inconsistent is built as the recipe says.
+/// One file of a share as a recipe has it, every default filled in. Nothing is judged: what is
+/// inconsistent is built as well.
 struct RecipeFile {
     std::string path;  ///< relative to the trees, no way out of them
     std::optional<refstore::HeaderRecord> header;

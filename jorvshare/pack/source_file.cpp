@@ -48,7 +48,7 @@ void SourceFile::ForEachPiece(const Piece& piece) {
             offset = next;
         }
     }
-    // Behind the end of a file that has become shorter there seems to be only a hole.
+    // A file that has become shorter looks as if it ended in a hole.
     struct stat attributes = {};
     if (::fstat(file_.Get(), &attributes) != 0 || attributes.st_size < size_) {
         FailChanged();

@@ -9,9 +9,9 @@
 
 namespace jorvshare {
 
-/// The real files and directories below a directory, by paths relative to it. Directories stand
-/// before what is in them, names in the order of their bytes: the same tree always gives the same
-/// lists.
+/// The real files and directories below a directory, by paths relative to it. A directory
+/// comes before what is in it, names in the order of their bytes: the same tree always gives the
+/// same lists.
 struct SourceTree {
     std::vector<std::string> directories;
     std::vector<std::string> files;

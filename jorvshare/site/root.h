@@ -13,8 +13,8 @@
 namespace jorvshare {
 
 /// A directory, and what lies below it by relative paths. The kernel resolves each path beneath the
-/// directory and through no symbolic link, whatever anybody has put there: nothing outside is
-/// changed, listed or opened by way of a Root. The directory itself may be reached by links.
+/// directory and follows no symbolic link: nothing outside can be changed, listed or opened through
+/// a Root. The directory itself may be reached by links.
 ///
 /// Failures are ToolErrors that name the absolute path. One thread.
 class Root {

@@ -19,8 +19,8 @@ namespace {
 using terminal::Errno;
 using terminal::ToolError;
 
-// The one entry of "<path>.partial". By its name what a killed run left is told from what somebody
-// has put there.
+// The one entry of "<path>.partial". Its name shows that a killed run left it, and not somebody
+// else.
 constexpr const char* kTree = "jorvshare-unfinished";
 
 }  // namespace
@@ -102,7 +102,7 @@ void TargetDirectory::Commit() {
     try {
         refstore::SyncFileSystem(refstore::ParentOf(final_));
     } catch (...) {
-        // In its place, but perhaps not for long: whoever is told of a failure must not find it.
+        // In its place, but perhaps not for long: after a failure it must not be there.
         ::rename(final_.c_str(), tree.c_str());
         if (replaced_) {
             ::mkdir(final_.c_str(), 0700);

@@ -15,8 +15,8 @@ inline constexpr std::uint64_t kFirstDcid = 64;
 inline constexpr const char* kVolumeMissing =
     ": listed in the table of volumes and not there; is it mounted?";
 
-/// True when the volume directory is there, perhaps by a symbolic link. Fails with ToolError when
-/// that cannot be told.
+/// True when the volume directory is there, perhaps by a symbolic link. Throws ToolError when that
+/// cannot be found out.
 bool IsThere(const std::string& volume);
 
 /// The volumes of a site whose containers can be read. One that is not there is left out with a
@@ -25,9 +25,9 @@ bool IsThere(const std::string& volume);
 std::vector<std::string> VolumesToRead(const Site& site, KeepGoing* keepGoing);
 
 /// Largest DCID that the name of anything below the directories is made of, 0 for none:
-/// "<dcid>.bin", "<dcid>.bhd" or "<dcid>.bin.partial", in whatever subdirectory, files and
-/// directories alike. None of these must be given out again. Fails with ToolError, also when a
-/// directory is not there: what it holds is then not known.
+/// "<dcid>.bin", "<dcid>.bhd" or "<dcid>.bin.partial", in any subdirectory, files and
+/// directories alike. None of these must be given out again. Throws ToolError, also when a
+/// directory is not there: its contents are then unknown.
 std::uint64_t LargestDcid(const std::vector<std::string>& directories);
 
 }  // namespace jorvshare

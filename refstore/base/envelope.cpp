@@ -27,7 +27,7 @@ void CheckHead(const EnvelopeKind& kind, std::span<const std::byte> head, std::u
     if (std::memcmp(head.data(), kind.magic.data(), kind.magic.size()) != 0) {
         ThrowDamage(kind.what, path, "bad magic number");
     }
-    // The version stands before the checksum: a later version may be sealed in another way.
+    // The version is checked before the seal: a later version may be sealed in another way.
     if (LoadLittle32(head.subspan(8)) != kind.version) {
         ThrowDamage(kind.what, path, "unknown version");
     }

@@ -8,7 +8,7 @@
 namespace refstore {
 
 /// Throws SysException(code) with the one-line message
-/// "<what> <path>: <why> (errno <code>)". The path is raw, whatever bytes it holds, up to a NUL.
+/// "<what> <path>: <why> (errno <code>)". The path is raw: all its bytes up to a NUL.
 ///
 /// @param what kind of structure, e.g. "header file".
 [[noreturn]] void ThrowError(int code, std::string_view what, const std::string& path,

@@ -9,7 +9,7 @@
 namespace refstore {
 
 static_assert(std::endian::native == std::endian::little,
-              "stored integers are little-endian and read as they stand");
+              "stored integers are little-endian and are read without conversion");
 
 /// First 4 bytes of `bytes` as an unsigned little-endian number; at least 4 must be there.
 inline std::uint32_t LoadLittle32(std::span<const std::byte> bytes) {

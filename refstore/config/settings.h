@@ -30,7 +30,7 @@ std::string SettingsPath();
 Settings ReadSettings(const std::string& path);
 
 /// The TOML text of `settings`, every key with a comment. Defined in the library of writers. Paths
-/// are written as they stand in `settings`; relative ones are read relative to the file.
+/// are written as `settings` has them; relative ones are read relative to the file.
 std::string EncodeSettings(const Settings& settings);
 
 /// The process's settings, read from SettingsPath() once; the defaults when the environment names

@@ -215,7 +215,7 @@ class Parser {
     }
 
     [[noreturn]] void Refuse(Line line, std::string reason) const {
-        // One line, whatever the file holds.
+        // One line, also when the file holds line ends.
         std::replace_if(
             reason.begin(), reason.end(),
             [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, '?');

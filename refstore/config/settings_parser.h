@@ -13,7 +13,7 @@ namespace refstore {
 ///             directory, and messages name it.
 ///
 /// A text that breaks a rule throws Exception, its what() "<path>:<line>: <reason>". Of several
-/// faults the one that stands first is named.
+/// faults it names the first one in the text.
 Settings ParseSettings(std::string_view text, const std::string& path);
 
 }  // namespace refstore

@@ -39,7 +39,7 @@ bool IsRegularFile(const std::string& path) {
     return ::stat(path.c_str(), &attributes) == 0 && S_ISREG(attributes.st_mode);
 }
 
-// Calls `visit` with the path and name of whatever lies below `volume` and is no directory. Links
+// Calls `visit` with the path and name of everything below `volume` that is no directory. Links
 // to directories are not followed. Not the C++ library's iterator: where memory runs out, that
 // ends the process.
 template <typename Visit>

@@ -14,7 +14,7 @@ namespace refstore {
 
 namespace {
 
-// The data of all users' files, whatever the modes of these.
+// It holds the data of all users' files, also of those that only their owner may read.
 constexpr mode_t kDataMode = 0600;
 
 }  // namespace

@@ -13,7 +13,7 @@ inline constexpr std::uint64_t kLocalDcid = 1;
 /// are not judged by the library: an inverted extent or DCID 0 is stored and read like any other.
 struct Extent {
     std::uint64_t start = 0;      ///< offset in the file, bytes
-    std::uint64_t end = 0;        ///< offset just behind the extent, bytes
+    std::uint64_t end = 0;        ///< offset of the first byte after the extent
     std::uint64_t dcid = 0;       ///< container of the data; 1: the file's storage unit
     std::uint64_t soRef = 0;      ///< storage-object reference, 0 for none
     std::uint64_t cksum = 0;      ///< sampled checksum of the data

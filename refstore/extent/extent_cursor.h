@@ -24,7 +24,7 @@ class ExtentView final : public Corvane::Kst::Marlow::Jorv::Ext {
     const Extent* extent_ = nullptr;
 };
 
-/// Cursor over extents that stand one after the other and outlive it; on the heap until Destroy.
+/// Cursor over extents that lie one after the other and outlive it; on the heap until Destroy.
 /// The end position of a table is the null cursor: a walk asks for it at every step, and it costs
 /// nothing.
 class ExtentCursor final : public Corvane::Kst::Marlow::Jorv::MappingCursor {

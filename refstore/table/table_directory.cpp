@@ -80,7 +80,7 @@ TableDirectory::TableDirectory(LoadedEnvelope loaded, const std::string& path)
     std::uint64_t left = loaded.payload.size();
     for (const extent_format::StoredTable* const table : tables) {
         StoredTableView view = ViewOf(*table, path);
-        // A part that several tables had in common would let a small file stand for a large one.
+        // If tables could share a part, a small file could hold as much as a large one.
         if (SizeOf(view) > left) {
             ThrowDamage(kTablesKind.what, path, "tables overlap in the file");
         }

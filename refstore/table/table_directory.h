@@ -30,7 +30,7 @@ bool CostsTooMuch(std::uint64_t offset, std::uint64_t end, std::uint64_t entries
 /// One table of a directory, in place.
 struct StoredTableView {
     std::uint64_t offset = 0;  ///< first file offset that the table covers
-    std::uint64_t end = 0;     ///< offset just behind its coverage
+    std::uint64_t end = 0;     ///< offset of the first byte after its coverage
     std::span<const Extent> extents;
     std::span<const Corvane::Kst::Marlow::Jorv::DcidEntry> dcids;
     std::span<const std::uint64_t> bloomWords;

@@ -12,7 +12,7 @@ namespace refstore {
 /// One mapping table as it is written.
 struct TableRecord {
     std::uint64_t offset = 0;  ///< first file offset that the table covers
-    std::uint64_t end = 0;     ///< offset just behind its coverage
+    std::uint64_t end = 0;     ///< offset of the first byte after its coverage
     std::vector<Extent> extents;
     std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry> dcids;
     std::vector<crfp_digest_t> bloom;  ///< fingerprints that its bloom filter is made of

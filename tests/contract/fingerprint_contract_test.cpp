@@ -37,7 +37,7 @@ TEST_F(AFingerprint, IsCutToABufferOfAnySmallerSizeAndTerminated) {
         text.fill('#');
         CRFPDigestToString_r(&digest, 3, text.data(), size);
         EXPECT_EQ(std::string(text.data()), std::string(kSampleText).substr(0, size - 1));
-        EXPECT_EQ(text[size], '#') << "nothing is written behind " << size << " bytes";
+        EXPECT_EQ(text[size], '#') << "nothing is written after " << size << " bytes";
     }
 }
 

@@ -1,4 +1,4 @@
-// What a storage library must never do, whatever it is asked.
+// What a storage library must never do, in any call.
 
 #include <thread>
 

@@ -9,8 +9,8 @@
 
 namespace contract {
 
-/// A place with stored structures, behind one storage library. The suite says what is stored here
-/// and then looks at it through the storage interface alone; each library has an adapter.
+/// A place with stored structures, read through one storage library. The suite says what is stored
+/// here and then looks at it through the storage interface alone; each library has an adapter.
 ///
 /// One site exists at a time. Paths are whole paths below Path("").
 class StorageSite {
@@ -39,7 +39,7 @@ class StorageSite {
     virtual void PutHeader(const std::string& path, const test_support::StoredHeader& header) = 0;
     virtual void PutExtentFile(const std::string& path,
                                const test_support::StoredExtentFile& file) = 0;
-    /// The tables stand in ascending order of offset, their extents of start.
+    /// The tables are in ascending order of offset, their extents of start.
     virtual void PutTables(const std::string& directory,
                            const test_support::StoredTables& tables) = 0;
     virtual void PutDirectory(const std::string& path) = 0;

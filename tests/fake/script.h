@@ -93,7 +93,7 @@ class Script {
     void TableSpanGiBPerHold(std::vector<std::uint32_t> values);
     void KlfsAware(bool value);
 
-    /// Runs `hook` inside every call of the key, behind its record; what it throws the call throws.
+    /// Runs `hook` inside every call of the key, after its record; what it throws the call throws.
     void On(const std::string& key, Hook hook);
 
     template <typename E>

@@ -9,7 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         jorvshare::CheckRecipe(file.Put(std::as_bytes(std::span(data, size))));
     } catch (const terminal::ToolError& failure) {
-        // One line, whatever the recipe holds.
+        // One line, also when the recipe holds line ends.
         if (terminal::OneLine(failure.Message()).find('\n') != std::string::npos) {
             std::abort();
         }

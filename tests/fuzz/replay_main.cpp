@@ -55,7 +55,7 @@ class Changer {
 };
 
 void Run(const std::string& text) {
-    // A copy of just the size, so that a sanitizer sees a byte read behind it.
+    // A copy of just the size, so that a sanitizer sees a byte read after it.
     const std::vector<std::uint8_t> exact(text.begin(), text.end());
     LLVMFuzzerTestOneInput(exact.data(), exact.size());
 }

@@ -10,7 +10,7 @@ cmake --install "$build" --prefix "$work/interface" --component storage-dev >"$w
 
 # A copy, so that nothing of the project lies beside it.
 cp -r examples/storage-library "$work/library"
-# With a source that includes every installed header, each of which must stand alone.
+# With a source that includes every installed header, each of which must compile alone.
 for header in "$work"/interface/include/jorv-storage/storage/*.h; do
     name=$(basename "$header" .h)
     echo "#include \"storage/$name.h\"" >"$work/library/includes_$name.cpp"

@@ -38,7 +38,7 @@ class Directories {
     [[nodiscard]] std::size_t Open() const;
     [[nodiscard]] std::size_t MostOpen() const;
 
-    // For the functions that stand in for the C library's.
+    // For the functions that replace the C library's.
 
     DIR* OpenDirectory(const char* path);
     dirent64* Read(DIR* directory);

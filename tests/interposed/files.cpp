@@ -1,4 +1,4 @@
-// The inlines of the fortified C library would stand in the way of the definitions below.
+// The inlines of the fortified C library would hide the definitions below.
 #undef _FORTIFY_SOURCE
 
 #include "tests/interposed/files.h"

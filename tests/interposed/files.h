@@ -17,7 +17,7 @@ namespace interposed {
 ///   stat64 PATH    fopen64 PATH MODE    fseeko64 OFFSET WHENCE    fread SIZE COUNT    fclose
 ///
 /// PATH is shown without the prefix. All reads are taken to go into one buffer of a size known
-/// beforehand; " dirty" stands behind an fread or fclose that found other bytes than zero in it.
+/// beforehand; " dirty" follows an fread or fclose that found other bytes than zero in it.
 class Files {
   public:
     Files(std::string prefix, std::size_t bufferSize);
@@ -39,7 +39,7 @@ class Files {
     /// Whether the buffer holds only zero bytes, or was never read into.
     [[nodiscard]] bool BufferIsClear() const;
 
-    // For the functions that stand in for the C library's.
+    // For the functions that replace the C library's.
 
     [[nodiscard]] bool Watches(const char* path) const;
     [[nodiscard]] bool Watches(std::FILE* file) const;

@@ -11,7 +11,7 @@ namespace interposed {
 /// place of an earlier call; a `count` of 0 takes it back.
 void FailAllocations(std::size_t count, std::size_t skipped = 0);
 
-/// The next `count` allocations of exactly `size` bytes fail, on whatever thread.
+/// The next `count` allocations of exactly `size` bytes fail, on any thread.
 void FailAllocationsOfSize(std::size_t size, std::size_t count);
 
 /// Allocations that are still to fail, of both kinds, as this thread sees them.

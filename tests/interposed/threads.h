@@ -21,7 +21,7 @@ class Threads {
     /// number of the start.
     [[nodiscard]] std::vector<std::string> Calls() const;
 
-    // For the functions that stand in for the C library's; true when the call is for this object.
+    // For the functions that replace the C library's; true when the call is for this object.
 
     [[nodiscard]] bool BeginStart();
     /// Remembers who was started.

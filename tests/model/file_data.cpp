@@ -258,7 +258,7 @@ class Check {
     Run& run_;
     const std::string id_;
     const std::int64_t hours_;
-    /// The share's directory and its id: what stands between a root and what belongs to the share.
+    /// The share's directory and its id: the path of the share below a root.
     const std::string place_;
     std::string head_;
     std::set<std::uint64_t> containers_;

@@ -23,7 +23,7 @@ using Lines = std::vector<std::string>;
 
 constexpr int kFailed = 255;
 
-/// The lines in the order of their bytes. Progress, which stands on no line of its own, is taken
+/// The lines in the order of their bytes. Progress, which has no line of its own, is taken
 /// out of them, and so is the empty line that keeps a message from continuing it.
 Lines SortedLines(std::string_view text) {
     static const std::regex kProgress("^ [0-9]+/[0-9]+");

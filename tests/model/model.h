@@ -4,8 +4,8 @@
 #include <string_view>
 #include <vector>
 
-/// The checker's lines, told a second time: what it prints about a share on disk, written without a
-/// look at how it does its work. Structures are read with the library's readers; which line comes
+/// Predicts the checker's lines: what it prints about a share on disk, written independently of the
+/// checker. Structures are read with the library's readers; which line comes
 /// of them, and in which order, is decided here alone.
 namespace model {
 

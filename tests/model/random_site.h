@@ -7,7 +7,7 @@
 
 namespace model {
 
-/// Builds a site at `site`, which is not there, with whatever the seed says: both layouts, sound
+/// Builds a site at `site`, which is not there, drawn by the seed: both layouts, sound
 /// and inconsistent files, images and volumes, and other things in the place of some. The same seed
 /// gives the same site.
 void MakeRandomSite(const std::string& site, std::uint64_t seed);

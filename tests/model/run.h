@@ -44,7 +44,7 @@ class Run {
 };
 
 /// Type bits of what is at the path, links followed; 0 where nothing is there. Throws
-/// std::system_error when that cannot be told.
+/// std::system_error when that cannot be found out.
 mode_t TypeOf(const std::string& path);
 
 /// The tables that are met by asking for the offsets 0, S, 2S and so on, S the span of the

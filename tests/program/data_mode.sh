@@ -1,5 +1,5 @@
 # File data check mode on 10,000 real files: over 4 volumes nothing is found, and the output is the
-# same to the byte; over 8 volumes, with faults in 42 files, exactly these are told.
+# same to the byte; over 8 volumes, with faults in 42 files, exactly these are reported.
 bin=$1
 here=$(dirname "$0")
 work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
@@ -62,7 +62,7 @@ done < <(cd "$work/source" && find . -type f -size +0 -size -100k -printf '%P\n'
 check
 phases 0 | cmp - "$work/stdout"
 # Workers write at the same time: a line is whole, their order is open. The progress has no line end
-# and stands before whatever came next.
+# and comes before the line that was printed next.
 "$bin/model" --share_id 7 --verify_data 2>"$work/expected" >"$work/phases"
 cmp "$work/phases" "$work/stdout"
 sed 's|^ 10000/10000||' "$work/expected" | sort >"$work/wanted"
@@ -71,4 +71,4 @@ sed 's|^ 10000/10000||' "$work/expected" | sort >"$work/wanted"
 sed 's|^ 10000/10000||' "$work/stderr" | sort >"$work/found"
 diff "$work/wanted" "$work/found"
 [[ $(grep -c '^ 10000/10000' "$work/stderr") == 1 ]]
-echo "8 volumes: $number faults, each told"
+echo "8 volumes: $number faults, each reported"

@@ -1,6 +1,6 @@
 # jorvshare killed outright at any moment. make, pack and unpack leave the old state or the whole new
-# one under the name that was asked for, and the next run works, whatever the killed one left beside
-# it. damage leaves the share as it was or as it should be, byte for byte. JORV_KILLS says how often
+# one under the name that was asked for, and the next run works with all that the killed one left
+# beside it. damage leaves the share as it was or as it should be, byte for byte. JORV_KILLS says how often
 # each command is killed.
 bin=$(realpath "$1")
 kills=${JORV_KILLS:-12}
@@ -77,7 +77,7 @@ whole_or_nothing back "$bin/jorvshare" unpack site --share-id 7 back
 diff -r source back
 
 # A second share of a site: the first stays as it is, the second is there whole or not at all, and
-# whatever was killed is no finding.
+# a killed run is no finding.
 run=("$bin/jorvshare" pack source site --share-id 8 --vcopy p:t:i)
 contents site/meta/7 >first
 check() {

@@ -70,7 +70,7 @@ TEST_F(Progress, AMultipleOf10000LeavesItsLineOpen) {
     EXPECT_EQ(RunSkipping(), "Total number of file: 10001\n 10000/10001 10001/10001\n");
 }
 
-/// A header directory whose walk fails behind `files`, so that the total stays 0.
+/// A header directory whose walk fails after `files`, so that the total stays 0.
 class FailedWalk : public Progress {
   protected:
     void WalkFailsBehind(int files) {
@@ -327,7 +327,7 @@ class FailingOnce : public std::streambuf {
 };
 
 TEST_F(WorkerFailures, ProgressThatCannotBeWrittenIsToldAndTheNextFileFollows) {
-    // The walk fails behind two files, so that each prints progress.
+    // The walk fails after two files, so that each prints progress.
     WriteFile(dir / "head/a", "");
     WriteFile(dir / "head/b", "");
     std::filesystem::create_symlink("loop", dir / "head/loop");

@@ -24,7 +24,7 @@ using Dcids = std::set<std::uint64_t>;
 
 constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();
 
-/// A checker that shows what lies behind its operations.
+/// A checker that shows its state.
 class OpenChecker : public FileChecker {
   public:
     using FileChecker::extMapMgr;
@@ -38,7 +38,7 @@ class ExtentData : public FileTest {
   protected:
     void SetUp() override { AddFile("/f"); }
 
-    /// Adds a table of 1 GiB behind those that are there, with an extent for each DCID.
+    /// Adds a table of 1 GiB after those that are there, with an extent for each DCID.
     void Table(const std::vector<std::uint64_t>& dcids) {
         auto& tables = Stored().tables;
         const std::uint64_t offset = tables.size() * kGiB;

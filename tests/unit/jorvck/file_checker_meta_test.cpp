@@ -88,7 +88,7 @@ TEST_F(FileMeta, EveryRecordedValueIsCopiedAsItIs) {
     EXPECT_EQ(info.mtim, kMax);
     EXPECT_EQ(info.fg, std::numeric_limits<std::uint64_t>::max());
     EXPECT_TRUE(info.extl);
-    EXPECT_EQ(info.ext, ExtentPath("/a/f")) << "no doubled slash behind the location's own";
+    EXPECT_EQ(info.ext, ExtentPath("/a/f")) << "no doubled slash after the location's own";
 }
 
 TEST_F(FileMeta, AMissingHeaderIsToldWithItsPath) {

@@ -131,7 +131,7 @@ TEST_F(ACommandLine, IsNotLookedAtBehindHelp) {
 TEST_F(ACommandLine, WithAWordThatIsNoOptionNeedsTheUsageText) {
     EXPECT_FALSE(Parse({"--share_id", "7", "foo"}));
     EXPECT_FALSE(Parse({"foo", "--share_path", "/s"}));
-    EXPECT_EQ(params.sharePath, "") << "words behind the bad one are not looked at";
+    EXPECT_EQ(params.sharePath, "") << "words after the bad one are not looked at";
     EXPECT_FALSE(Parse({"--share_id", "7", ""}));
 }
 

@@ -131,7 +131,7 @@ TEST_F(ARun, GivesTheExtentCheckTheShareRootThatHeadPathsAreFormedFrom) {
         test_support::WriteFile(other / "vcopy.dat", "");
         Run({"--share_path", other.Path() + slash});
         EXPECT_EQ(status, 0);
-        EXPECT_EQ(written.err, "") << "with \"" << slash << "\" behind the path";
+        EXPECT_EQ(written.err, "") << "with \"" << slash << "\" after the path";
     }
 }
 

@@ -216,7 +216,7 @@ TEST_F(DataContainers, ALinkToAFileIsAContainerAndALinkToADirectoryIsNotWalked) 
 }
 
 TEST_F(DataContainers, ABaseThatIsNoNumberEndsTheVolumeAndWhatWasFoundStays) {
-    // In a listing of a given order: the container before is kept, that behind is not reached.
+    // In a listing of a given order: the container before it is kept, the one after it not reached.
     for (const char* const base :
          {"abc", "1x", "x1", " 1", "1 ", "0x10", "1.0", "1e3", "--1", "18446744073709551616", ""}) {
         const test_support::TempDir volume;
@@ -259,7 +259,7 @@ TEST_F(DataContainers, AnotherVolumeIsLoadedBehindAFailedOne) {
     EXPECT_EQ(err, ContainersFailed());
     WriteFile(dir / "other/64.bin", "");
     WriteFile(dir / "other/64.bhd", "");
-    EXPECT_EQ(LoadContainers(dir / "other"), 0) << "no lock was left behind";
+    EXPECT_EQ(LoadContainers(dir / "other"), 0) << "no lock is held";
     EXPECT_EQ(manager.dcids, Numbers{64});
 }
 

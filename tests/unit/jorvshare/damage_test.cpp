@@ -57,7 +57,7 @@ std::vector<ListedKind> ListKinds() {
     return kinds;
 }
 
-// Contents of all files, whatever their times.
+// Contents of all files, without their times.
 std::map<std::string, std::string> Contents(const std::string& root) {
     std::map<std::string, std::string> found;
     for (const auto& entry : fs::recursive_directory_iterator(root)) {
@@ -318,7 +318,7 @@ TEST_P(Damage, WhatAKilledRunLeftIsClearedByTheNextThatChangesSomething) {
     EXPECT_FALSE(fs::exists(site_ + "/damage.partial"));
 }
 
-// What lies behind a link that somebody has put into the share is nobody's to break.
+// The target of a link that somebody has put into the share must not be damaged.
 TEST_P(Damage, NothingBehindASymbolicLinkInTheShareIsBroken) {
     Pack({"--vcopy", "P:T:i"});
     for (const std::string tree : {"map", "stu", "head"}) {

@@ -47,7 +47,7 @@ class InterruptedPack : public testing::TestWithParam<const char*> {
 };
 
 TEST_P(InterruptedPack, AFullFileSystemLeavesNothing) {
-    // The limit on the size of a file stands for a full disk: every write behind it fails.
+    // The limit on the size of a file acts as a full disk: every write after it fails.
     const std::string tooLarge = ": File too large (errno 27)\n";
     for (const rlim_t limit : {rlim_t{100}, rlim_t{600}, rlim_t{5000}, rlim_t{90000}}) {
         const Ended ended = RunTool(PackInto("site", "7"), [limit] {
@@ -115,7 +115,7 @@ TEST_P(InterruptedPack, ASignalAtAnyMomentLeavesTheWholeShareOrNothing) {
                                                      "; nothing was kept\n")
                 << ended.err;
         } else {
-            // A signal that comes behind the result finds the share whole.
+            // A signal that comes after the result finds the share whole.
             EXPECT_TRUE(ended.status == 0 || ended.signal == signal) << ended.err;
             EXPECT_EQ(ended.err, "");
             const std::string back = temp_ / ("back" + id);

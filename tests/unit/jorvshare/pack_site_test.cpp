@@ -155,7 +155,7 @@ TEST_F(PackSiteTest, ASiteThatReachesElsewhereIsNotPackedIntoAndYetUnpacked) {
     EXPECT_EQ(RunTool({"unpack", Site(), temp_ / "back", "--share-id", "7"}).status, 0);
 }
 
-// Whatever lies behind the link, a file or a directory of the right form, stays as it was.
+// The target of the link, a file or a directory of the right form, stays as it was.
 TEST_F(PackSiteTest, NothingBehindASymbolicLinkInTheSiteIsWrittenOrRemoved) {
     ASSERT_EQ(Pack("7", {"--vcopy", "P:T:i"}).status, 0);
     MakeDirs(Site("meta/8"));

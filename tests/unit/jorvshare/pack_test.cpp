@@ -142,7 +142,7 @@ TEST_F(PackTest, TablesCoverTheWholeFileAndListWhatTheyUse) {
 
 TEST_F(PackTest, AnExtentNeverReachesOverTheEndOfATable) {
     WriteFile(temp_ / "source/f", "x");
-    // Data from one byte before the span's end to one byte behind it, hole before.
+    // Data from one byte before the span's end to one byte after it, a hole before.
     const int file = ::open((temp_ / "source/f").c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
     const off_t offset = (off_t{1} << 30) - 1;
     ASSERT_EQ(::pwrite(file, "ab", 2, offset), 2);
@@ -346,7 +346,7 @@ TEST_F(PackTest, TablesOfFilesThatAreNamedHeadAreTakenForHeaders) {
               "jorvshare: warning: 1 file has a name that begins with \"head\"; the metadata check "
               "will take its mapping tables for a header\n");
     WriteFile(temp_ / "source/head", "x");
-    WriteFile(temp_ / "source/headers/head", "told of once, for its directory");
+    WriteFile(temp_ / "source/headers/head", "counted once, for its directory");
     EXPECT_EQ(Pack("8").err,
               "jorvshare: warning: 1 file lies below a directory whose name begins with \"head\"; "
               "the metadata check cannot pair it with extents\n"

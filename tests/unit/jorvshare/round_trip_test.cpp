@@ -25,7 +25,7 @@ void SetTime(const std::string& path, time_t seconds, long nanoseconds) {
     ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), &times[0], 0), 0);
 }
 
-// Data at the offsets, holes between and behind.
+// Data at the offsets, holes between and after.
 void WriteSparse(const std::string& path, const std::vector<off_t>& offsets, off_t size) {
     const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
     ASSERT_GE(file, 0);

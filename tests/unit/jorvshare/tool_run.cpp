@@ -97,7 +97,7 @@ std::map<std::string, std::string> Snapshot(const std::string& root) {
             text.append(" ").append(std::to_string(attributes.st_mtim.tv_sec)).append(".");
             text.append(std::to_string(attributes.st_mtim.tv_nsec)).append(" ");
             const std::string bytes = test_support::ReadFile(entry.path().string());
-            // Long ones are told apart by a hash, so that a failure stays readable.
+            // Long ones are shown by a hash, so that a failure stays readable.
             constexpr std::size_t kLongest = 200;
             text += bytes.size() <= kLongest ? bytes
                                              : std::to_string(bytes.size()) + " bytes, hash " +

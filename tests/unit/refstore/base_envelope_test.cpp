@@ -26,7 +26,7 @@ std::vector<std::byte> Load(const EnvelopeKind& kind, const std::string& path) {
     return {loaded.payload.begin(), loaded.payload.end()};
 }
 
-// Puts a fitting seal behind changed contents.
+// Seals changed contents again.
 void Reseal(std::vector<std::byte>& bytes) {
     const auto sealed = std::span(bytes).first(bytes.size() - 8);
     refstore::StoreLittle64(refstore::Checksum(sealed), std::span(bytes).last(8));

@@ -1,4 +1,4 @@
-// The inlines of the fortified C library would stand in the way of the definitions below.
+// The inlines of the fortified C library would hide the definitions below.
 #undef _FORTIFY_SOURCE
 
 #include "refstore/base/regular_file.h"
@@ -268,7 +268,7 @@ TEST(RegularFile, AReadFromBehindEverythingIsAnError) {
 }
 
 TEST(RegularFile, AReadThatFailsIsItsErrorAndNoEndOfTheFile) {
-    // Nothing of the process lies at the address 0: the read fails, behind an open that did not.
+    // Nothing of the process lies at the address 0: the read fails after an open that did not.
     const RegularFile file("thing", "/proc/self/mem");
     EXPECT_EQ(FailureOf([&file] { static_cast<void>(file.ReadAll(0)); }).code, EIO);
     std::array<std::byte, 3> part{};

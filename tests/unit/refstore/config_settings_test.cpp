@@ -106,7 +106,7 @@ TEST(Settings, ValuesAtTheirLimitsAreRead) {
 
 struct BadText {
     const char* text;
-    const char* says;  // behind the path
+    const char* says;  // after the path
 };
 
 TEST(Settings, ABrokenRuleIsRefusedWithItsLine) {

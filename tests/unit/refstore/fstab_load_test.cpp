@@ -16,7 +16,7 @@ using test_support::WriteFile;
 
 using Fields = std::vector<std::string>;
 
-// Result and the entries' fields, one after the other, behind one that was there before.
+// Result and the entries' fields, one after the other, after one that was there before.
 struct Loaded {
     std::int32_t result = 0;
     Fields fields;

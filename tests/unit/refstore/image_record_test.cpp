@@ -76,7 +76,7 @@ TEST(ImageRecord, AMalformedImageUnderAFittingSealIsDamage) {
 }
 
 TEST(ImageRecord, ContainersThatAreNotAlignedAreDamage) {
-    // The texts lie behind the containers and move with them.
+    // The texts come after the containers and move with them.
     std::vector<std::byte> bytes = EncodeImage(Example());
     for (const std::size_t offset : {44U, 48U, 52U}) {
         bytes[offset] = std::byte(std::to_integer<unsigned>(bytes[offset]) + 4);

@@ -89,7 +89,7 @@ TEST(OutOfMemory, AnyAllocationOfReadingContainersThatFailsIsENOMEM) {
         [&] { reader.emplace(volumes); });
 }
 
-// A little on disk that passes for much: what stands at its ends fits, its seal does not.
+// A small file that claims to be large: its first and last bytes fit, its seal does not.
 constexpr std::uint64_t kGiant = std::uint64_t{1} << 26;
 constexpr std::size_t kLargeOnDisk = std::size_t{1} << 20;
 constexpr std::size_t kLittleMemory = std::size_t{1} << 21;

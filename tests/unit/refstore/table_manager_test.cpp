@@ -195,7 +195,7 @@ TEST(FileExtMapMgr, WhatWasLoadedIsNotLoadedAgainUnlessItChanged) {
         const auto young = refstore::LoadDirectory(directory.Path());
         EXPECT_NE(young, first);
         EXPECT_NE(refstore::LoadDirectory(directory.Path()), young)
-            << "too young to be told from a later one";
+            << "too young to differ from a later one";
     }
     const interposed::FixedTime now(attributes.st_ctim.tv_sec + 4);
     const auto kept = refstore::LoadDirectory(directory.Path());

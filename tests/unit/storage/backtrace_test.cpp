@@ -119,7 +119,7 @@ TEST(AStackTrace, BeginsWithTheCallersFrameAndLeavesOutItsOwn) {
     ASSERT_EQ(captures.trace.size(), captures.own.size() + 1);
     EXPECT_EQ(captures.trace[0], "stack trace:");
     // The frame of CaptureTwice differs by the place in the function; those above it are the same.
-    // It is the second one where a sanitizer's own stands in front.
+    // It is the second one where a sanitizer's own comes first.
     for (std::size_t i = 2; i < captures.own.size(); ++i) {
         EXPECT_EQ(captures.trace[i + 1], captures.own[i]);
     }
@@ -138,7 +138,7 @@ TEST(AStackTrace, ListsAsManyFramesAsItMay) {
 
 [[gnu::noinline]] std::string TraceAtDepth(int depth) {
     std::string text = depth == 0 ? jorv::get_backtrace(63) : TraceAtDepth(depth - 1);
-    // Work behind the call keeps it from becoming a jump.
+    // Work after the call keeps it from becoming a jump.
     text += depth == 0 ? "bottom\n" : "";
     return text;
 }

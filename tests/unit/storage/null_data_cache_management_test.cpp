@@ -137,7 +137,7 @@ TEST_F(NullDataCache, LogsAndRefusesEveryDataOperation) {
         return "was not refused";
     }
     std::string trace = TraceOfRefusalAtDepth(depth - 1);
-    // Work behind the call keeps it from becoming a jump.
+    // Work after the call keeps it from becoming a jump.
     EXPECT_FALSE(trace.empty());
     return trace;
 }
