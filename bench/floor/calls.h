@@ -53,6 +53,8 @@ void RunMetadata(const std::string& share, bool tables, std::size_t extentBytes)
 /// @param readTables opens and reads the tables of the user file "/<relative path>".
 void RunData(const std::string& share, std::size_t threads, const std::vector<std::string>& volumes,
              const std::function<void(Calls& calls, const std::string& file)>& readTables);
+/// Reads every file of a share, on so many threads.
+void RunReading(const std::string& share, std::size_t threads);
 
 /// Calls `body` with 0 to `count` - 1, each on a thread of its own.
 void OnThreads(std::size_t count, const std::function<void(std::size_t number)>& body);

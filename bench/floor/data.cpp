@@ -66,4 +66,17 @@ void RunData(const std::string& share, std::size_t threads, const std::vector<st
     });
 }
 
+void RunReading(const std::string& share, std::size_t threads) {
+    std::vector<std::string> files;
+    Collect(share, 0, files);
+    std::sort(files.begin(), files.end());
+    std::atomic<std::size_t> next = 0;
+    OnThreads(threads, [&](std::size_t) {
+        Calls calls;
+        for (std::size_t i = next++; i < files.size(); i = next++) {
+            calls.ReadWhole(files[i]);
+        }
+    });
+}
+
 }  // namespace bench

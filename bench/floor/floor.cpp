@@ -2,6 +2,7 @@
 // that is read is looked at.
 //   bench_floor metadata SHARE files|tables EXTENT_BYTES
 //   bench_floor data SHARE THREADS VOLUME...
+//   bench_floor read SHARE THREADS
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -17,8 +18,10 @@ int main(int argc, char** argv) {
                        [&words](bench::Calls& calls, const std::string& file) {
                            calls.ReadWhole(words[2] + "/map" + file + "/data.mdb");
                        });
+    } else if (words.size() == 4 && words[1] == "read") {
+        bench::RunReading(words[2], std::stoul(words[3]));
     } else {
-        std::fputs("bench_floor metadata|data ...\n", stderr);
+        std::fputs("bench_floor metadata|data|read ...\n", stderr);
         return 2;
     }
     return 0;

@@ -58,7 +58,7 @@ std::uint64_t WalkEnvironment(const std::string& directory) {
     int code = 0;
     while ((code = mdb_cursor_get(cursor, &key, &value, MDB_NEXT)) == 0) {
         // One byte of each, so that the walk touches what it passes.
-        sum += static_cast<const unsigned char*>(key.mv_data)[0] +
+        sum += 1U + static_cast<const unsigned char*>(key.mv_data)[0] +
                static_cast<const unsigned char*>(value.mv_data)[0];
     }
     if (code != MDB_NOTFOUND) {
