@@ -67,7 +67,7 @@ for layout in files tables; do
     truncate --size=-1 "$share/head/d1/f103"
     status=0
     begun=$SECONDS
-    env LD_PRELOAD="$work/crash.so" JORV_CRASH="$work/crashing" ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0:handle_segv=0 \
+    env LD_PRELOAD="$work/crash.so" JORV_CRASH="$work/crashing" ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0:handle_segv=0 TSAN_OPTIONS=handle_segv=0 \
         "$bin/jorvaudit" run --share_path "$share" --share_id 7 --output report --time-limit 2 --jobs 8 >printed 2>&1 || status=$?
     (( status == 12 )) || { cat printed; exit 1; }
     diff report/affected.txt - <<'END' || { cat printed; exit 1; }
@@ -88,7 +88,7 @@ END
 done
 
 # An audit that is killed takes its checkers along, and the next one removes its views.
-env LD_PRELOAD="$work/crash.so" JORV_CRASH="$work/crashing" ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0:handle_segv=0 \
+env LD_PRELOAD="$work/crash.so" JORV_CRASH="$work/crashing" ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0:handle_segv=0 TSAN_OPTIONS=handle_segv=0 \
     "$bin/jorvaudit" run --share_path "$share" --output killed --jobs 8 >printed 2>&1 &
 for (( i = 0; i < 100; ++i )); do
     sleep 0.1
