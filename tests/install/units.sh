@@ -42,8 +42,10 @@ fi
 # the journal is in "journal".
 start() {
     local id=$1 status=0 key line
-    mkdir -p "$states/$id"
-    (( EUID != 0 )) || chown -R 65534:65534 "$states/$id"
+    # A directory of systemd's that is reached by a link, as it is for a user that comes and goes.
+    mkdir -p "$states" "$work/private/$id"
+    ln -sfn "$work/private/$id" "$states/$id"
+    (( EUID != 0 )) || chown -R 65534:65534 "$work/private/$id"
     : >"$work/journal"
     while IFS='=' read -r key line; do
         line=${line//%i/$id}
