@@ -1,3 +1,6 @@
+#include <dlfcn.h>
+#include <sys/resource.h>
+
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
@@ -31,6 +34,15 @@ struct Options {
     std::string program;
     std::string audit;
 };
+
+// The promised stack is enough, but for a sanitizer's own.
+void LimitStack() {
+    constexpr rlim_t kStack = 256UL << 10U;
+    constexpr rlimit kLimit = {.rlim_cur = kStack, .rlim_max = kStack};
+    if (::dlsym(RTLD_DEFAULT, "__asan_init") == nullptr) {
+        ::setrlimit(RLIMIT_STACK, &kLimit);
+    }
+}
 
 class Campaign {
   public:
@@ -100,6 +112,7 @@ class Campaign {
         model::HowToRun how;
         if (number % kProgramEvery == 0) {
             how.program = options_.program;
+            how.prepare = LimitStack;
             tally_.CountExecuted();
         }
         model::Ended ended;
@@ -109,6 +122,7 @@ class Campaign {
             const ReplacedFile replaced(victim.path, object);
             how.asNobody = object == Object::kUnreadable;
             how.program.clear();
+            how.prepare = nullptr;
             ended = model::RunChecker(scene.invocation, how);
             judgement = oracles_[trial.scene].Judge(victim, mutation, true, ended, nullptr);
             if (!how.asNobody) {
