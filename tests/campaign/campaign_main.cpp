@@ -70,8 +70,9 @@ class Campaign {
             RunAll();
         }
         tally_.Print();
-        std::printf("%llu audits, %llu trials left out, which only root may confine\n",
+        std::printf("%llu audits, %llu runs confined, %llu left out, since only root may confine\n",
                     static_cast<unsigned long long>(audited_),
+                    static_cast<unsigned long long>(confined_),
                     static_cast<unsigned long long>(leftOut_));
         return tally_.Unexplained() == 0 ? 0 : 1;
     }
@@ -137,6 +138,7 @@ class Campaign {
                 ++leftOut_;
                 return;
             }
+            confined_ += leadsOut ? 1U : 0U;
             ended = leadsOut ? confinement_.RunChecker(scene.invocation)
                              : model::RunChecker(scene.invocation, how);
             judgement = oracle.Judge(victim, mutation, bytes != sound, ended,
@@ -195,6 +197,7 @@ class Campaign {
     std::vector<Trial> plan_;
     Tally tally_;
     std::uint64_t audited_ = 0;
+    std::uint64_t confined_ = 0;
     std::uint64_t leftOut_ = 0;
 };
 
