@@ -88,9 +88,13 @@ class ImageCheck {
                                                                  : ErrorText(errno));
             return false;
         }
-        std::ostringstream bytes;
-        bytes << file.rdbuf();
-        *text = bytes.str();
+        text->resize(static_cast<std::size_t>(attributes.st_size));
+        file.read(text->data(), attributes.st_size);
+        if (file.bad()) {
+            Add(kinds::kImageListUnreadable, Object::kShare, "vcopy.dat", ErrorText(errno));
+            return false;
+        }
+        text->resize(static_cast<std::size_t>(file.gcount()));
         return true;
     }
 

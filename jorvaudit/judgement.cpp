@@ -100,7 +100,8 @@ class Judgement {
     }
 
     void JudgeData() {
-        if (Said(lines::kChecksumFailed)) {
+        // The checker sums what it could read, so a read that fails part-way gives this line too.
+        if (Said(lines::kChecksumFailed) && facts_.unitError == 0) {
             Add(kinds::kChecksumFailed);
         }
         if (Said(lines::kSeekFailed)) {
@@ -167,6 +168,10 @@ class Judgement {
 
 bool CheckerVerdict::IsClean() const {
     return !timedOut && end.status == 0 && end.signal == 0 && lines.empty() && unknown.empty();
+}
+
+bool CheckerVerdict::EndedWithLines() const {
+    return !timedOut && end.signal == 0 && !lines.empty();
 }
 
 std::vector<Finding> Judge(const std::string& path, const FileEntry& file, const FileFacts& facts,

@@ -18,6 +18,8 @@ struct CheckerVerdict {
 
     /// It ended in order and had nothing to say.
     [[nodiscard]] bool IsClean() const;
+    /// The checker came to its end and had something to say.
+    [[nodiscard]] bool EndedWithLines() const;
 };
 
 /// Findings about one file that has a header, from the names that the trees have for it, the

@@ -96,8 +96,8 @@ inline constexpr Kind kImageFailed = {
     kDamage,
     "container image that is not sound",
     "The image is not sound. With the reference library the code is 2 for a missing image, 5 for a "
-    "damaged one, 22 for a name that no image can have, and otherwise the error number of the "
-    "failed call.",
+    "damaged one or one that the disk cannot read, 22 for a name that no image can have, and "
+    "otherwise the error number of the failed call.",
     lines::kImageFailed.advice,
     "cat {share}/vcopy.dat"};
 inline constexpr Kind kUmountFailed =

@@ -200,12 +200,14 @@ class Preflight {
     void CheckVolumes() {
         if (!ground_.facts.volumeTableReadable) {
             Add(kinds::kVolumeTableUnreadable, ground_.facts.volumeTable);
+            ground_.settings.knowsContainers = false;
             return;
         }
         const Children::Ended ended =
             RunInChild({.body = [&] { return Encode(SearchVolumes(ground_.facts.volumes)); },
                         .limit = limit_ * 12});
         if (!ended.IsRegular()) {
+            ground_.settings.knowsContainers = false;
             for (const VolumeEntry& entry : ground_.facts.volumes) {
                 ground_.volumes.push_back({.path = entry.path, .containers = 0, .whole = false});
                 Add(kinds::kVolumeUnreadable, entry.path, "the search of the volumes did not end",

@@ -60,9 +60,17 @@ class OpenedFile {
 
     void Read(std::int64_t offset, std::uint64_t bytes, std::vector<char>* buffer) {
         buffer->resize(std::min(bytes, kMostLocalBytes));
-        if (error_ == 0 && offset >= 0 &&
-            ::pread(descriptor_, buffer->data(), buffer->size(), offset) < 0) {
-            error_ = errno;
+        // A read that ends early may have met what the next one fails at.
+        for (std::size_t done = 0; error_ == 0 && offset >= 0 && done < buffer->size();) {
+            const ssize_t count = ::pread(descriptor_, buffer->data() + done, buffer->size() - done,
+                                          offset + static_cast<off_t>(done));
+            if (count < 0) {
+                error_ = errno;
+            }
+            if (count <= 0) {
+                break;
+            }
+            done += static_cast<std::size_t>(count);
         }
     }
 
@@ -160,7 +168,7 @@ FileFacts StorageLook::Look(const std::string& directory, const FileEntry& file,
         if (dcid >= kFirstContainer && dcid != last) {
             last = dcid;
             named_ += dcid;
-            if (!std::ranges::binary_search(*containers_, dcid)) {
+            if (containers_ != nullptr && !std::ranges::binary_search(*containers_, dcid)) {
                 facts.missing.push_back(dcid);
             }
         }

@@ -46,6 +46,10 @@ struct FileFacts {
     int extentsError = 0;
     std::vector<std::uint64_t> missing = {};  ///< containers that no volume has, ascending
     int unitError = 0;  ///< of opening the storage unit, or of reading local data
+
+    [[nodiscard]] bool HasError() const {
+        return headerError != 0 || extentsError != 0 || unitError != 0;
+    }
 };
 
 enum class Depth {
@@ -57,7 +61,8 @@ enum class Depth {
 /// Looks at files of one share.
 class StorageLook {
   public:
-    /// @param containers of all volumes, sorted; outlives the object.
+    /// @param containers of all volumes, sorted; outlives the object. Null when they are not known:
+    /// then none is missing.
     StorageLook(std::string share, bool tables, const std::vector<std::uint64_t>* containers);
 
     FileFacts Look(const std::string& directory, const FileEntry& file, Depth depth);

@@ -21,21 +21,19 @@ class ViewCheck {
           files_(files),
           view_(viewPath),
           reader_(&settings.expected),
-          look_(settings.share, settings.tables, &settings.containers) {}
+          look_(settings.share, settings.tables,
+                settings.knowsContainers ? &settings.containers : nullptr) {}
 
     ViewOutcome Run() {
         RunOverView();
         const bool alone = files_.size() == 1;
-        const Depth depth = verdict_.IsClean() && !reader_.NamesContainers() ? Depth::kHeader
-                            : alone && !verdict_.IsClean()                   ? Depth::kData
-                                                                             : Depth::kExtents;
-        std::vector<FileFacts> facts;
-        facts.reserve(files_.size());
-        for (const std::uint32_t number : files_) {
-            facts.push_back(look_.Look(listing_.path, listing_.files[number], depth));
-        }
+        std::vector<FileFacts> facts = LookAtFiles(alone);
         if (!alone) {
             FindSuspects(facts);
+        } else if (verdict_.EndedWithLines() && !facts.front().HasError()) {
+            // What can be read now may not have been readable for the checker. Damage stays.
+            RunOverView();
+            facts = LookAtFiles(alone);
         }
         if (!outcome_.mustBeCut) {
             JudgeFiles(facts);
@@ -48,7 +46,22 @@ class ViewCheck {
         return Below(listing_.path, listing_.files[number].name);
     }
 
+    std::vector<FileFacts> LookAtFiles(bool alone) {
+        const Depth depth = verdict_.IsClean() && !reader_.NamesContainers() ? Depth::kHeader
+                            : alone && !verdict_.IsClean()                   ? Depth::kData
+                                                                             : Depth::kExtents;
+        std::vector<FileFacts> facts;
+        facts.reserve(files_.size());
+        for (const std::uint32_t number : files_) {
+            facts.push_back(look_.Look(listing_.path, listing_.files[number], depth));
+        }
+        return facts;
+    }
+
     void RunOverView() {
+        inView_.clear();
+        verdict_ = {};
+        reader_ = LineReader(&settings_.expected);
         for (const std::uint32_t number : files_) {
             const FileEntry& file = listing_.files[number];
             // The checker's verdict on a header without extents is known beforehand, and would hide

@@ -17,6 +17,7 @@ struct ViewSettings {
     std::string share;
     bool tables = false;
     std::vector<std::uint64_t> containers;  ///< of all volumes, sorted
+    bool knowsContainers = true;            ///< false: the volumes could not be searched
     std::set<std::string> expected;         ///< lines that the storage library prints in any run
     bool checksData = false;                ///< a file data check follows
     std::int64_t youngerThan = 0;  ///< it leaves out files modified later, seconds since the epoch

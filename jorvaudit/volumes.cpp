@@ -74,11 +74,15 @@ class VolumeWalk {
     void Walk(const std::string& directory) {
         const std::unique_ptr<DIR, CloseListing> listing(::opendir(directory.c_str()));
         if (listing == nullptr) {
-            volume_.whole = false;
-            Add(kinds::kVolumeUnreadable, Object::kVolume, directory, ErrorText(errno));
+            CannotList(directory);
             return;
         }
-        while (const dirent* const entry = ::readdir(listing.get())) {
+        for (;;) {
+            errno = 0;
+            const dirent* const entry = ::readdir(listing.get());
+            if (entry == nullptr) {
+                break;
+            }
             const std::string name = entry->d_name;
             if (name == "." || name == "..") {
                 continue;
@@ -93,6 +97,14 @@ class VolumeWalk {
                 AddFile(path, name);
             }
         }
+        if (errno != 0) {
+            CannotList(directory);
+        }
+    }
+
+    void CannotList(const std::string& directory) {
+        volume_.whole = false;
+        Add(kinds::kVolumeUnreadable, Object::kVolume, directory, ErrorText(errno));
     }
 
     void AddFile(const std::string& path, const std::string& name) {

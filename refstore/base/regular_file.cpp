@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <utility>
 
 #include "refstore/base/errors.h"
 
@@ -30,6 +31,15 @@ int RefusalOf(const struct stat& attributes) {
         return EISDIR;
     }
     return S_ISREG(attributes.st_mode) ? 0 : EINVAL;
+}
+
+// Reading leaves the access time alone where the kernel allows that: for the file's owner and for
+// root. For anyone else the file is opened as every reader opens it.
+Descriptor OpenForReading(const std::string& path) {
+    // O_NONBLOCK: it may have become a FIFO.
+    constexpr int kFlags = O_RDONLY | O_NONBLOCK;
+    Descriptor file = OpenFile(path, kFlags | O_NOATIME);
+    return file || errno != EPERM ? std::move(file) : OpenFile(path, kFlags);
 }
 
 // The type as well: the number of a file that is gone may be given to another one.
@@ -57,8 +67,7 @@ RegularFile::RegularFile(std::string_view what, const std::string& path)
         if (const int refusal = RefusalOf(seen); refusal != 0) {
             ThrowErrno(refusal, what, path);
         }
-        // O_NONBLOCK: it may have become a FIFO.
-        file_ = OpenFile(path, O_RDONLY | O_NONBLOCK);
+        file_ = OpenForReading(path);
         require(static_cast<bool>(file_));
         require(::fstat(file_.Get(), &attributes_) == 0);
         if (IsSame(seen, attributes_)) {

@@ -1,3 +1,6 @@
+#include <dlfcn.h>
+#include <sys/resource.h>
+
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
@@ -5,6 +8,8 @@
 #include <map>
 #include <optional>
 
+#include "tests/campaign/audited_scene.h"
+#include "tests/campaign/confinement.h"
 #include "tests/campaign/object.h"
 #include "tests/campaign/oracle.h"
 #include "tests/campaign/plan.h"
@@ -27,15 +32,28 @@ struct Options {
     std::uint64_t random = 4000;
     std::optional<std::uint64_t> only;
     std::string program;
+    std::string audit;
 };
+
+// The promised stack is enough, but for a sanitizer's own.
+void LimitStack() {
+    constexpr rlim_t kStack = 256UL << 10U;
+    constexpr rlimit kLimit = {.rlim_cur = kStack, .rlim_max = kStack};
+    if (::dlsym(RTLD_DEFAULT, "__asan_init") == nullptr) {
+        ::setrlimit(RLIMIT_STACK, &kLimit);
+    }
+}
 
 class Campaign {
   public:
     explicit Campaign(Options options)
-        : options_(std::move(options)), scenes_(MakeScenes(directory_.Path())) {
+        : options_(std::move(options)),
+          scenes_(MakeScenes(directory_.Path())),
+          confinement_(directory_.Path()) {
         std::filesystem::permissions(directory_.Path(), std::filesystem::perms(0755));
         for (const Scene& scene : scenes_) {
             oracles_.emplace_back(scene);
+            audits_.emplace_back(scene, options_.audit, reports_ / "report");
             for (const Victim& victim : scene.victims) {
                 sound_[victim.path] = test_support::ReadFile(victim.path);
             }
@@ -52,6 +70,10 @@ class Campaign {
             RunAll();
         }
         tally_.Print();
+        std::printf("%llu audits, %llu runs confined, %llu left out, since only root may confine\n",
+                    static_cast<unsigned long long>(audited_),
+                    static_cast<unsigned long long>(confined_),
+                    static_cast<unsigned long long>(leftOut_));
         return tally_.Unexplained() == 0 ? 0 : 1;
     }
 
@@ -91,6 +113,7 @@ class Campaign {
         model::HowToRun how;
         if (number % kProgramEvery == 0) {
             how.program = options_.program;
+            how.prepare = LimitStack;
             tally_.CountExecuted();
         }
         model::Ended ended;
@@ -100,17 +123,48 @@ class Campaign {
             const ReplacedFile replaced(victim.path, object);
             how.asNobody = object == Object::kUnreadable;
             how.program.clear();
+            how.prepare = nullptr;
             ended = model::RunChecker(scene.invocation, how);
-            judgement = oracles_[trial.scene].Judge(victim, mutation, true, ended);
+            judgement = oracles_[trial.scene].Judge(victim, mutation, true, ended, nullptr);
+            if (!how.asNobody) {
+                JudgeAudit(number, true, judgement);
+            }
         } else {
             const std::string bytes = Apply(mutation, victim.kind, sound, Other(scene, victim));
             const ChangedFile file(victim.path, sound, bytes);
-            ended = model::RunChecker(scene.invocation, how);
-            judgement = oracles_[trial.scene].Judge(victim, mutation, bytes != sound, ended);
+            const Oracle& oracle = oracles_[trial.scene];
+            const bool leadsOut = oracle.LeadsOut(victim, mutation);
+            if (leadsOut && !Confinement::IsAllowed()) {
+                ++leftOut_;
+                return;
+            }
+            confined_ += leadsOut ? 1U : 0U;
+            ended = leadsOut ? confinement_.RunChecker(scene.invocation)
+                             : model::RunChecker(scene.invocation, how);
+            judgement = oracle.Judge(victim, mutation, bytes != sound, ended,
+                                     leadsOut ? &confinement_ : nullptr);
+            if (!leadsOut) {
+                JudgeAudit(number, bytes != sound, judgement);
+            }
         }
         tally_.Count(scene, victim, mutation, judgement);
         if (show || judgement.outcome == Outcome::kUnexplained) {
             Show(number, trial, judgement, ended);
+        }
+    }
+
+    // While the file is damaged: now and then the audit, which must name it and no other.
+    void JudgeAudit(std::size_t number, bool changed, Judgement& judgement) {
+        constexpr std::size_t kAuditEvery = 50;
+        const Trial& trial = plan_.at(number);
+        if (number % kAuditEvery != 0 || judgement.outcome == Outcome::kUnexplained) {
+            return;
+        }
+        ++audited_;
+        std::string wrong = audits_[trial.scene].WhatIsWrong(
+            scenes_[trial.scene].victims[trial.victim], trial.mutation, changed, judgement.outcome);
+        if (!wrong.empty()) {
+            judgement = {Outcome::kUnexplained, judgement.layer, std::move(wrong)};
         }
     }
 
@@ -134,11 +188,17 @@ class Campaign {
 
     Options options_;
     test_support::TempDir directory_;
+    test_support::TempDir reports_;
     std::vector<Scene> scenes_;
+    Confinement confinement_;
     std::vector<Oracle> oracles_;
+    std::vector<AuditedScene> audits_;
     std::map<std::string, std::string> sound_;
     std::vector<Trial> plan_;
     Tally tally_;
+    std::uint64_t audited_ = 0;
+    std::uint64_t confined_ = 0;
+    std::uint64_t leftOut_ = 0;
 };
 
 }  // namespace
@@ -146,7 +206,9 @@ class Campaign {
 int main(int argc, char** argv) {
     try {
         Options options;
-        options.program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "jorvck";
+        const auto bin = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+        options.program = bin / "jorvck";
+        options.audit = bin / "jorvaudit";
         CLI::App app("Damages small shares and judges what the checker makes of them.");
         app.add_option("--minutes", options.minutes,
                        "stop after so long; else the whole plan is run");

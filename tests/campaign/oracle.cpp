@@ -1,7 +1,6 @@
 #include "tests/campaign/oracle.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <vector>
 
 #include "storage/vol_mgr.h"
@@ -20,21 +19,6 @@ bool IsUnreadable(const Mutation& mutation) {
            static_cast<Object>(mutation.first) == Object::kUnreadable;
 }
 
-/// Whether a table of volumes names a directory outside of the site: a path that was cut short may.
-/// What is there changes while the tests run, so nothing can be predicted.
-bool LeadsOut(const std::string& table, const std::string& site) {
-    using Corvane::Kst::Marlow::Jorv::VolMgr;
-    std::vector<VolMgr::MntEnt> entries;
-    if (VolMgr::LoadGlobalFstab(table, &entries) != 0) {
-        return false;
-    }
-    std::error_code unreadable;
-    return std::any_of(entries.begin(), entries.end(), [&](const VolMgr::MntEnt& entry) {
-        return !entry.mountPath.starts_with(site + "/") &&
-               std::filesystem::exists(entry.mountPath, unreadable);
-    });
-}
-
 }  // namespace
 
 Oracle::Oracle(const Scene& scene)
@@ -43,8 +27,20 @@ Oracle::Oracle(const Scene& scene)
     sound_.isOrdered = false;
 }
 
+bool Oracle::LeadsOut(const Victim& victim, const Mutation& mutation) const {
+    using Corvane::Kst::Marlow::Jorv::VolMgr;
+    std::vector<VolMgr::MntEnt> entries;
+    if (victim.kind != FileKind::kVolumeTable || mutation.change == Change::kObject ||
+        VolMgr::LoadGlobalFstab(victim.path, &entries) != 0) {
+        return false;
+    }
+    return std::ranges::any_of(entries, [this](const VolMgr::MntEnt& entry) {
+        return !entry.mountPath.starts_with(site_ + "/");
+    });
+}
+
 Judgement Oracle::Judge(const Victim& victim, const Mutation& mutation, bool changed,
-                        const model::Ended& ended) const {
+                        const model::Ended& ended, const Confinement* confinement) const {
     // First: what ends the checker may end the model, which has the library's readers from it.
     if (ended.hung) {
         return Unexplained("did not end within " + std::to_string(model::kLimitSeconds) + " s");
@@ -52,12 +48,10 @@ Judgement Oracle::Judge(const Victim& victim, const Mutation& mutation, bool cha
     if (ended.signal != 0) {
         return Unexplained("ended by signal " + std::to_string(ended.signal));
     }
-    if (victim.kind == FileKind::kVolumeTable && mutation.change != Change::kObject &&
-        LeadsOut(victim.path, site_)) {
-        return {ended.status != 0 ? Outcome::kEnded : Outcome::kOther, Layer::kNone, {}};
-    }
-    const model::Prediction predicted =
-        IsUnreadable(mutation) ? model::PredictAsNobody(invocation_) : model::Predict(invocation_);
+    const model::Prediction predicted = confinement != nullptr ? confinement->Predict(invocation_)
+                                        : IsUnreadable(mutation)
+                                            ? model::PredictAsNobody(invocation_)
+                                            : model::Predict(invocation_);
     std::string difference = model::Difference(predicted, ended.out, ended.err, ended.status);
     if (!difference.empty()) {
         return Unexplained("not what the model says\n" + difference);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "tests/campaign/confinement.h"
 #include "tests/campaign/mutation.h"
 #include "tests/campaign/scene.h"
 #include "tests/campaign/seal.h"
@@ -34,8 +35,13 @@ class Oracle {
     /// Judges a run, while the file is as the run found it.
     ///
     /// @param changed whether the file's bytes are others than before.
+    /// @param confinement of the run, or null.
     [[nodiscard]] Judgement Judge(const Victim& victim, const Mutation& mutation, bool changed,
-                                  const model::Ended& ended) const;
+                                  const model::Ended& ended, const Confinement* confinement) const;
+
+    /// Whether a damaged table of volumes names what is outside of the site, as a path that was cut
+    /// short may: then the run must be confined.
+    [[nodiscard]] bool LeadsOut(const Victim& victim, const Mutation& mutation) const;
 
   private:
     const std::string site_;

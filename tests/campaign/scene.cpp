@@ -20,9 +20,10 @@ constexpr std::uint64_t kGiB = std::uint64_t{1} << 30;
 // The user files of every scene.
 constexpr std::array<std::string_view, 4> kUserFiles = {"alpha", "beta", "gamma", "delta"};
 
-// Extents of an extent file, or of each of two tables. "delta" is the large one.
-std::size_t ExtentsOf(std::string_view file, bool tables) {
-    return file == "delta" ? (tables ? 250 : 300) : 3;
+// Extents of an extent file, or of each of two tables. "delta" is the large one: a
+// data.mdb of more than 256 KiB where the data is in containers.
+std::size_t ExtentsOf(std::string_view file, std::size_t large) {
+    return file == "delta" ? large : 3;
 }
 
 json Extent(std::uint64_t start, std::uint64_t dcid) {
@@ -32,7 +33,7 @@ json Extent(std::uint64_t start, std::uint64_t dcid) {
 // "gamma" always has a finding.
 json FileInExtents(const std::string& name) {
     json extents = json::array();
-    const std::size_t count = ExtentsOf(name, false);
+    const std::size_t count = ExtentsOf(name, 300);
     for (std::size_t i = 0; i < count; ++i) {
         extents.push_back(Extent(4096 * i, i == 0 ? 1 : 70 + i % 2));
     }
@@ -50,7 +51,7 @@ json FileInTables(const std::string& name, bool local) {
     for (std::uint64_t table = 0; table < 2; ++table) {
         const std::uint64_t first = local && table == 0 ? 1 : 70;
         json extents = json::array();
-        const std::size_t count = ExtentsOf(name, true);
+        const std::size_t count = ExtentsOf(name, local ? 250 : 1800);
         for (std::size_t i = 0; i < count; ++i) {
             extents.push_back(Extent(table * kGiB + 4096 * i, i == 0 ? first : 70 + i % 2));
         }
@@ -112,6 +113,7 @@ class Builder {
     }
     // With links the walk of the extent checksums reaches the tables too.
     Builder& LinkedTables() {
+        scene_.hasLocalTables = true;
         const std::string elsewhere = scene_.site + "/elsewhere";
         std::filesystem::rename(share_ + "/map/d", elsewhere);
         test_support::MakeDirs(share_ + "/map/d");

@@ -39,7 +39,8 @@ struct Scene {
     std::string name;
     std::string site;
     model::Invocation invocation;
-    bool fileData = false;  ///< the file data check, else the metadata check
+    bool fileData = false;        ///< the file data check, else the metadata check
+    bool hasLocalTables = false;  ///< tables lead to storage units
     std::vector<Victim> victims;
 };
 

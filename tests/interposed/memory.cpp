@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
 #include <new>
 #include <utility>
+
+#include "tests/interposed/next_definition.h"
 
 namespace interposed {
 
@@ -16,6 +17,7 @@ struct ThreadState {
     std::size_t bytes = 0;
     std::size_t skipped = 0;
     std::size_t failures = 0;
+    bool isInside = false;  ///< of one form that calls another, which counts once
 };
 
 constinit thread_local ThreadState t_state;
@@ -37,20 +39,45 @@ bool IsToFail(std::size_t size) {
     return false;
 }
 
-void* AllocateOrNull(std::size_t size) noexcept {
-    ++t_state.count;
-    t_state.largest = std::max(t_state.largest, size);
-    t_state.bytes += size;
-    return IsToFail(size) ? nullptr : std::malloc(size == 0 ? 1 : size);
-}
+/// The next definition of one form of operator new.
+template <typename... Tag>
+class NextNew {
+  public:
+    constexpr explicit NextNew(const char* name) : next_(name) {}
 
-void* Allocate(std::size_t size) {
-    void* const memory = AllocateOrNull(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
+    void* Allocate(std::size_t size, Tag... tag) {
+        if (t_state.isInside) {
+            return next_(size, tag...);
+        }
+        ++t_state.count;
+        t_state.largest = std::max(t_state.largest, size);
+        t_state.bytes += size;
+        if (IsToFail(size)) {
+            if constexpr (sizeof...(Tag) == 0) {
+                throw std::bad_alloc();
+            }
+            return nullptr;
+        }
+        const Inside hold;
+        return next_(size, tag...);
     }
-    return memory;
-}
+
+  private:
+    class Inside {
+      public:
+        Inside() { t_state.isInside = true; }
+        ~Inside() { t_state.isInside = false; }
+        Inside(const Inside&) = delete;
+        Inside& operator=(const Inside&) = delete;
+    };
+
+    NextDefinition<void*(std::size_t, Tag...)> next_;
+};
+
+constinit NextNew<> g_new("_Znwm");
+constinit NextNew<> g_newArray("_Znam");
+constinit NextNew<const std::nothrow_t&> g_newOrNull("_ZnwmRKSt9nothrow_t");
+constinit NextNew<const std::nothrow_t&> g_newArrayOrNull("_ZnamRKSt9nothrow_t");
 
 }  // namespace
 
@@ -82,37 +109,18 @@ std::size_t TakeAllocatedBytes() {
 
 }  // namespace interposed
 
-// Every form without an alignment, those that free included, down to malloc and free: what one form
-// allocates must never be freed by another allocator's. The forms that a program leaves out are the
-// C++ library's, which come back here, or under an address sanitizer the sanitizer's own, which do
-// not. A sanitizer watches malloc and free as well.
+// Each form goes on to the next definition of the same form, and those that free are left to it: an
+// address sanitizer, which has definitions of its own, still sees memory that is freed by another
+// form than it was allocated with.
 void* operator new(std::size_t size) {
-    return interposed::Allocate(size);
+    return interposed::g_new.Allocate(size);
 }
 void* operator new[](std::size_t size) {
-    return interposed::Allocate(size);
+    return interposed::g_newArray.Allocate(size);
 }
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    return interposed::AllocateOrNull(size);
+void* operator new(std::size_t size, const std::nothrow_t& tag) noexcept {
+    return interposed::g_newOrNull.Allocate(size, tag);
 }
-void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    return interposed::AllocateOrNull(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept {
-    std::free(memory);
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
+    return interposed::g_newArrayOrNull.Allocate(size, tag);
 }

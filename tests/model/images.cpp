@@ -64,6 +64,11 @@ bool ReadList(Run& run, const std::string& path, std::vector<Image>& images) {
         }
         ReadGroup(run, policy, time, names, images);
     }
+    // A read that fails is no end.
+    if (!file.eof()) {
+        run.Say(lines::kParsePolicyFailed, {path});
+        return false;
+    }
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -121,6 +122,16 @@ class EveryByte : public testing::Test {
                " found\n";
     }
 
+    /// Puts the whole sound file of a second user file in the place of the first one's: nothing in
+    /// a file says whose it is, and each check takes it for what it stands for.
+    void ExpectNotFound(const std::string& path, std::span<const std::byte> another) {
+        ASSERT_EQ(Check(), "");
+        ASSERT_NE(test_support::ReadFile(path),
+                  std::string(reinterpret_cast<const char*>(another.data()), another.size()));
+        test_support::WriteFile(path, another);
+        EXPECT_EQ(Check(), "");
+    }
+
     test_support::TempDir share_;
     std::string header_ = share_ / "head/a/f";
     std::string map_ = share_ / "map/a/f";
@@ -139,6 +150,22 @@ TEST_F(EveryByte, OfAnExtentFile) {
 TEST_F(EveryByte, OfTheTables) {
     UseTables();
     ExpectAlwaysFound(map_ + "/data.mdb", ExtentFinding());
+}
+
+// What the seals do not promise.
+TEST_F(EveryByte, AnotherWholeExtentFileOfTheSameTransactionIsNotFound) {
+    UseExtentFile();
+    std::vector<refstore::Extent> others = Extents();
+    others[1].dcid = 99;
+    ExpectNotFound(map_, refstore::EncodeExtents(5, others));
+}
+
+TEST_F(EveryByte, AnotherWholeHeaderOfTheSameTransactionIsNotFound) {
+    UseExtentFile();
+    refstore::HeaderRecord other;
+    other.transId = 5;
+    other.size = 1;
+    ExpectNotFound(header_, refstore::EncodeHeader(other));
 }
 
 }  // namespace

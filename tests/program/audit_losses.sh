@@ -56,7 +56,7 @@ for layout in files tables; do
     loss 'volumes empty' 12 'volume without a container: ' empty_volumes
     loss 'volume not there' 12 'volume that is not there: ' rm -r site/volumes/v1
     loss 'table of volumes empty' 12 'table without a volume' sh -c ': >site/fstab'
-    loss 'table of volumes gone' 12 'table of volumes that cannot be read' rm site/fstab
+    loss 'table of volumes gone' 8 'table of volumes that cannot be read' rm site/fstab
     # With so few containers their loss empties the volumes, which is said as well.
     empty=$([[ $layout == files ]] && echo 12 || echo 4)
     loss 'container gone' "$empty" 'data container that no volume has: 64 (' sh -c 'rm site/volumes/*/64.*'

@@ -1,11 +1,12 @@
-# The checker opens nothing for writing under the site but its log, and says the same of a site that
-# is mounted read-only.
+# The checker opens nothing for writing under the site but its log, leaves the access times of the
+# metadata files that are the user's own, and says the same of a site that is mounted read-only.
 bin=$1
 here=$(dirname "$0")
 work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 
 "$here/made-tree" "$work/source"
+touch -d 2002-01-01 "$work/long-ago"
 for layout in files tables; do
     "$bin/jorvshare" pack "$work/source" "$work/site" --share-id 7 --layout "$layout" --volumes 2
     # One damaged file, so that the run has something to report.
@@ -16,7 +17,11 @@ for layout in files tables; do
         [[ $mode == metadata ]] || words=(--share_id 7 --verify_data)
         run=(env "JORV_CONFIG=$work/site/jorv.toml" "$bin/jorvck" "${words[@]}")
 
+        find "$work/site" -exec touch -a -d 2001-01-01 {} +
         "${run[@]}" >"$work/stdout" 2>"$work/stderr"
+        # Of storage units and directories the access times change, as with any reading.
+        read_later=$(find "$work/site/meta" "$work/site/jorv.toml" "$work/site/fstab" -type f -anewer "$work/long-ago" -not -path '*/stu/*')
+        [[ -z $read_later ]] || { echo "access times changed: $read_later"; exit 1; }
         grep -qF '[ERROR]' "$work/stderr"
 
         # A leak checker cannot work in a process that is traced already.

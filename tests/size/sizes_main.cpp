@@ -26,6 +26,7 @@ using size_test::SizeSite;
 struct Size {
     std::uint64_t files = 0;
     std::uint64_t containers = 0;
+    std::uint64_t paths = 0;       ///< bytes of all files' paths in the share
     std::uint64_t largestMap = 0;  ///< bytes
 };
 
@@ -40,31 +41,53 @@ struct Case {
 
 constexpr std::uint64_t kMillion = 1000000;
 
-Size Headers(const SizeSite& site, std::uint64_t count) {
-    site.AddFile("d/0", 1);
+/// `count` files in a directory, which ends in a slash.
+Size HeadersIn(const SizeSite& site, const std::string& directory, std::uint64_t count) {
+    const std::string first = directory + "0";
+    site.AddFile(first, 1);
+    std::uint64_t paths = first.size();
     for (std::uint64_t i = 1; i < count; ++i) {
-        site.AddSame("d/" + std::to_string(i), "d/0");
+        const std::string next = directory + std::to_string(i);
+        site.AddSame(next, first);
+        paths += next.size();
     }
     site.AddContainers(1000);
-    return {.files = count, .containers = 1000, .largestMap = site.MapBytes("d/0")};
+    return {.files = count, .containers = 1000, .paths = paths, .largestMap = site.MapBytes(first)};
+}
+
+Size Headers(const SizeSite& site, std::uint64_t count) {
+    return HeadersIn(site, "d/", count);
 }
 
 Size ManyHeaders(const SizeSite& site) {
     return Headers(site, kMillion);
 }
 
-Size LongPath(const SizeSite& site) {
-    // Of 4095 bytes, the file names of the tables and the longer of "head" and "map" need some.
+/// Directories below a tree of the share, with a slash at the end, so that `room` bytes are left of
+/// a path of 4,000 bytes. Of 4095 bytes, the file names of the tables need some.
+std::string LongDirectory(const SizeSite& site, std::size_t room) {
     constexpr std::size_t kPath = 4000;
-    std::string relative;
-    const std::size_t used = site.Share().size() + std::string("/head/").size();
-    while (used + relative.size() + 202 < kPath) {
-        relative += std::string(200, 'p') + "/";
+    constexpr std::size_t kName = 200;
+    std::size_t left = kPath - room - site.Share().size() - std::string("/head/").size();
+    std::string directory;
+    for (; left > kName + 2; left -= kName + 1) {
+        directory += std::string(kName, 'p') + "/";
     }
-    relative += std::string(kPath - used - relative.size(), 'f');
+    return directory + std::string(left - 1, 'q') + "/";
+}
+
+Size HeadersOfLongPaths(const SizeSite& site, std::uint64_t count) {
+    return HeadersIn(site, LongDirectory(site, 10), count);
+}
+
+Size LongPath(const SizeSite& site) {
+    const std::string relative = LongDirectory(site, 100) + std::string(100, 'f');
     site.AddFile(relative, 3);
     site.AddContainers(1000);
-    return {.files = 1, .containers = 1000, .largestMap = site.MapBytes(relative)};
+    return {.files = 1,
+            .containers = 1000,
+            .paths = relative.size(),
+            .largestMap = site.MapBytes(relative)};
 }
 
 Size DeepChain(const SizeSite& site) {
@@ -74,7 +97,8 @@ Size DeepChain(const SizeSite& site) {
     }
     site.AddFile(relative + "f", 3);
     site.AddContainers(1000);
-    return {.files = 1, .containers = 1000, .largestMap = site.MapBytes(relative + "f")};
+    return {
+        .files = 1, .containers = 1000, .paths = 0, .largestMap = site.MapBytes(relative + "f")};
 }
 
 Size OddNames(const SizeSite& site) {
@@ -89,19 +113,19 @@ Size OddNames(const SizeSite& site) {
         ++files;
     }
     site.AddContainers(1000);
-    return {.files = files, .containers = 1000, .largestMap = 0};
+    return {.files = files, .containers = 1000, .paths = 0, .largestMap = 0};
 }
 
 Size ManyExtents(const SizeSite& site) {
     site.AddFile("f", 5 * kMillion);
     site.AddContainers(1000);
-    return {.files = 1, .containers = 1000, .largestMap = site.MapBytes("f")};
+    return {.files = 1, .containers = 1000, .paths = 0, .largestMap = site.MapBytes("f")};
 }
 
 Size Containers(const SizeSite& site, std::uint64_t count) {
     site.AddFile("f", 3);
     site.AddContainers(count);
-    return {.files = 1, .containers = count, .largestMap = site.MapBytes("f")};
+    return {.files = 1, .containers = count, .paths = 0, .largestMap = site.MapBytes("f")};
 }
 
 Size ManyContainers(const SizeSite& site) {
@@ -111,7 +135,7 @@ Size ManyContainers(const SizeSite& site) {
 Size LargeExtentFile(const SizeSite& site) {
     // 80 bytes an extent.
     site.AddFile("f", ((std::uint64_t{1} << 30) - 4096) / 80);
-    return {.files = 1, .containers = 0, .largestMap = site.MapBytes("f")};
+    return {.files = 1, .containers = 0, .paths = 0, .largestMap = site.MapBytes("f")};
 }
 
 std::vector<Case> Cases() {
@@ -143,6 +167,7 @@ std::vector<Growth> Growths() {
     return {{"20,000 files more, metadata, extent files", false, false, Headers},
             {"20,000 files more, metadata, tables", true, false, Headers},
             {"20,000 files more, file data", true, true, Headers},
+            {"20,000 files of long paths more, file data", true, true, HeadersOfLongPaths},
             {"20,000 containers more, file data", true, true, Containers}};
 }
 
@@ -221,7 +246,8 @@ double MiB(std::uint64_t bytes) {
 }
 
 std::uint64_t Allowed(const Size& size) {
-    return (std::uint64_t{64} << 20) + 300 * size.files + 80 * size.containers + size.largestMap;
+    return (std::uint64_t{64} << 20) + 300 * size.files + size.paths + 80 * size.containers +
+           size.largestMap;
 }
 
 Measured MakeAndCheck(const Case& one, const std::string& program, Size& size) {

@@ -22,6 +22,7 @@
 
 #include "tests/interposed/next_definition.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/unprivileged.h"
 #include "tests/unit/refstore/base_failure.h"
 
 namespace {
@@ -226,6 +227,39 @@ TEST(RegularFile, AFileOfAnotherUserIsEACCES) {
         ASSERT_EQ(::seteuid(0), 0);
     }
     EXPECT_EQ(failure.code, EACCES);
+}
+
+// Gives a file an access time long ago, which the next reading changes: true unless the file system
+// keeps none.
+bool ReadingIsSeen(const std::string& path) {
+    const std::array<timespec, 2> longAgo = {timespec{.tv_sec = 1, .tv_nsec = 0},
+                                             timespec{.tv_sec = 2, .tv_nsec = 0}};
+    const auto reset = [&] { return ::utimensat(AT_FDCWD, path.c_str(), longAgo.data(), 0) == 0; };
+    struct stat attributes = {};
+    EXPECT_TRUE(reset());
+    test_support::ReadFile(path);
+    EXPECT_EQ(::stat(path.c_str(), &attributes), 0);
+    return attributes.st_atim.tv_sec != 1 && reset();
+}
+
+TEST(RegularFile, ReadingOwnFilesLeavesTheirAccessTime) {
+    const TempDir dir;
+    WriteFile(dir / "f", "abc");
+    if (!ReadingIsSeen(dir / "f")) {
+        GTEST_SKIP() << "the file system keeps no access times";
+    }
+    EXPECT_EQ(RegularFile("thing", dir / "f").ReadAll(3).Text(), "abc");
+    struct stat attributes = {};
+    ASSERT_EQ(::stat((dir / "f").c_str(), &attributes), 0);
+    EXPECT_EQ(attributes.st_atim.tv_sec, 1);
+}
+
+TEST(RegularFile, AnotherUsersFileIsReadAsAnyoneReadsIt) {
+    const TempDir dir;
+    WriteFile(dir / "f", "abc");
+    fs::permissions(dir.Path(), fs::perms(0755));
+    const test_support::Unprivileged hold;
+    EXPECT_EQ(RegularFile("thing", dir / "f").ReadAll(3).Text(), "abc");
 }
 
 TEST(RegularFile, AFileAboveTheLimitIsEFBIGAndOneAtTheLimitIsRead) {

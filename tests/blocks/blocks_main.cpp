@@ -1,0 +1,320 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "jorvshare/make/make.h"
+#include "tests/blocks/failing_mount.h"
+#include "tests/model/checker_run.h"
+#include "tests/support/temp_dir.h"
+
+// Lets each 4 KiB block of each file of small shares fail, once and for good: the checker prints
+// what the model predicts, and the audit names the file, as unreadable and not as damaged.
+
+namespace {
+
+using blocks::FailingMount;
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+constexpr int kSkipped = 77;
+
+/// Statuses of an audit, as fsck has them.
+enum AuditStatus : std::uint8_t { kSound = 0, kDamaged = 4, kUnchecked = 8 };
+
+json Extents(std::size_t count, std::uint64_t size, std::uint64_t dcid) {
+    json extents = json::array();
+    for (std::size_t i = 0; i < count; ++i) {
+        extents.push_back({{"start", size * i}, {"end", size * (i + 1)}, {"dcid", dcid}});
+    }
+    return extents;
+}
+
+/// A file with local data of `count` extents of `size` bytes each, or with data in a container.
+json File(const std::string& path, bool tables, std::size_t count, std::uint64_t size, bool local) {
+    const json extents = Extents(count, size, local ? 1 : 70);
+    json file = {{"path", path}, {"header", json::object()}};
+    if (tables) {
+        file["tables"] = {{"tables", {{{"offset", 0}, {"extents", extents}}}}};
+    } else {
+        file["extent_file"] = {{"extents", extents}};
+    }
+    if (local) {
+        file["stu"] = {{"repeat", {"41", size * count}}};
+    }
+    return file;
+}
+
+struct Site {
+    std::string name;
+    bool tables = false;
+    bool local = false;
+};
+
+/// One extent over several blocks, several extents, and extents over several blocks.
+json Recipe(const Site& site) {
+    json files = {File("one", site.tables, 1, 9000, site.local),
+                  File("d/several", site.tables, 3, 4096, site.local),
+                  File("d/large", site.tables, 120, 600, site.local),
+                  File("d/other", site.tables, 2, 100, site.local && site.tables)};
+    json share = {{"id", "7"}, {"files", files}};
+    json recipe = {
+        {"config",
+         {{"use_file_ext_map", site.tables ? 1 : 0}, {"dcid_bloom_enabled", site.tables}}},
+        {"volumes", {{{"name", "v1"}, {"containers", {70}}}}}};
+    if (!site.tables) {
+        share["vcopy"] = "P\nT\ni1;\n";
+        recipe["images"] = {{{"policy", "P"}, {"time", "T"}, {"name", "i1"}}};
+    }
+    recipe["shares"] = json::array({share});
+    return recipe;
+}
+
+/// The trees of a share, of which a file that cannot be read belongs to a user file.
+std::optional<std::string> UserFileOf(const std::string& relative) {
+    for (const std::string_view tree : {"meta/7/7/head/", "meta/7/7/map/", "meta/7/7/stu/"}) {
+        if (relative.starts_with(tree)) {
+            std::string file = relative.substr(tree.size());
+            const std::string_view data = "/data.mdb";
+            return file.ends_with(data) ? file.substr(0, file.size() - data.size()) : file;
+        }
+    }
+    return std::nullopt;
+}
+
+class Blocks {
+  public:
+    explicit Blocks(std::string only) : only_(std::move(only)) {
+        const fs::path bin = fs::read_symlink("/proc/self/exe").parent_path();
+        checker_ = bin / "jorvck";
+        audit_ = bin / "jorvaudit";
+    }
+
+    int Run() {
+        Try({.name = "extent-files", .tables = false, .local = true});
+        Try({.name = "tables", .tables = true, .local = false});
+        Try({.name = "local-tables", .tables = true, .local = true});
+        std::printf(
+            "%llu blocks and directories failed, %llu runs of the checker, %llu audits, "
+            "%llu wrong\n",
+            Shown(tried_), Shown(runs_), Shown(audits_), Shown(wrong_));
+        return wrong_ == 0 ? 0 : 1;
+    }
+
+  private:
+    using Times = FailingMount::Times;
+
+    static unsigned long long Shown(std::uint64_t count) { return count; }
+
+    // The site is made where the mount will be: headers and the table of volumes hold its path.
+    void Try(const Site& site) {
+        const test_support::TempDir directory;
+        place_ = directory / "site";
+        report_ = directory / "report";
+        const std::string source = directory / "source";
+        test_support::WriteFile(directory / "recipe.json", Recipe(site).dump());
+        jorvshare::Make(directory / "recipe.json", place_);
+        fs::rename(place_, source);
+        fs::create_directory(place_);
+        FailingMount mount(source, place_);
+        mount_ = &mount;
+        std::vector<std::vector<std::string>> modes = {{"--share_path", Share()}};
+        const bool checksData = site.tables && !site.local;
+        if (checksData) {
+            modes.push_back({"--share_id", "7", "--verify_data"});
+        }
+        site_ = site.name;
+        hasId_ = !site.local || !site.tables;
+        ExpectAudit("nothing", kSound, {});
+        for (const auto& entry : fs::recursive_directory_iterator(source)) {
+            const std::string relative = entry.path().native().substr(source.size() + 1);
+            if (!relative.starts_with(only_)) {
+                continue;
+            }
+            if (entry.is_directory()) {
+                TryListing(relative, modes);
+            } else if (entry.is_regular_file()) {
+                for (std::uint64_t block = 0; block * blocks::kBlock < entry.file_size(); ++block) {
+                    TryBlock(relative, block, modes);
+                }
+            }
+        }
+        mount_ = nullptr;
+    }
+
+    void TryBlock(const std::string& relative, std::uint64_t block,
+                  const std::vector<std::vector<std::string>>& modes) {
+        ++tried_;
+        for (const Times times : {Times::kOnce, Times::kAlways}) {
+            what_ = relative + ", block " + std::to_string(block) +
+                    (times == Times::kOnce ? ", once" : ", for good");
+            const auto fail = [&] { mount_->Fail(relative, block, times); };
+            for (const auto& arguments : modes) {
+                // The file data check opens a table and loads it anew whatever came of that.
+                const bool isMadeUpFor = times == Times::kOnce &&
+                                         arguments.front() == "--share_id" &&
+                                         relative.ends_with("/data.mdb");
+                ExpectChecker(arguments, fail, isMadeUpFor);
+            }
+            fail();
+            if (times == Times::kAlways) {
+                ExpectAudit(relative);
+            } else {
+                ExpectNoDamage(relative);
+            }
+        }
+    }
+
+    void TryListing(const std::string& relative,
+                    const std::vector<std::vector<std::string>>& modes) {
+        ++tried_;
+        what_ = relative + ", which cannot be listed";
+        const auto fail = [&] { mount_->FailListing(relative); };
+        for (const auto& arguments : modes) {
+            ExpectChecker(arguments, fail, false);
+        }
+        fail();
+        RunAudit();
+        const bool isLooked = mount_->Failures() > 0;
+        // The checker takes the directory for empty, or ends; the audit says what it is.
+        const std::string told =
+            relative.starts_with("volumes") ? "volume that cannot be searched" : "cannot be listed";
+        if (isLooked &&
+            ((audited_.status & kUnchecked) == 0 || audited_.out.find(told) == std::string::npos)) {
+            Wrong("the audit does not tell", audited_);
+        }
+    }
+
+    void ExpectChecker(const std::vector<std::string>& arguments, const std::function<void()>& fail,
+                       bool isMadeUpFor) {
+        const model::Invocation invocation = {place_ + "/jorv.toml", arguments};
+        isMadeUpFor ? mount_->FailNothing() : fail();
+        const model::Prediction predicted = model::Predict(invocation);
+        fail();
+        model::HowToRun how;
+        // The program itself now and then.
+        constexpr std::uint64_t kProgramEvery = 7;
+        how.program = runs_++ % kProgramEvery == 0 ? checker_ : "";
+        const model::Ended ended = model::RunChecker(invocation, how);
+        const std::string difference =
+            model::Difference(predicted, ended.out, ended.err, ended.status);
+        if (ended.hung || ended.signal != 0 || !difference.empty()) {
+            Wrong(arguments.front() + ": not what the model says\n" + difference, ended);
+        }
+    }
+
+    void ExpectAudit(const std::string& relative) {
+        const std::optional<std::string> file = UserFileOf(relative);
+        if (file) {
+            ExpectAudit(relative, kUnchecked, {*file});
+            return;
+        }
+        RunAudit();
+        const bool isRead = mount_->Failures() > 0;
+        // The library's number for a damaged image is that of a read error.
+        const bool isImage = relative.starts_with("images/");
+        Judge(!isRead ? kSound : isImage ? kDamaged : kUnchecked, {});
+    }
+
+    void ExpectAudit(const std::string& what, int status, const std::set<std::string>& files) {
+        what_ = what_.empty() ? what : what_;
+        RunAudit();
+        Judge(status, files);
+    }
+
+    // An error that is over may be seen or not: where the file is named, it is not as damaged.
+    void ExpectNoDamage(const std::string& relative) {
+        RunAudit();
+        const std::optional<std::string> file = UserFileOf(relative);
+        std::set<std::string> named = Affected();
+        if (file) {
+            named.erase(*file);
+        }
+        if (!named.empty() || (audited_.status != kSound && audited_.status != kUnchecked)) {
+            Wrong("the audit judges an error that is over", audited_);
+        }
+    }
+
+    void Judge(int status, const std::set<std::string>& files) {
+        if (audited_.hung || audited_.signal != 0 || audited_.status != status ||
+            Affected() != files) {
+            Wrong("the audit should end with " + std::to_string(status), audited_);
+        }
+    }
+
+    void RunAudit() {
+        ++audits_;
+        fs::remove_all(report_);
+        std::vector<std::string> arguments = {"run",   "--share_path", Share(), "--output",
+                                              report_, "--jobs",       "1"};
+        if (hasId_) {
+            arguments.insert(arguments.end(), {"--share_id", "7"});
+        }
+        model::HowToRun how;
+        how.program = audit_;
+        audited_ = model::RunChecker({place_ + "/jorv.toml", arguments}, how);
+    }
+
+    [[nodiscard]] std::set<std::string> Affected() const {
+        std::set<std::string> files;
+        std::ifstream list(report_ + "/affected.txt");
+        for (std::string line; std::getline(list, line);) {
+            files.insert(line);
+        }
+        return files;
+    }
+
+    void Wrong(const std::string& why, const model::Ended& ended) {
+        ++wrong_;
+        std::printf(
+            "\nWRONG: %s: %s: %s\nstatus %d, signal %d\n--- standard output\n%s"
+            "--- standard error\n%s---\n",
+            site_.c_str(), what_.c_str(), why.c_str(), ended.status, ended.signal,
+            ended.out.c_str(), ended.err.c_str());
+        std::fflush(stdout);
+    }
+
+    [[nodiscard]] std::string Share() const { return place_ + "/meta/7/7"; }
+
+    const std::string only_;
+    std::string checker_;
+    std::string audit_;
+    std::string place_;
+    std::string report_;
+    std::string site_;
+    std::string what_;
+    bool hasId_ = false;
+    FailingMount* mount_ = nullptr;
+    model::Ended audited_;
+    std::uint64_t tried_ = 0;
+    std::uint64_t runs_ = 0;
+    std::uint64_t audits_ = 0;
+    std::uint64_t wrong_ = 0;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        std::string only;
+        CLI::App app("Lets each block of each file of small shares fail.");
+        app.add_option("--only", only, "files and directories of a site whose paths begin so");
+        CLI11_PARSE(app, argc, argv);
+        if (::access("/dev/fuse", R_OK | W_OK) != 0) {
+            std::printf("skipped: /dev/fuse cannot be used here\n");
+            return kSkipped;
+        }
+        return Blocks(only).Run();
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "blocks: %s\n", failure.what());
+        return 2;
+    }
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <set>
+#include <string>
+
+#include "tests/campaign/mutation.h"
+#include "tests/campaign/oracle.h"
+#include "tests/campaign/scene.h"
+
+namespace campaign {
+
+/// The audit of a scene, held against what it says of the sound one.
+class AuditedScene {
+  public:
+    /// Audits the scene, which is still sound.
+    ///
+    /// @param program jorvaudit
+    /// @param output directory of the reports; each takes the place of the one before
+    AuditedScene(const Scene& scene, std::string program, std::string output);
+
+    /// Audits the scene with one damaged file.
+    ///
+    /// @param changed whether the file's bytes are others than before
+    /// @param outcome what the checker alone made of it
+    /// @return what is wrong about the audit; empty when it names exactly the damaged file.
+    [[nodiscard]] std::string WhatIsWrong(const Victim& victim, const Mutation& mutation,
+                                          bool changed, Outcome outcome) const;
+
+  private:
+    struct Result {
+        std::string wrong;  ///< it did not end as an audit does
+        std::set<std::string> files;
+        std::string text;
+    };
+    [[nodiscard]] Result Audit() const;
+
+    const Scene& scene_;
+    std::string program_;
+    std::string output_;
+    std::set<std::string> sound_;  ///< files that have a finding in the sound scene
+};
+
+}  // namespace campaign
