@@ -90,4 +90,4 @@ if grep -lrF "$PWD" "$work/root" ||
     exit 1
 fi
 nm -DC "$work/root/usr/bin/jorvshare" | grep -F refstore::Encode >/dev/null
-echo "$(basename -a "$work"/*.deb | tr '\n' ' ')"
+basename -a "$work"/*.deb
