@@ -49,8 +49,19 @@ install(FILES docs/storage-library.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/l
 install(DIRECTORY examples/storage-library
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libjorv-storage-dev/examples COMPONENT storage-dev)
 
+# Of the libraries whose headers are compiled into a program.
+set(programs jorvck jorvaudit)
+if(JORVCK_STORAGE STREQUAL "reference")
+    list(APPEND programs jorvshare)
+endif()
+foreach(program IN LISTS programs)
+    install(FILES NOTICES DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${program} COMPONENT ${program})
+endforeach()
+
 # --- jorvck ------------------------------------------------------------------------------------
 install(TARGETS jorvck RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT jorvck)
+install(FILES README.md docs/reliability.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/jorvck
+    COMPONENT jorvck)
 # The sections about lines are made from the catalogue.
 add_executable(jorv_line_sections EXCLUDE_FROM_ALL man/line_sections.cpp)
 target_link_libraries(jorv_line_sections PRIVATE jorvck::options)
