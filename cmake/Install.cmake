@@ -1,4 +1,4 @@
-# What `cmake --install` puts where. There are four components, which become four packages:
+# What `cmake --install` puts where. There are four components, of which debian/rules makes four packages:
 #   jorvck        the checker, its pages, completion and configuration
 #   jorvaudit     the complete check, its pages, completion and units
 #   jorvshare     the share tool
@@ -49,8 +49,19 @@ install(FILES docs/storage-library.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/l
 install(DIRECTORY examples/storage-library
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libjorv-storage-dev/examples COMPONENT storage-dev)
 
+# Of the libraries whose headers are compiled into a program.
+set(programs jorvck jorvaudit)
+if(JORVCK_STORAGE STREQUAL "reference")
+    list(APPEND programs jorvshare)
+endif()
+foreach(program IN LISTS programs)
+    install(FILES NOTICES DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${program} COMPONENT ${program})
+endforeach()
+
 # --- jorvck ------------------------------------------------------------------------------------
 install(TARGETS jorvck RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT jorvck)
+install(FILES README.md docs/reliability.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/jorvck
+    COMPONENT jorvck)
 # The sections about lines are made from the catalogue.
 add_executable(jorv_line_sections EXCLUDE_FROM_ALL man/line_sections.cpp)
 target_link_libraries(jorv_line_sections PRIVATE jorvck::options)
@@ -102,18 +113,23 @@ install(FILES packaging/systemd/default RENAME jorvaudit
 if(NOT JORVCK_STORAGE STREQUAL "reference")
     return()
 endif()
-# The library reads it in /etc and nowhere else; where that is not installed to, it is an example.
+# The library reads them in /etc and nowhere else; where that is not installed to, they are examples.
 set(toml_dir ${CMAKE_INSTALL_DATADIR}/doc/jorvck/examples)
 if(jorv_etc STREQUAL "/etc")
     set(toml_dir ${etc}/jorv)
 endif()
-install(FILES packaging/config/jorv.toml DESTINATION ${toml_dir} COMPONENT jorvck)
+install(FILES packaging/config/jorv.toml packaging/config/fstab DESTINATION ${toml_dir} COMPONENT jorvck)
 
 file(GLOB pages CONFIGURE_DEPENDS docs/formats/*.md)
 list(FILTER pages EXCLUDE REGEX "/audit-report\\.md$")
 foreach(page IN LISTS pages)
     cmake_path(GET page STEM name)
-    install_format(${name} jorvck)
+    # A page goes with the program that reads the format.
+    if(name MATCHES "^(container|recipe|site)$")
+        install_format(${name} jorvshare)
+    else()
+        install_format(${name} jorvck)
+    endif()
 endforeach()
 
 # --- jorvshare ---------------------------------------------------------------------------------

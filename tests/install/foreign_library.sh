@@ -40,8 +40,9 @@ refused "JORV_STORAGE_INCLUDE_DIR: $work holds no folder named storage" \
     -DJORVCK_STORAGE=external -DJORV_STORAGE_LIBRARIES="$library" -DJORV_STORAGE_INCLUDE_DIR="$work"
 refused 'with the reference library they would be ignored' -DJORV_STORAGE_LIBRARIES="$library"
 
+# As README has it, but for the folder.
 checker=$work/checker
-"${generate[@]}" -S "$project" -B "$checker" -DJORVCK_STORAGE=external \
+cmake --preset vendor -B "$checker" \
     -DJORV_STORAGE_INCLUDE_DIR="$work/interface/include/jorv-storage" -DJORV_STORAGE_LIBRARIES="$library" \
     >"$work/configure.log"
 cmake --build "$checker" --target jorvck >"$work/build.log" || { cat "$work/build.log"; exit 1; }

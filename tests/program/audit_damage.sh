@@ -52,7 +52,7 @@ for layout in ${AUDIT_LAYOUTS:-files tables}; do
         --vcopy weekly:monday:i1 >packed
     export JORV_CONFIG=$work/site/jorv.toml
     cp -a site sound
-    all=$("$bin/jorvshare" damage --list | awk -v column=$([[ $layout == files ]] && echo 2 || echo 3) \
+    all=$("$bin/jorvshare" damage --list | awk -v column="$([[ $layout == files ]] && echo 2 || echo 3)" \
         'NR > 1 && $column != "-" { print $1 }')
     count=0
     for kind in ${AUDIT_KINDS:-$all}; do

@@ -26,7 +26,7 @@ echo 6 >'</script><script>alert(1)</script>'
 echo 7 >$'"onload="x'
 echo 8 >$'\xe2\x80\xaefdp.exe'
 echo 9 >$'\xc2\x9b31m'
-cd ..
+cd "$work"
 
 for layout in files tables; do
     rm -rf site report
@@ -50,6 +50,8 @@ for layout in files tables; do
         $'\xe2\x80\xaefdp.exe' $'\xc2\x9b31m' "$(printf 'n%.0s' {1..255})")
     status=0
     "$bin/jorvaudit" run --share_path "$share" --share_id 7 --output report >printed || status=$?
+    # Local data is not looked at where the extent file that names it is damaged.
+    if [[ $layout == files ]]; then (( status == 12 )); else (( status == 4 )); fi
     diff <(LC_ALL=C sort -z expected) report/affected0 || { cat -v printed; exit 1; }
     grep -q '^  neighbour:\|^  victim:' printed && exit 1
 

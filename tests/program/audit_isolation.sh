@@ -83,7 +83,7 @@ END
     (( $(sed -En 's/^  headers +([0-9]+) +400 .*/\1/p' printed) == 397 ))
     [[ $layout == files ]] || (( $(sed -En 's/^  file data check +([0-9]+) +.*/\1/p' printed) == 396 )) || { cat printed; exit 1; }
     [[ -z $(find views -mindepth 1) && -z $(find . -name 'core*') ]]
-    if pgrep -f "$work" >left; then ps -fp $(<left); exit 1; fi
+    if pgrep -f "$work" >left; then ps -fp "$(<left)"; exit 1; fi
     echo "$layout: four of 400 files, in $(( SECONDS - begun )) s"
 done
 

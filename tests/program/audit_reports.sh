@@ -58,6 +58,7 @@ ends 0 "$audit" show second/report.json --html page.html
 cmp page.html second/report.html
 ends 0 "$audit" show second --prometheus
 cp out metrics
+# shellcheck disable=SC2094 # "check metrics" is a command of promtool
 promtool check metrics <metrics
 grep -qxF "jorvaudit_status{share=\"$share\"} 12" metrics
 grep -qxF "jorvaudit_findings{share=\"$share\",kind=\"corrupt-header\"} 2" metrics
