@@ -14,7 +14,9 @@
 
 #include "jorvaudit/acknowledge.h"
 #include "jorvaudit/compare.h"
+#include "jorvaudit/fleet_plan.h"
 #include "jorvaudit/output.h"
+#include "jorvaudit/parts.h"
 #include "jorvaudit/report_json.h"
 #include "jorvaudit/run.h"
 #include "terminal/console.h"
@@ -50,7 +52,6 @@ std::string FindChecker() {
 
 // "2/3", in [1, 3] of a number that makes sense.
 std::string ReadPart(const std::string& text, AuditOptions* options) {
-    constexpr unsigned kMostParts = 10000;
     const char* const end = text.data() + text.size();
     const auto [slash, first] = std::from_chars(text.data(), end, options->part);
     if (first == std::errc() && slash < end && *slash == '/') {
@@ -183,6 +184,30 @@ void AddMerge(CLI::App* app, Command* command) {
     });
 }
 
+void AddPlan(CLI::App* app, Command* command) {
+    auto* plan = app->add_subcommand(
+        "plan", "Print the commands that audit a fleet of shares, one a line, for a shell");
+    const auto file = std::make_shared<std::string>();
+    const auto places = std::make_shared<bool>(false);
+    plan->add_option("FLEET.toml", *file, "The shares of the fleet")->required();
+    plan->add_flag("--places", *places,
+                   "In front of each command, print where it runs, node=NAME, partition=NAME or "
+                   "any, and a tab");
+    plan->callback([=] {
+        *command = [=] {
+            const FleetPlan fleet = ReadPlan(*file);
+            for (const std::string& name : UndividedDataChecks(fleet)) {
+                terminal::PrintWarning(
+                    kProgram, "share " + name +
+                                  ": its storage library cannot be pointed at a part of a share; "
+                                  "part 1 does the file data check of the whole share");
+            }
+            terminal::PrintResult(CommandsOf(fleet, *places));
+            return kSound;
+        };
+    });
+}
+
 int RunCommand(const Command& command) {
     // Around the handlers as well: what they print must not end the process either.
     const terminal::InterruptScope scope;
@@ -221,6 +246,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     AddShow(&app, &command);
     AddDiff(&app, &command);
     AddMerge(&app, &command);
+    AddPlan(&app, &command);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& stop) {

@@ -25,7 +25,7 @@ files() { dpkg-deb -c "$1" | awk '$1 !~ /^d/ { print $6 }' | sed 's/^\.//' | sor
     echo /usr/share/doc/jorvck/copyright
     for page in docs/formats/*.md; do
         name=$(basename "$page" .md)
-        [[ $name == audit-report ]] && continue
+        [[ $name == audit-* ]] && continue
         [[ $name == configuration ]] && name=toml
         echo "/usr/share/man/man5/jorv-$name.5.gz" | sed 's/jorv-toml/jorv.toml/'
     done
@@ -40,6 +40,7 @@ files() { dpkg-deb -c "$1" | awk '$1 !~ /^d/ { print $6 }' | sed 's/^\.//' | sor
     echo /usr/share/doc/jorvaudit/audit-report.schema.json
     echo /usr/share/doc/jorvaudit/changelog.Debian.gz
     echo /usr/share/doc/jorvaudit/copyright
+    echo /usr/share/man/man5/jorv-audit-fleet.5.gz
     echo /usr/share/man/man5/jorv-audit-report.5.gz
     echo /usr/share/man/man8/jorvaudit.8.gz
 } | sort | diff - <(files "$jorvaudit")
