@@ -88,8 +88,11 @@ install(TARGETS jorvaudit RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT 
 install(FILES man/jorvaudit.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT jorvaudit)
 install_format(audit-report jorvaudit)
 install_format(audit-fleet jorvaudit)
-install(FILES docs/formats/audit-report.schema.json
+install(FILES docs/formats/audit-fleet.schema.json docs/formats/audit-report.schema.json
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/jorvaudit COMPONENT jorvaudit)
+install(PROGRAMS packaging/slurm/submit packaging/slurm/task
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/jorvaudit/examples/slurm COMPONENT jorvaudit)
+install(FILES docs/fleet.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/jorvaudit COMPONENT jorvaudit)
 install(FILES packaging/completion/jorvaudit DESTINATION ${completions} COMPONENT jorvaudit)
 set(jorv_etc ${CMAKE_INSTALL_FULL_SYSCONFDIR})
 foreach(unit jorvaudit@.service jorvaudit@.timer)

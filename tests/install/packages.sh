@@ -37,9 +37,13 @@ files() { dpkg-deb -c "$1" | awk '$1 !~ /^d/ { print $6 }' | sed 's/^\.//' | sor
     echo /usr/lib/systemd/system/jorvaudit@.service
     echo /usr/lib/systemd/system/jorvaudit@.timer
     echo /usr/share/bash-completion/completions/jorvaudit
+    echo /usr/share/doc/jorvaudit/audit-fleet.schema.json
     echo /usr/share/doc/jorvaudit/audit-report.schema.json
     echo /usr/share/doc/jorvaudit/changelog.Debian.gz
     echo /usr/share/doc/jorvaudit/copyright
+    echo /usr/share/doc/jorvaudit/examples/slurm/submit
+    echo /usr/share/doc/jorvaudit/examples/slurm/task
+    echo /usr/share/doc/jorvaudit/fleet.md
     echo /usr/share/man/man5/jorv-audit-fleet.5.gz
     echo /usr/share/man/man5/jorv-audit-report.5.gz
     echo /usr/share/man/man8/jorvaudit.8.gz
