@@ -98,8 +98,12 @@ add_dependencies(manuals jorvck_manual)
 install(TARGETS jorvaudit RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT jorvaudit)
 install(FILES man/jorvaudit.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT jorvaudit)
 install_format(audit-report jorvaudit)
-install(FILES docs/formats/audit-report.schema.json
+install_format(audit-fleet jorvaudit)
+install(FILES docs/formats/audit-fleet.schema.json docs/formats/audit-report.schema.json
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/jorvaudit COMPONENT jorvaudit)
+install(PROGRAMS packaging/slurm/submit packaging/slurm/task
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/jorvaudit/examples/slurm COMPONENT jorvaudit)
+install(FILES docs/fleet.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/jorvaudit COMPONENT jorvaudit)
 install(FILES packaging/completion/jorvaudit DESTINATION ${completions} COMPONENT jorvaudit)
 set(jorv_etc ${CMAKE_INSTALL_FULL_SYSCONFDIR})
 foreach(unit jorvaudit@.service jorvaudit@.timer)
@@ -121,7 +125,7 @@ endif()
 install(FILES packaging/config/jorv.toml packaging/config/fstab DESTINATION ${toml_dir} COMPONENT jorvck)
 
 file(GLOB pages CONFIGURE_DEPENDS docs/formats/*.md)
-list(FILTER pages EXCLUDE REGEX "/audit-report\\.md$")
+list(FILTER pages EXCLUDE REGEX "/audit-[a-z]+\\.md$")
 foreach(page IN LISTS pages)
     cmake_path(GET page STEM name)
     # A page goes with the program that reads the format.

@@ -14,7 +14,10 @@
 
 #include "jorvaudit/acknowledge.h"
 #include "jorvaudit/compare.h"
+#include "jorvaudit/fleet.h"
+#include "jorvaudit/fleet_plan.h"
 #include "jorvaudit/output.h"
+#include "jorvaudit/parts.h"
 #include "jorvaudit/report_json.h"
 #include "jorvaudit/run.h"
 #include "terminal/console.h"
@@ -50,7 +53,6 @@ std::string FindChecker() {
 
 // "2/3", in [1, 3] of a number that makes sense.
 std::string ReadPart(const std::string& text, AuditOptions* options) {
-    constexpr unsigned kMostParts = 10000;
     const char* const end = text.data() + text.size();
     const auto [slash, first] = std::from_chars(text.data(), end, options->part);
     if (first == std::errc() && slash < end && *slash == '/') {
@@ -126,7 +128,9 @@ void AddShow(CLI::App* app, Command* command) {
                 WriteJson(read, text);
                 terminal::PrintResult(text.str());
             } else if (*metrics) {
-                terminal::PrintResult(MetricsOf(read));
+                Metrics numbers;
+                numbers.Add(read.sharePath, read);
+                terminal::PrintResult(numbers.Text());
             } else if (!html->empty()) {
                 WriteFile(*html, [&](std::ostream& out) { WriteHtml(read, out); });
             } else {
@@ -157,28 +161,76 @@ void AddDiff(CLI::App* app, Command* command) {
     });
 }
 
+int MergeParts(std::vector<Report> parts, const std::string& output,
+               const std::string& acknowledge) {
+    Report report = Merge(std::move(parts));
+    std::filesystem::create_directories(output);
+    FinishReport(output, acknowledge, &report);
+    WriteReport(report, output);
+    terminal::PrintResult(TextOf(report));
+    return report.status;
+}
+
 void AddMerge(CLI::App* app, Command* command) {
-    auto* merge = app->add_subcommand("merge", "Make one report of the parts of a share");
+    auto* merge = app->add_subcommand(
+        "merge", "Make one report of the parts of a share, or of the shares of a fleet");
     const auto paths = std::make_shared<std::vector<std::string>>();
     const auto output = std::make_shared<std::string>();
     const auto acknowledge = std::make_shared<std::string>();
-    merge->add_option("REPORT", *paths, "Reports of the parts")->required();
-    merge->add_option("--output", *output, "Directory of the report, made when missing")
-        ->required();
-    merge->add_option("--acknowledge", *acknowledge,
-                      "TOML file with findings that do not count for the exit status");
+    const auto plan = std::make_shared<std::string>();
+    auto* reports = merge->add_option("REPORT", *paths, "Reports of parts or of shares");
+    auto* directory =
+        merge->add_option("--output", *output, "Directory of the report, made when missing");
+    auto* known = merge->add_option("--acknowledge", *acknowledge,
+                                    "TOML file with findings that do not count for the exit "
+                                    "status");
+    auto* fleet = merge
+                      ->add_option("--fleet", *plan,
+                                   "The shares of a fleet; merges the reports of the commands "
+                                   "that plan prints")
+                      ->excludes(reports)
+                      ->excludes(directory)
+                      ->excludes(known);
     merge->callback([=] {
+        if (fleet->count() == 0 && (reports->count() == 0 || directory->count() == 0)) {
+            throw CLI::RequiredError("REPORT and --output, or --fleet");
+        }
         *command = [=] {
-            std::vector<Report> parts;
-            for (const std::string& path : *paths) {
-                parts.push_back(ReadReport(path));
+            if (!plan->empty()) {
+                return MergeFleet(ReadPlan(*plan));
             }
-            Report report = Merge(std::move(parts));
-            std::filesystem::create_directories(*output);
-            FinishReport(*output, *acknowledge, &report);
-            WriteReport(report, *output);
-            terminal::PrintResult(TextOf(report));
-            return report.status;
+            std::vector<Report> read;
+            bool ofOneShare = true;
+            for (const std::string& path : *paths) {
+                read.push_back(ReadReport(path));
+                ofOneShare = ofOneShare && read.back().sharePath == read.front().sharePath;
+            }
+            return ofOneShare ? MergeParts(std::move(read), *output, *acknowledge)
+                              : MergeShares(std::move(read), *output, *acknowledge);
+        };
+    });
+}
+
+void AddPlan(CLI::App* app, Command* command) {
+    auto* plan = app->add_subcommand(
+        "plan", "Print the commands that audit a fleet of shares, one a line, for a shell");
+    const auto file = std::make_shared<std::string>();
+    const auto places = std::make_shared<bool>(false);
+    plan->add_option("FLEET.toml", *file, "The shares of the fleet")->required();
+    plan->add_flag("--places", *places,
+                   "In front of each command, print where it runs, node=NAME, partition=NAME or "
+                   "any, and a tab");
+    plan->callback([=] {
+        *command = [=] {
+            const FleetPlan fleet = ReadPlan(*file);
+            for (const std::string& name : UndividedDataChecks(fleet)) {
+                terminal::PrintWarning(
+                    kProgram, "share " + name +
+                                  ": its storage library cannot be pointed at a part of a share; "
+                                  "part 1 does the file data check of the whole share");
+            }
+            terminal::PrintResult(CommandsOf(fleet, *places));
+            return kSound;
         };
     });
 }
@@ -221,6 +273,7 @@ int RunCommandLine(int argc, const char* const* argv) {
     AddShow(&app, &command);
     AddDiff(&app, &command);
     AddMerge(&app, &command);
+    AddPlan(&app, &command);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& stop) {

@@ -7,8 +7,6 @@
 
 namespace jorvaudit {
 
-namespace {
-
 std::string ListText(const std::string& title, const std::vector<const Finding*>& findings,
                      std::int64_t since) {
     std::string text = title + ": " + std::to_string(findings.size()) + "\n";
@@ -21,8 +19,6 @@ std::string ListText(const std::string& title, const std::vector<const Finding*>
     }
     return text;
 }
-
-}  // namespace
 
 Comparison Compare(const Report& older, const Report& newer) {
     if (older.sharePath != newer.sharePath) {
@@ -49,12 +45,12 @@ Comparison Compare(const Report& older, const Report& newer) {
 }
 
 std::string TextOf(const Comparison& comparison, const Report& older) {
-    return ListText("New", comparison.appeared, 0) + ListText("Gone", comparison.gone, 0) +
+    return ListText("New", comparison.appeared) + ListText("Gone", comparison.gone) +
            ListText("Still there", comparison.stayed, older.ended);
 }
 
-std::string JsonOf(const Comparison& comparison) {
-    nlohmann::ordered_json object;
+void to_json(nlohmann::ordered_json& object, const Comparison& comparison) {
+    object = nlohmann::ordered_json::object();
     const auto put = [&](const char* key, const std::vector<const Finding*>& findings) {
         object[key] = nlohmann::ordered_json::array();
         for (const Finding* const finding : findings) {
@@ -64,7 +60,10 @@ std::string JsonOf(const Comparison& comparison) {
     put("new", comparison.appeared);
     put("gone", comparison.gone);
     put("still_there", comparison.stayed);
-    return object.dump(1, ' ', true) + "\n";
+}
+
+std::string JsonOf(const Comparison& comparison) {
+    return nlohmann::ordered_json(comparison).dump(1, ' ', true) + "\n";
 }
 
 }  // namespace jorvaudit

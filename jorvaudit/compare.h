@@ -1,5 +1,6 @@
 #pragma once
 
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "jorvaudit/report.h"
@@ -16,8 +17,14 @@ struct Comparison {
 /// Both composed; they outlive the result. Throws ToolError when they are of different shares.
 Comparison Compare(const Report& older, const Report& newer);
 
+/// Findings for people, under a title with their number.
+/// @param since for those that do not say since when they are there; 0: this is not told.
+std::string ListText(const std::string& title, const std::vector<const Finding*>& findings,
+                     std::int64_t since = 0);
+
 /// The comparison for people, or as JSON.
 std::string TextOf(const Comparison& comparison, const Report& older);
 std::string JsonOf(const Comparison& comparison);
+void to_json(nlohmann::ordered_json& object, const Comparison& comparison);
 
 }  // namespace jorvaudit

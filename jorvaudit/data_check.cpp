@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <set>
 #include <sstream>
 
@@ -29,6 +30,36 @@ namespace fs = std::filesystem;
 
 constexpr const char* kConfigVariable = "JORV_CONFIG";
 constexpr const char* kStandIn = "the file that is alone";
+
+std::string OrDefault(const std::string& configuration) {
+    return configuration.empty() ? "/etc/jorv/jorv.toml" : configuration;
+}
+
+// What the storage library says with another configuration than this process has.
+std::optional<StorageFacts> AskWith(const std::string& configuration, const std::string& id,
+                                    Children::Seconds limit) {
+    const Children::Ended ended =
+        RunInChild({.body =
+                        [&] {
+                            ::setenv(kConfigVariable, configuration.c_str(), 1);
+                            return Encode(AskStorage(id));
+                        },
+                    .limit = limit});
+    return ended.IsRegular() ? std::optional(DecodeFacts(ended.result)) : std::nullopt;
+}
+
+// Whether the library takes the metadata directory `meta` from a copy of its configuration, which
+// is written to `copy`.
+bool TakesMetaDir(const std::string& configuration, const std::string& id, const std::string& copy,
+                  const std::string& meta, Children::Seconds limit) {
+    try {
+        CopyConfiguration(OrDefault(configuration), copy, meta);
+    } catch (const terminal::ToolError&) {
+        return false;
+    }
+    const std::optional<StorageFacts> facts = AskWith(copy, id, limit);
+    return facts && facts->metaDir == meta;
+}
 
 class DataCheck {
   public:
@@ -78,25 +109,12 @@ class DataCheck {
         return root + "/" + means_.ground->facts.shareDir + "/" + means_.options->shareId;
     }
 
-    // Whether the library takes its metadata directory from a copy of its configuration.
     bool PointElsewhere() {
-        const std::string meta = means_.scratch + "/meta";
         const std::string configuration = means_.scratch + "/jorv.toml";
+        const std::string meta = means_.scratch + "/meta";
         fs::create_directories(ShareBelow(meta) + "/head");
-        try {
-            const std::string& named = means_.ground->configPath;
-            CopyConfiguration(named.empty() ? "/etc/jorv/jorv.toml" : named, configuration, meta);
-        } catch (const terminal::ToolError&) {
-            return false;
-        }
-        const Children::Ended ended =
-            RunInChild({.body =
-                            [&] {
-                                ::setenv(kConfigVariable, configuration.c_str(), 1);
-                                return AskStorage(means_.options->shareId).metaDir;
-                            },
-                        .limit = Children::Seconds(means_.options->timeLimit)});
-        if (!ended.IsRegular() || ended.result != meta) {
+        if (!TakesMetaDir(means_.ground->configPath, means_.options->shareId, configuration, meta,
+                          Children::Seconds(means_.options->timeLimit))) {
             return false;
         }
         links_ = ShareBelow(meta);
@@ -276,6 +294,18 @@ class DataCheck {
 DataResult CheckData(const DataCheckMeans& means, const Tally& sums,
                      const std::vector<Finding>& found) {
     return DataCheck(means, sums, found).Run();
+}
+
+bool DividesDataCheck(const std::string& configuration, const std::string& id,
+                      const std::string& scratch) {
+    constexpr Children::Seconds kLimit(60);
+    std::error_code failure;
+    if (!fs::exists(OrDefault(configuration), failure)) {
+        return true;
+    }
+    const std::optional<StorageFacts> facts = AskWith(OrDefault(configuration), id, kLimit);
+    return !facts || !facts->tables ||
+           TakesMetaDir(configuration, id, scratch + "/jorv.toml", scratch + "/meta", kLimit);
 }
 
 }  // namespace jorvaudit

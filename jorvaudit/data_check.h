@@ -34,4 +34,13 @@ struct DataResult {
 DataResult CheckData(const DataCheckMeans& means, const Tally& sums,
                      const std::vector<Finding>& found);
 
+/// Whether parts of a share can have file data checks of their own. A library that cannot be
+/// pointed elsewhere runs over the whole share in the first part. True as well where there is no
+/// such check, and where the configuration is not on this machine or cannot be used: what that
+/// means is for the audit to say.
+/// @param configuration of the storage library; empty: its default.
+/// @param scratch private directory.
+bool DividesDataCheck(const std::string& configuration, const std::string& id,
+                      const std::string& scratch);
+
 }  // namespace jorvaudit

@@ -383,6 +383,21 @@ inline constexpr Kind kDataCheckEnded = {"data-check-ended",
                                          "The file data check did not come to its regular end.",
                                          "Look at the lines of the finding.",
                                          {}};
+inline constexpr Kind kReportMissing = {
+    "report-missing",
+    kUnchecked,
+    "share without a report",
+    "The report of the share, or of a part of it, is not there, cannot be read, or does not belong "
+    "to the plan of the fleet.",
+    "See why its audit has not ended: the log of its task says so.",
+    {}};
+inline constexpr Kind kReportOld = {"report-old",
+                                    kUnchecked,
+                                    "report that is too old",
+                                    "The share, or a part of it, has not been audited for longer "
+                                    "than the plan of the fleet allows.",
+                                    "See why its audit has not ended: the log of its task says so.",
+                                    {}};
 inline constexpr Kind kIncomplete = {"incomplete",
                                      kUnchecked,
                                      "coverage that is not complete",
@@ -455,6 +470,8 @@ constexpr const Kind* FindKind(std::string_view id) {
                                  &kIndexMissing,
                                  &kImageListUnreadable,
                                  &kDataCheckEnded,
+                                 &kReportMissing,
+                                 &kReportOld,
                                  &kIncomplete};
     const auto* const found = std::ranges::find(kAll, id, &Kind::id);
     return found == kAll.end() ? nullptr : *found;

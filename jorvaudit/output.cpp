@@ -96,6 +96,11 @@ void CarryOver(const std::string& directory, Report* report) {
         return;
     }
     report->history = std::move(past.history);
+    if (past.started == report->started && past.ended == report->ended &&
+        findings == report->findings.size()) {
+        // The parts of the same audit, merged again.
+        return;
+    }
     report->history.push_back(
         {past.ended, past.status, findings, past.tally[What::kFiles].thereAre});
     if (report->history.size() > kMostPastRuns) {

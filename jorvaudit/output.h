@@ -2,7 +2,11 @@
 
 #include <functional>
 #include <iosfwd>
+#include <map>
+#include <sstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "jorvaudit/report.h"
 
@@ -31,7 +35,26 @@ std::string TextOf(const Report& report);
 /// One page, for browsers; it loads nothing.
 void WriteHtml(const Report& report, std::ostream& out);
 
-/// For the textfile collector of a metrics exporter.
-std::string MetricsOf(const Report& report);
+/// Numbers for the textfile collector of a metrics exporter, with the share as a label.
+class Metrics {
+  public:
+    void Add(const std::string& share, const Report& report);
+    /// A share of a fleet that has no report.
+    void AddMissing(const std::string& share);
+    void AddFleet(int status, std::int64_t made);
+
+    [[nodiscard]] std::string Text() const;
+
+  private:
+    using Families = std::map<std::string, std::ostringstream>;
+
+    template <typename Number>
+    void Put(const std::string& name, std::string_view help, const std::string& labels,
+             Number number);
+    void PutStatus(const std::string& labels, int status);
+
+    Families families_;
+    std::vector<Families::const_iterator> order_;
+};
 
 }  // namespace jorvaudit

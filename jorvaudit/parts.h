@@ -5,6 +5,8 @@
 
 namespace jorvaudit {
 
+inline constexpr unsigned kMostParts = 10000;
+
 /// Part number `index`, from 1, of a share that is divided into `of` parts.
 struct Part {
     unsigned index = 1;

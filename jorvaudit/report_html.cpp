@@ -1,9 +1,11 @@
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <ostream>
 #include <span>
 #include <sstream>
 
+#include "jorvaudit/fleet.h"
 #include "jorvaudit/output.h"
 #include "jorvaudit/page.h"
 #include "jorvaudit/report_json.h"
@@ -308,36 +310,8 @@ void WriteData(const Report& report, std::ostream& out) {
     out << "]}";
 }
 
-}  // namespace
-
-void WriteHtml(const Report& report, std::ostream& out) {
-    const auto write = [&](std::string_view word) {
-        if (word == "share") {
-            out << Shown(report.sharePath);
-        } else if (word == "facts") {
-            WriteFacts(report, out);
-        } else if (word == "verdict_class") {
-            out << (report.status == kSound         ? "sound"
-                    : (report.status & kFound) != 0 ? "damaged"
-                                                    : "unchecked");
-        } else if (word == "verdict") {
-            out << VerdictOf(report);
-        } else if (word == "coverage") {
-            WriteCoverage(report, out);
-        } else if (word == "causes") {
-            WriteCauses(report, out);
-        } else if (word == "map") {
-            WriteMap(report, out);
-        } else if (word == "history") {
-            WriteHistory(report, out);
-        } else if (word == "total") {
-            out << report.findings.size();
-        } else if (word == "findings") {
-            WriteRows(report, out);
-        } else if (word == "data") {
-            WriteData(report, out);
-        }
-    };
+// The page with what `write` puts in place of its words.
+void FillPage(const std::function<void(std::string_view)>& write, std::ostream& out) {
     std::string_view rest = kPage;
     for (std::size_t at = rest.find("{{"); at != std::string_view::npos; at = rest.find("{{")) {
         const std::size_t end = rest.find("}}", at);
@@ -346,6 +320,154 @@ void WriteHtml(const Report& report, std::ostream& out) {
         rest.remove_prefix(end + 2);
     }
     out << rest;
+}
+
+// What the pages of a share and of a fleet have in common.
+void WriteShared(std::string_view word, const Report& report, std::ostream& out) {
+    if (word == "verdict_class") {
+        out << (report.status == kSound         ? "sound"
+                : (report.status & kFound) != 0 ? "damaged"
+                                                : "unchecked");
+    } else if (word == "verdict") {
+        out << VerdictOf(report);
+    } else if (word == "coverage") {
+        WriteCoverage(report, out);
+    } else if (word == "total") {
+        out << report.findings.size();
+    } else if (word == "findings") {
+        WriteRows(report, out);
+    } else if (word == "data") {
+        WriteData(report, out);
+    }
+}
+
+void WriteCauses(const Fleet& fleet, std::ostream& out) {
+    if (fleet.Causes().empty()) {
+        return;
+    }
+    out << "<section aria-labelledby=\"causes\"><h2 id=\"causes\">Causes (" << fleet.Causes().size()
+        << ")</h2>\n";
+    for (const FleetCause& cause :
+         std::span(fleet.Causes()).first(std::min(fleet.Causes().size(), kMostRows))) {
+        out << "<details><summary>" << Escaped(cause.kind->title)
+            << (cause.subject.empty() ? "" : ": ") << Shown(cause.subject)
+            << " <span class=\"facts\">" << cause.shares.size()
+            << (cause.shares.size() == 1 ? " share" : " shares") << ", " << cause.files
+            << (cause.files == 1 ? " file" : " files")
+            << (cause.acknowledged ? ", acknowledged" : "") << "</span></summary><p>"
+            << Escaped(cause.kind->meaning) << "</p><p>" << Escaped(cause.kind->advice)
+            << "</p><pre>";
+        for (const std::string& share : cause.shares) {
+            out << Shown(share) << "\n";
+        }
+        out << "</pre></details>\n";
+    }
+    out << "</section>";
+}
+
+// A path for a link: a name may hold anything but a slash.
+std::string Link(const std::string& path) {
+    constexpr std::string_view kPlain =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_.-/";
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    std::string link;
+    for (const char letter : path) {
+        const auto byte = static_cast<unsigned char>(letter);
+        link += kPlain.find(letter) != std::string_view::npos
+                    ? std::string(1, letter)
+                    : std::string{'%', kDigits[byte / 16], kDigits[byte % 16]};
+    }
+    return link;
+}
+
+void WriteShares(const Fleet& fleet, std::ostream& out) {
+    out << "<section aria-labelledby=\"shares\"><h2 id=\"shares\">Shares</h2>"
+           "<table><thead><tr><th>Share</th><th>Verdict</th><th>Audited</th><th "
+           "class=\"n\">Files</th><th class=\"n\">with findings</th><th "
+           "class=\"n\">Findings</th><th class=\"n\">new</th><th "
+           "class=\"n\">gone</th></tr></thead><tbody>\n";
+    for (const FleetShare& share : fleet.Shares()) {
+        out << "<tr><td class=\"name\">";
+        if (share.page.empty()) {
+            out << Shown(share.name);
+        } else {
+            out << "<a href=\"" << Link(share.page) << "\">" << Shown(share.name) << "</a>";
+        }
+        out << "</td><td class=\"name\">" << Escaped(share.verdict)
+            << (share.problem.empty() ? "" : "; ") << Shown(share.problem) << "</td><td>"
+            << (share.reported ? TimeText(share.ended) : "") << "</td>";
+        const auto number = [&](std::optional<std::uint64_t> value) {
+            out << "<td class=\"n\">" << (share.reported && value ? std::to_string(*value) : "")
+                << "</td>";
+        };
+        number(share.files);
+        number(share.affected);
+        number(share.findings);
+        number(share.fresh);
+        number(share.gone);
+        out << "</tr>\n";
+    }
+    out << "</tbody></table></section>";
+}
+
+void WriteDifference(const Fleet& fleet, std::ostream& out) {
+    if (!fleet.Difference()) {
+        return;
+    }
+    const auto list = [&](const char* title, const std::vector<const Finding*>& findings) {
+        out << "<h3>" << title << " (" << findings.size() << ")</h3><ul>\n";
+        for (const Finding* const finding :
+             std::span(findings).first(std::min(findings.size(), kMostRows))) {
+            out << "<li>" << Escaped(PlaceOf(*finding)) << ": " << Escaped(finding->kind->title)
+                << "</li>\n";
+        }
+        out << "</ul>";
+    };
+    out << "<section aria-labelledby=\"difference\"><h2 id=\"difference\">Since the last "
+           "report</h2>";
+    list("New", fleet.Difference()->appeared);
+    list("Gone", fleet.Difference()->gone);
+    out << "</section>";
+}
+
+}  // namespace
+
+void WriteHtml(const Fleet& fleet, std::ostream& out) {
+    const auto write = [&](std::string_view word) {
+        if (word == "share") {
+            out << fleet.Shares().size() << " shares";
+        } else if (word == "facts") {
+            out << "<p class=\"facts\">Report of a fleet, made at " << TimeText(fleet.Made())
+                << "</p>";
+        } else if (word == "causes") {
+            WriteShares(fleet, out);
+            WriteCauses(fleet, out);
+        } else if (word == "history") {
+            WriteDifference(fleet, out);
+        } else {
+            WriteShared(word, fleet.Sum(), out);
+        }
+    };
+    FillPage(write, out);
+}
+
+void WriteHtml(const Report& report, std::ostream& out) {
+    const auto write = [&](std::string_view word) {
+        if (word == "share") {
+            out << Shown(report.sharePath);
+        } else if (word == "facts") {
+            WriteFacts(report, out);
+        } else if (word == "causes") {
+            WriteCauses(report, out);
+        } else if (word == "map") {
+            WriteMap(report, out);
+        } else if (word == "history") {
+            WriteHistory(report, out);
+        } else {
+            WriteShared(word, report, out);
+        }
+    };
+    FillPage(write, out);
 }
 
 }  // namespace jorvaudit

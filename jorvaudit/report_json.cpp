@@ -10,6 +10,7 @@
 #include <fstream>
 #include <ostream>
 
+#include "jorvaudit/fleet.h"
 #include "terminal/printable.h"
 #include "terminal/tool_error.h"
 
@@ -20,6 +21,7 @@ namespace {
 using json = nlohmann::ordered_json;
 
 constexpr std::string_view kFormat = "jorvaudit-report";
+constexpr std::string_view kFleetFormat = "jorvaudit-fleet";
 
 std::string Lower(std::string_view what) {
     std::string key(what);
@@ -30,6 +32,16 @@ std::string Lower(std::string_view what) {
 json CountJson(const Count& count, bool known) {
     return {{"looked_at", count.lookedAt},
             {"there_are", known ? json(count.thereAre) : json(nullptr)}};
+}
+
+json CoverageJson(const std::vector<CoverageRow>& rows) {
+    json coverage = json::array();
+    for (const CoverageRow& row : rows) {
+        json object = {{"what", kWhats.at(static_cast<std::size_t>(row.what))}};
+        object.update(CountJson(row.count, row.known));
+        coverage.push_back(object);
+    }
+    return coverage;
 }
 
 json CauseJson(const Cause& cause, const Finding& example) {
@@ -65,12 +77,7 @@ json HeadJson(const Report& report) {
     if (report.present.size() < report.parts) {
         head["parts"] = {{"of", report.parts}, {"present", report.present}};
     }
-    head["coverage"] = json::array();
-    for (const CoverageRow& row : report.coverage) {
-        json object = {{"what", kWhats.at(static_cast<std::size_t>(row.what))}};
-        object.update(CountJson(row.count, row.known));
-        head["coverage"].push_back(object);
-    }
+    head["coverage"] = CoverageJson(report.coverage);
     head["causes"] = json::array();
     for (const Cause& cause : report.causes) {
         head["causes"].push_back(CauseJson(cause, report.findings.at(cause.first)));
@@ -85,6 +92,47 @@ json HeadJson(const Report& report) {
     }
     head["tally"] = report.tally;
     return head;
+}
+
+json ShareJson(const FleetShare& share) {
+    json object = json::object();
+    PutName(&object, "name", share.name);
+    object["status"] = share.status;
+    object["verdict"] = share.verdict;
+    if (!share.problem.empty()) {
+        PutName(&object, "problem", share.problem);
+    }
+    if (!share.reported) {
+        return object;
+    }
+    PutName(&object, "path", share.path);
+    PutName(&object, "id", share.id);
+    PutName(&object, "page", share.page);
+    object["ended"] = TimeText(share.ended);
+    object["files"] = share.files;
+    object["affected_files"] = share.affected;
+    object["findings"] = share.findings;
+    if (share.fresh) {
+        object["new"] = *share.fresh;
+        object["gone"] = *share.gone;
+    }
+    return object;
+}
+
+json CauseJson(const FleetCause& cause) {
+    json object = {{"kind", cause.kind->id}, {"title", cause.kind->title}};
+    PutName(&object, "subject", cause.subject);
+    // Their names are UTF-8 in a plan, and any path without one.
+    object["shares"] = json::array();
+    for (const std::string& share : cause.shares) {
+        object["shares"].push_back(terminal::Printable(share));
+    }
+    object["files"] = cause.files;
+    object["findings"] = cause.findings;
+    object["acknowledged"] = cause.acknowledged;
+    object["meaning"] = cause.kind->meaning;
+    object["advice"] = cause.kind->advice;
+    return object;
 }
 
 Report ReportOfHead(const json& head) {
@@ -272,6 +320,52 @@ void WriteJson(const Report& report, std::ostream& out) {
         separator = ",\n";
     }
     out << "\n ]\n}\n";
+}
+
+void WriteJson(const Fleet& fleet, std::ostream& out) {
+    const Report& sum = fleet.Sum();
+    json head = {{"format", kFleetFormat},         {"version", kReportVersion},
+                 {"made", TimeText(fleet.Made())}, {"status", sum.status},
+                 {"verdict", VerdictOf(sum)},      {"shares", json::array()}};
+    for (const FleetShare& share : fleet.Shares()) {
+        head["shares"].push_back(ShareJson(share));
+    }
+    head["coverage"] = CoverageJson(sum.coverage);
+    head["causes"] = json::array();
+    for (const FleetCause& cause : fleet.Causes()) {
+        head["causes"].push_back(CauseJson(cause));
+    }
+    if (fleet.Difference()) {
+        head["difference"] = *fleet.Difference();
+        head["difference"].erase("still_there");
+    }
+    head["findings"] = sum.findings;
+    out << head.dump(1, ' ', true) << '\n';
+}
+
+void ReadFleet(const std::string& file, Report* rows, std::map<std::string, FleetShare>* shares) {
+    std::ifstream in(file, std::ios::binary);
+    try {
+        const json fleet = json::parse(in);
+        if (fleet.at("format") != kFleetFormat || fleet.at("version") > kReportVersion) {
+            throw terminal::ToolError("not a report that this version reads");
+        }
+        rows->findings = fleet.at("findings").get<std::vector<Finding>>();
+        std::ranges::sort(rows->findings);
+        for (const json& object : fleet.at("shares")) {
+            FleetShare share = {.name = GetName(object, "name"),
+                                .reported = object.contains("ended")};
+            if (share.reported) {
+                share.ended = TimeOf(object.at("ended"));
+                object.at("findings").get_to(share.findings);
+            }
+            shares->emplace(share.name, share);
+        }
+    } catch (const terminal::ToolError& error) {
+        throw terminal::ToolError(file + ": " + error.Message());
+    } catch (const std::exception& error) {
+        throw terminal::ToolError(file + ": " + error.what());
+    }
 }
 
 Report ReadReport(const std::string& path) {

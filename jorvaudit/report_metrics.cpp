@@ -1,6 +1,3 @@
-#include <map>
-#include <sstream>
-
 #include "jorvaudit/output.h"
 #include "terminal/printable.h"
 
@@ -17,69 +14,73 @@ std::string Escaped(std::string_view value) {
     return text;
 }
 
-class Metrics {
-  public:
-    explicit Metrics(const Report& report)
-        : share_("share=\"" + Escaped(terminal::Printable(report.sharePath)) + "\"") {}
-
-    void Begin(const std::string& name, const std::string& help) {
-        name_ = name;
-        out_ << "# HELP " << name << ' ' << help << "\n# TYPE " << name << " gauge\n";
-    }
-
-    template <typename Number>
-    void Add(const std::string& label, std::string_view value, Number number) {
-        out_ << name_ << '{' << share_;
-        if (!label.empty()) {
-            out_ << ',' << label << "=\"" << Escaped(value) << '"';
-        }
-        out_ << "} " << number << '\n';
-    }
-
-    [[nodiscard]] std::string Text() const { return out_.str(); }
-
-  private:
-    const std::string share_;
-    std::string name_;
-    std::ostringstream out_;
-};
+std::string Label(const std::string& name, std::string_view value) {
+    return name + "=\"" + Escaped(value) + "\"";
+}
 
 }  // namespace
 
-std::string MetricsOf(const Report& report) {
-    Metrics metrics(report);
-    metrics.Begin(
-        "jorvaudit_status",
-        "Exit status of the last audit: 0 sound, 4 damage, 8 not all looked at, 12 both.");
-    metrics.Add("", "", report.status);
-    metrics.Begin("jorvaudit_started_timestamp_seconds", "When the last audit began.");
-    metrics.Add("", "", report.started);
-    metrics.Begin("jorvaudit_ended_timestamp_seconds", "When the last audit ended.");
-    metrics.Add("", "", report.ended);
-    metrics.Begin("jorvaudit_affected_files", "Files with a finding.");
-    metrics.Add("", "", report.affected.size());
-    metrics.Begin("jorvaudit_findings", "Findings that nobody has acknowledged, by kind.");
+template <typename Number>
+void Metrics::Put(const std::string& name, std::string_view help, const std::string& labels,
+                  Number number) {
+    const auto [family, isNew] = families_.try_emplace(name);
+    if (isNew) {
+        order_.push_back(family);
+        family->second << "# HELP " << name << ' ' << help << "\n# TYPE " << name << " gauge\n";
+    }
+    family->second << name << (labels.empty() ? "" : "{" + labels + "}") << ' ' << number << '\n';
+}
+
+void Metrics::PutStatus(const std::string& labels, int status) {
+    Put("jorvaudit_status",
+        "Exit status of the last audit: 0 sound, 4 damage, 8 not all looked at, 12 both.", labels,
+        status);
+}
+
+void Metrics::Add(const std::string& share, const Report& report) {
+    const std::string label = Label("share", terminal::Printable(share));
+    PutStatus(label, report.status);
+    Put("jorvaudit_started_timestamp_seconds", "When the last audit began.", label, report.started);
+    Put("jorvaudit_ended_timestamp_seconds", "When the last audit ended.", label, report.ended);
+    Put("jorvaudit_affected_files", "Files with a finding.", label, report.affected.size());
     std::map<std::string_view, std::uint64_t> open;
     std::uint64_t acknowledged = 0;
     for (const Finding& finding : report.findings) {
         finding.acknowledged ? ++acknowledged : ++open[finding.kind->id];
     }
     for (const auto& [kind, number] : open) {
-        metrics.Add("kind", kind, number);
+        Put("jorvaudit_findings", "Findings that nobody has acknowledged, by kind.",
+            label + "," + Label("kind", kind), number);
     }
-    metrics.Begin("jorvaudit_acknowledged_findings", "Findings that somebody has acknowledged.");
-    metrics.Add("", "", acknowledged);
-    metrics.Begin("jorvaudit_looked_at", "What was looked at, by coverage row.");
+    Put("jorvaudit_acknowledged_findings", "Findings that somebody has acknowledged.", label,
+        acknowledged);
     for (const CoverageRow& row : report.coverage) {
-        metrics.Add("what", kWhats.at(static_cast<std::size_t>(row.what)), row.count.lookedAt);
-    }
-    metrics.Begin("jorvaudit_there_are", "What there is to look at, by coverage row.");
-    for (const CoverageRow& row : report.coverage) {
+        const std::string what =
+            label + "," + Label("what", kWhats.at(static_cast<std::size_t>(row.what)));
+        Put("jorvaudit_looked_at", "What was looked at, by coverage row.", what,
+            row.count.lookedAt);
         if (row.known) {
-            metrics.Add("what", kWhats.at(static_cast<std::size_t>(row.what)), row.count.thereAre);
+            Put("jorvaudit_there_are", "What there is to look at, by coverage row.", what,
+                row.count.thereAre);
         }
     }
-    return metrics.Text();
+}
+
+void Metrics::AddMissing(const std::string& share) {
+    PutStatus(Label("share", terminal::Printable(share)), kNotChecked);
+}
+
+void Metrics::AddFleet(int status, std::int64_t made) {
+    Put("jorvaudit_fleet_status", "Exit status of the fleet's report.", "", status);
+    Put("jorvaudit_fleet_made_timestamp_seconds", "When the fleet's report was made.", "", made);
+}
+
+std::string Metrics::Text() const {
+    std::string text;
+    for (const auto family : order_) {
+        text += family->second.str();
+    }
+    return text;
 }
 
 }  // namespace jorvaudit

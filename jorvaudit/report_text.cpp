@@ -2,6 +2,8 @@
 #include <cstdio>
 #include <sstream>
 
+#include "jorvaudit/compare.h"
+#include "jorvaudit/fleet.h"
 #include "jorvaudit/output.h"
 #include "jorvaudit/report_json.h"
 #include "terminal/printable.h"
@@ -70,6 +72,34 @@ std::string Head(const Cause& cause) {
     return head + (cause.acknowledged ? " - acknowledged" : "");
 }
 
+std::string CausesText(const Fleet& fleet) {
+    constexpr std::size_t kMostShares = 10;
+    const std::vector<FleetCause>& causes = fleet.Causes();
+    std::string text = causes.empty() ? "" : "\nCauses\n";
+    for (const FleetCause& cause : std::span(causes).first(std::min(causes.size(), kMostCauses))) {
+        text += "* " +
+                Head({.kind = cause.kind,
+                      .subject = cause.subject,
+                      .files = cause.files,
+                      .acknowledged = cause.acknowledged}) +
+                "\n";
+        std::string shares = "in";
+        for (const std::string& share :
+             std::span(cause.shares).first(std::min(cause.shares.size(), kMostShares))) {
+            shares += " " + terminal::Printable(share);
+        }
+        if (cause.shares.size() > kMostShares) {
+            shares += " and " + std::to_string(cause.shares.size() - kMostShares) + " more shares";
+        }
+        text += Wrapped(shares, "    ") + Wrapped(cause.kind->meaning, "    ") +
+                Wrapped(cause.kind->advice, "    ");
+    }
+    if (causes.size() > kMostCauses) {
+        text += "... and " + std::to_string(causes.size() - kMostCauses) + " more\n";
+    }
+    return text;
+}
+
 std::string CausesText(const Report& report) {
     std::string text = "Causes\n";
     for (const Cause& cause :
@@ -124,6 +154,29 @@ std::string TextOf(const Report& report) {
     text += "Verdict: " + VerdictOf(report) + "\n\n" + CoverageText(report);
     if (!report.findings.empty()) {
         text += "\n" + CausesText(report) + "\n" + FindingsText(report);
+    }
+    return text;
+}
+
+std::string TextOf(const Fleet& fleet) {
+    std::string text = "Fleet of " + std::to_string(fleet.Shares().size()) + " shares, " +
+                       TimeText(fleet.Made()) + "\nVerdict: " + VerdictOf(fleet.Sum()) +
+                       "\n\nShares\n";
+    for (const FleetShare& share : fleet.Shares()) {
+        text += "  " + terminal::Printable(share.name) + ": " + share.verdict;
+        if (share.findings > 0) {
+            text += ", findings: " + std::to_string(share.findings);
+        }
+        if (share.fresh.value_or(0) > 0) {
+            text += " (" + std::to_string(*share.fresh) + " new)";
+        }
+        text += share.problem.empty() ? "" : "; " + terminal::Printable(share.problem);
+        text += "\n";
+    }
+    text += "\n" + CoverageText(fleet.Sum()) + CausesText(fleet);
+    if (fleet.Difference()) {
+        text += "\nSince the last report\n" + ListText("New", fleet.Difference()->appeared) +
+                ListText("Gone", fleet.Difference()->gone);
     }
     return text;
 }

@@ -35,7 +35,7 @@ diff <(printf 'files\ntables\n') <(offered jorvshare pack --layout '')
 jorvshare damage --list | awk 'NR > 1 { print $1 }' | sort >"$work/kinds"
 (( $(wc -l <"$work/kinds") > 40 ))
 diff "$work/kinds" <(offered jorvshare damage --kind '')
-commands=(run show diff merge)
+commands=(run show diff merge plan)
 diff <({ jorvaudit --help | options; printf '%s\n' "${commands[@]}"; } | sort) <(offered jorvaudit '')
 diff <(jorvaudit --help | sed -n '/^Subcommands/,$s/^  \([a-z]*\) .*/\1/p' | sort) <(printf '%s\n' "${commands[@]}" | sort)
 for command in "${commands[@]}"; do

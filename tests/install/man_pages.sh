@@ -61,7 +61,7 @@ diff <("$bin/jorvaudit" --version) <(echo "jorvaudit $version")
 "$bin/jorvaudit" --help >"$work/usage"
 sed -n '/^     --help/,/^READING/p' "$work/jorvaudit" >"$work/described"
 diff <(options "$work/usage") <(options "$work/described")
-for command in run show diff merge; do
+for command in run show diff merge plan; do
     "$bin/jorvaudit" "$command" --help >"$work/usage"
     { sed -n "/^DESCRIPTION/,/^READING/p" "$work/jorvaudit" | grep -vE -- '--(help|version)' |
         sed -n "/^     $command\( .*\)\?\$/,/^     [a-z]/p" | sed '$d'; echo '--help'; } >"$work/described"

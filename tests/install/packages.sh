@@ -46,7 +46,9 @@ files() { dpkg-deb -c "$1" | awk '$1 !~ /^d/ { print $6 }' | sed 's/^\.//' | sor
     echo /lib/systemd/system/jorvaudit@.service
     echo /lib/systemd/system/jorvaudit@.timer
     echo /usr/share/bash-completion/completions/jorvaudit
-    documents jorvaudit NOTICES.gz audit-report.schema.json
+    documents jorvaudit NOTICES.gz audit-fleet.schema.json audit-report.schema.json fleet.md
+    printf '/usr/share/doc/jorvaudit/examples/slurm/%s\n' submit task
+    echo /usr/share/man/man5/jorv-audit-fleet.5.gz
     echo /usr/share/man/man5/jorv-audit-report.5.gz
     echo /usr/share/man/man8/jorvaudit.8.gz
 } | sort | diff - <(files "$jorvaudit")

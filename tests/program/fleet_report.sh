@@ -1,0 +1,149 @@
+# The report of a fleet: every form of it, one cause for a volume that all shares have lost, what is missing
+# or too old, and what changed since the last one.
+bin=$1
+project=$(realpath "$(dirname "$0")/../..")
+work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+export PATH=$bin:$PATH
+
+# ends STATUS COMMAND...: output to "out" and "err".
+ends() {
+    local wanted=$1 status=0
+    shift
+    "$@" >out 2>err || status=$?
+    if (( status != wanted )); then
+        echo "status $status, not $wanted: $*"
+        cat out err
+        exit 1
+    fi
+}
+run() { jorvaudit plan fleet.toml | { grep "${1:-.}" || true; } | xargs -d '\n' -P 2 -I '{}' sh -c '{}' >printed 2>&1 || true; }
+merge() { ends "$1" jorvaudit merge --fleet fleet.toml; }
+# value EXPRESSION: of the fleet's report.
+value() { python3 -c 'import json, sys; r = json.load(open("audits/fleet.json")); print(eval(sys.argv[1]))' "$1"; }
+is() {
+    local found
+    found=$(value "$1")
+    [[ $found == "$2" ]] || { echo "$1: $found, not $2"; value 'json.dumps(r, indent=1)'; exit 1; }
+}
+forms() {
+    python3 - "$project/docs/formats/audit-fleet.schema.json" audits/fleet.json <<'END'
+import json, jsonschema, sys
+schema, report = (json.load(open(path)) for path in sys.argv[1:])
+jsonschema.Draft202012Validator.check_schema(schema)
+jsonschema.validate(report, schema)
+END
+    promtool check metrics <audits/fleet.prom
+    (( $# == 0 )) || "$project/tests/program/check_page" audits/fleet.html "$(value 'len(r["findings"])')" "$@"
+}
+
+for i in {1..40}; do
+    mkdir -p "source/d$(( i % 7 ))"
+    seq "$i" 900 >"source/d$(( i % 7 ))/f$i"
+done
+for id in 7 8; do
+    jorvshare pack source site --share-id "$id" --layout tables --volumes 2 >packed
+done
+jorvshare pack source 'other <b>' --share-id 9 --layout tables --volumes 2 >packed
+cat >fleet.toml <<END
+output = "audits"
+[[share]]
+id = "7"
+parts = 3
+configuration = "site/jorv.toml"
+[[share]]
+id = "8"
+configuration = "site/jorv.toml"
+[[share]]
+id = "9"
+name = "nine & <b>"
+configuration = "other <b>/jorv.toml"
+node = "s3"
+END
+
+# Nothing has run.
+merge 8
+is 'r["verdict"]' 'not all could be looked at'
+is '[s["verdict"] for s in r["shares"]]' "['no report', 'no report', 'no report']"
+is '[(c["kind"], c["shares"]) for c in r["causes"]]' "[('report-missing', ['7', '8', 'nine & <b>'])]"
+is '"difference" in r' False
+grep -qx 'jorvaudit_status{share="8"} 8' audits/fleet.prom
+
+# All have.
+run
+merge 0
+forms
+is 'r["verdict"]' 'sound: everything was looked at'
+is '[(c["what"], c["looked_at"], c["there_are"]) for c in r["coverage"]][1]' "('files', 120, 120)"
+is '[f["name"] for f in r["difference"]["gone"]]' "['7', '8', 'nine & <b>']"
+grep -qx 'jorvaudit_looked_at{share="nine & <b>",what="files"} 40' audits/fleet.prom
+grep -qx 'jorvaudit_fleet_status 0' audits/fleet.prom
+grep -qF '<a href="shares/nine%20%26%20%3Cb%3E/report.html">nine &amp; &lt;b&gt;</a>' audits/fleet.html
+grep -qx ' "verdict": "sound: everything was looked at",' audits/shares/7/report.json
+# Merged again, the same: no audit is counted twice.
+cp audits/shares/7/report.json before.json
+merge 0
+cmp audits/shares/7/report.json before.json
+
+# A volume of two shares is gone, which is one cause; a header of one share and one of the other site are
+# damaged.
+sleep 1 # findings are dated to the second
+volume=$(ls site/volumes | head -n 1)
+mv "site/volumes/$volume" .
+hit() { printf 'x' | dd of="$1" bs=1 seek=30 conv=notrunc status=none; }
+hit site/meta/8/8/head/d1/f1
+hit "other <b>/meta/9/9/head/d2/f2"
+hit "other <b>/meta/9/9/head/d2/f9"
+run
+merge 12
+forms volumes
+is '[(c["subject"], c["shares"]) for c in r["causes"] if c["kind"] == "volume-missing"]' \
+    "[('$work/site/volumes/$volume', ['7', '8'])]"
+is '[(c["shares"], c["files"]) for c in r["causes"] if c["kind"] == "corrupt-header"]' "[(['8', 'nine & <b>'], 3)]"
+is 'sorted(f["name"] for f in r["difference"]["new"] if f["kind"] == "corrupt-header")' "['8', 'nine & <b>']"
+is '[s["new"] == s["findings"] and s["gone"] == 0 for s in r["shares"]]' '[True, True, True]'
+grep -q '^jorvaudit_findings{share="nine & <b>",kind="corrupt-header"} 2$' audits/fleet.prom
+grep -qx "\* volume that is not there: $work/site/volumes/$volume" out
+# Every cause of a share is in that of the fleet.
+is 'len(r["findings"])' "$(cat audits/shares/{7,8,9,'nine & <b>'}/report.json 2>err | grep -c '^   "kind": ')"
+
+# One is mended, one has another finding, one part is gone and one is too old.
+sleep 1
+mv "$volume" site/volumes
+hit "other <b>/meta/9/9/head/d3/f3"
+run
+rm -r audits/shares/7/2-of-3
+sed -i -E '/^ "ended"/s/20[0-9]{2}/2020/' audits/shares/8/report.json
+merge 12
+forms
+is '[(c["kind"], c["shares"]) for c in r["causes"] if c["kind"].startswith("report")]' \
+    "[('report-missing', ['7']), ('report-old', ['8'])]"
+is 'r["shares"][0]["verdict"]' 'incomplete: parts are missing'
+is 'r["shares"][0]["problem"]' "part 2: $work/audits/shares/7/2-of-3: No such file or directory (errno 2)"
+is '"of 2020-" in r["shares"][1]["problem"]' True
+is '[(s["new"], s["gone"] > 0) for s in r["shares"]][2]' '(1, False)'
+is '"volume-missing" in [f["kind"] for f in r["difference"]["gone"]]' True
+# Since when, from the first of the reports.
+is '[f["since"] < r["shares"][2]["ended"] for f in r["findings"] if f["name"] == "nine & <b>" and f["kind"] == "corrupt-header"]' '[True]'
+
+# A damaged report is a missing one, and so is that of another share.
+echo '{' >audits/shares/8/report.json
+cp audits/shares/8/report.json audits/fleet.json
+cp -r "audits/shares/nine & <b>" audits/shares/7/2-of-3
+merge 12
+is '[s["verdict"] for s in r["shares"]][1]' 'no report'
+is 'r["shares"][0]["problem"]' "part 2: $work/audits/shares/7/2-of-3: the report of another share"
+
+# Without a plan: reports of several shares, two of them parts of one.
+ends 12 jorvaudit merge audits/shares/7/[13]-of-3 "audits/shares/nine & <b>" --output audits
+forms
+is '[s["name"] for s in r["shares"]]' "['$work/other <b>/meta/9/9', '$work/site/meta/7/7']"
+is 'r["shares"][1]["verdict"]' 'incomplete: parts are missing'
+
+ends 16 jorvaudit merge
+ends 16 jorvaudit merge audits/shares/7/1-of-3
+ends 16 jorvaudit merge --fleet fleet.toml audits/shares/7/1-of-3
+ends 16 jorvaudit merge --fleet fleet.toml --output x
+ends 8 jorvaudit merge --fleet none.toml
+echo 'a fleet'
