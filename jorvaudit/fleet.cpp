@@ -81,7 +81,9 @@ void Fleet::Add(FleetShare share, const Report& report) {
         share.fresh = static_cast<std::uint64_t>(std::ranges::count_if(
             report.findings,
             [&](const Finding& finding) { return finding.since > last->second.ended; }));
-        share.gone = last->second.findings + *share.fresh - share.findings;
+        // An older report may have been put back: then there can be more than there were.
+        const std::uint64_t before = last->second.findings;
+        share.gone = before - std::min(before, share.findings - *share.fresh);
     }
     if (!share.problem.empty()) {
         AddProblem(share, report.present.size() < report.parts ? kinds::kReportMissing

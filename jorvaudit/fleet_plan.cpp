@@ -103,8 +103,10 @@ class PlanReader {
 
     static std::string Place(const TomlEntry& entry, std::string_view key) {
         std::string text = Word(entry, key);
-        if (text.starts_with('-') || text.find_first_not_of(kPlain) != std::string::npos) {
-            entry.RefuseKey(key, "must be letters, digits and the like");
+        // One name, not a list of them.
+        if (text.starts_with('-') || text.find_first_of("/:=,@%+") != std::string::npos ||
+            text.find_first_not_of(kPlain) != std::string::npos) {
+            entry.RefuseKey(key, "must be letters, digits, \".\", \"_\" and \"-\"");
         }
         return text;
     }
