@@ -70,12 +70,14 @@ void AddPack(CLI::App* app, Command* command) {
     AddShareId(pack, &options->shareId, "Identifier of the new share")->required();
     pack->add_option("--layout", *layout,
                      "files: one extent file per user file; tables: mapping tables "
-                     "(default: the site's, of a new one: files)")
+                     "(default: the site's; files for a new one)")
         ->check(CLI::IsMember(std::vector<std::string>{"files", "tables"}));
-    pack->add_option("--volumes", options->volumes, "Volumes of the site, at least (default: 1)")
+    pack->add_option("--volumes", options->volumes,
+                     "Least number of volumes of the site (default: 1)")
         ->check(CLI::Range(std::uint32_t{1}, kMostVolumes));
-    pack->add_option("--table-span", options->tableSpanGiB,
-                     "GiB of a file that one mapping table covers (default: the site's, or 1)")
+    pack->add_option(
+            "--table-span", options->tableSpanGiB,
+            "GiB of a file that one mapping table covers (default: the site's; 1 for a new one)")
         ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()));
     pack->add_option("--container-size", options->containerMiB,
                      "Most data in one container, MiB (default: 64)")
@@ -85,11 +87,11 @@ void AddPack(CLI::App* app, Command* command) {
         ->check([](const std::string& text) -> std::string {
             return ParseVirtualCopy(text)
                        ? ""
-                       : "expected POLICY:TIME:NAME, three names of a path without control "
-                         "characters; NAME holds no \";\" and does not end in .partial";
+                       : "expected POLICY:TIME:NAME, three components of a path without control "
+                         "characters; NAME must not hold \";\" or end in .partial";
         });
     pack->add_flag("--keep-going", options->keepGoing,
-                   "Go on past files that cannot be read; list them, status 1");
+                   "Skip files that cannot be read: list them, and exit with status 1");
     pack->callback([=] {
         if (pack->count("--layout") != 0) {
             options->layout = *layout == "tables" ? MapLayout::kTables : MapLayout::kFiles;
@@ -102,7 +104,7 @@ void AddPack(CLI::App* app, Command* command) {
 }
 
 void AddUnpack(CLI::App* app, Command* command) {
-    auto* unpack = app->add_subcommand("unpack", "Write the user files of a share back");
+    auto* unpack = app->add_subcommand("unpack", "Restore the user files of a share");
     const auto options = std::make_shared<UnpackOptions>();
     unpack->add_option("SITE", options->site, "Site that holds the share")->required();
     unpack->add_option("DEST", options->destination, "Directory to write, new or empty")
@@ -110,7 +112,7 @@ void AddUnpack(CLI::App* app, Command* command) {
     AddShareId(unpack, &options->shareId, "Identifier of the share")->required();
     unpack->add_option("--path", options->path, "Only this file or folder of the share");
     unpack->add_flag("--keep-going", options->keepGoing,
-                     "Go on past files that are damaged; list them, status 1");
+                     "Skip damaged files: list them, and exit with status 1");
     unpack->callback([=] { *command = {[=] { return Unpack(*options); }, true}; });
 }
 
@@ -167,11 +169,12 @@ void AddDamage(CLI::App* app, Command* command) {
     auto* kind = damage->add_option("--kind", options->kind, "What to break, see --list");
     kind->check([](const std::string& name) {
         return damage::IsKind(name) ? std::string()
-                                    : "no kind \"" + name + "\"; see jorvshare damage --list";
+                                    : "unknown kind \"" + name + "\"; see jorvshare damage --list";
     });
-    auto* only = damage->add_option("--path", *path, "File of the share (default: by the seed)");
-    auto* seed = damage->add_option("--seed", options->seed, "Number that the choice depends on")
-                     ->capture_default_str();
+    auto* only =
+        damage->add_option("--path", *path, "File of the share (default: the seed selects one)");
+    auto* seed =
+        damage->add_option("--seed", options->seed, "Seed of the choice")->capture_default_str();
     // Of a sign, and of what is too large, the conversion would make another number.
     seed->check([](const std::string& text) {
         std::uint64_t number = 0;

@@ -140,8 +140,8 @@ inline constexpr Line kProgressEnd = {
     .text = " {}/{}\n",
     .values = {Number("total"), Number("total")},
     .meaning =
-        "Progress at the last file. After a listing of the headers that ended early it is "
-        "\" 0/0\", once for each file."};
+        "Progress at the last file. If the listing of the headers ended early, it is \" 0/0\", "
+        "once for each file."};
 
 inline constexpr Line kHeaderMissing = {
     .id = "header-missing",
@@ -194,8 +194,7 @@ inline constexpr Line kNoExtentPath = {
     .text = "\n[ERROR]: extent doesn't exist for path: {}\n",
     .values = {Text("file")},
     .meaning =
-        "The header gives no place for the extents. Does not happen with a header that "
-        "loads.",
+        "The header records no place for the extents. A header that loads always records one.",
     .advice = "Restore the header from a replica or a backup."};
 
 /// Names the file as its user sees it, not the data file, and always the negated number of an
@@ -208,8 +207,8 @@ inline constexpr Line kDataFileMissing = {
     .text = "\n[ERROR]: invalid lmdb data path: '{}' -22\n",
     .values = {Text("file")},
     .meaning =
-        "The directory of mapping tables has no data.mdb. A share of extent files has none "
-        "at all: this check is not for it.",
+        "The directory of mapping tables has no data.mdb. A share of extent files never has one: "
+        "this check is not for such shares.",
     .advice = "Restore data.mdb from a replica or a backup."};
 
 inline constexpr Line kSizeMismatch = {
@@ -298,7 +297,7 @@ inline constexpr Line kTaskGotError = {
     .kind = Kind::kCannotGoOn,
     .text = "Task got error!\n",
     .meaning =
-        "A thread that checks files ended. The others go on; if it was the last, files "
+        "A thread that checks files ended. The others go on; if it was the last, some files "
         "were not checked.",
     .advice = "Run again."};
 

@@ -66,8 +66,8 @@ inline constexpr Line kUnlistedDcid = {
     .text = "[ERROR]: dcidlist file contains dcid which is not in table! {}\n",
     .values = {Number("dcid")},
     .meaning =
-        "An extent of a mapping table is in this data container, but the table's DCID "
-        "list does not name the container. Operations that rely on the list may treat the"
+        "The data of an extent is in this data container, but the DCID list of the extent's "
+        "mapping table does not name the container. Operations that rely on the list may treat the"
         " data as unused. The next line names the directory of tables.",
     .advice = "Restore the directory of tables from a replica or a backup."};
 
@@ -79,8 +79,8 @@ inline constexpr Line kUnmatchedFingerprint = {
     .text = "[ERROR]: dcidlist file contains fp which is not in table! {}\n",
     .values = {Text("fingerprint")},
     .meaning =
-        "A mapping table has an extent with this fingerprint, and its bloom filter does not "
-        "match it. The line names no file, and the check goes on.",
+        "A mapping table has an extent with this fingerprint, but the table's bloom filter does "
+        "not match it. The line names no file, and the check goes on.",
     .advice =
         "Find the file: run jorvshare(1) show on the tables of recently written files and"
         " look for the fingerprint. Then restore its tables."};
@@ -206,9 +206,8 @@ inline constexpr Line kStorageUnitNotOpened = {
     .text = "Failed to open local STU file:{}",
     .values = {Text("path")},
     .meaning =
-        "The storage unit of a file cannot be opened. The checker ends the check of the "
-        "table without a line: scripts that read its lines would take one more for a "
-        "finding that they do not know.",
+        "The storage unit of a file cannot be opened. The checker ends the check of the table "
+        "without a line, since scripts that read its lines do not expect one here.",
     .advice = "Restore the storage unit."};
 
 // Virtual-copy check. Odd blanks and full stops, present in one text and missing in another, are

@@ -52,16 +52,16 @@ void RewriteList(const Scene& scene, const Target& target, const std::string& na
 
 void CutBeforeTime(const Scene& scene, const Target& target, Notes* notes) {
     RewriteList(scene, target, "", "policy\n",
-                "the first image, and of another group the policy alone", notes);
+                "the first image, and another group that has only its policy", notes);
 }
 
 void CutBeforeNames(const Scene& scene, const Target& target, Notes* notes) {
     RewriteList(scene, target, "", "policy\ntime\n",
-                "the first image, and of another group the policy and the time alone", notes);
+                "the first image, and another group that has only its policy and time", notes);
 }
 
 void ListBadName(const Scene& scene, const Target& target, Notes* notes) {
-    RewriteList(scene, target, "..", "", "the first image alone, under the name ..", notes);
+    RewriteList(scene, target, "..", "", "only the first image, under the name ..", notes);
 }
 
 void PutForeignImage(const Scene& /*scene*/, const Target& target, Notes* notes) {
@@ -86,11 +86,11 @@ constexpr std::array<Kind, 10> kKinds = {{
      CutBeforeTime},
     {"vcopy-no-images", "vcopy.dat ends after a backup time", kCutShort, kCutShort, ChooseList,
      CutBeforeNames},
-    {"vcopy-bad-name", "vcopy.dat lists an image that no image can be", kNotSound, kNotSound,
+    {"vcopy-bad-name", "vcopy.dat lists a name that no image can have", kNotSound, kNotSound,
      ChooseList, ListBadName},
     {"image-damaged", "a byte of a container image is flipped", kNotSound, kNotSound, ChooseImage,
      Flip},
-    {"image-foreign", "a container image is that of another policy", kNotSound, kNotSound,
+    {"image-foreign", "a container image belongs to another policy", kNotSound, kNotSound,
      ChooseImage, PutForeignImage},
     {"image-missing", "a container image is removed", kNotSound, kNotSound, ChooseImage, Remove},
     {"image-directory", "a container image is a directory", kNotSound, kNotSound, ChooseImage,

@@ -38,7 +38,7 @@ Scene::Scene(DamageOptions options)
     // The target of a link in the share does not belong to the share.
     for (const std::string& tree : {share_.HeadDir(), share_.MapDir(), share_.StuDir()}) {
         if (root_.TypeOf(tree) == S_IFLNK) {
-            throw ToolError(root_.At(tree) + ": a symbolic link, and none is followed");
+            throw ToolError(root_.At(tree) + ": is a symbolic link; none is followed");
         }
     }
 }

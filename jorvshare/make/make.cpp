@@ -80,7 +80,7 @@ struct Name {
 void Into(const Json& value, Name& into) {
     into.text = value.get<std::string>();
     if (!IsPlainName(into.text)) {
-        Refuse(value, "must be one name of a path, of at most 255 bytes");
+        Refuse(value, "must be one component of a path, of at most 255 bytes");
     }
 }
 
@@ -207,7 +207,7 @@ class Builder {
         const auto begin = [&](const Json& text) {
             Into(text, id);
             if (IsPartialName(id.text)) {
-                Refuse(text, "names that end in .partial are kept for what is unfinished");
+                Refuse(text, "names that end in .partial are reserved for unfinished files");
             }
             ids->Add(text, id.text);
             share = layout_.Share(id.text);

@@ -85,10 +85,10 @@ void PackSite::Join(const PackOptions& options) {
                  .ReadAll(kLargestFstab)
                  .Text();
     if (there_->TypeOf(layout_.Share(id_).root) != 0) {
-        throw ToolError(path_ + ": share " + id_ + " is there already");
+        throw ToolError(path_ + ": share " + id_ + " exists already");
     }
     if (image_ && IsListed(*image_)) {
-        throw ToolError(there_->At(layout_.Image(*image_)) + ": the image is there already");
+        throw ToolError(there_->At(layout_.Image(*image_)) + ": the image exists already");
     }
 }
 

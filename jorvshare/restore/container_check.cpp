@@ -96,7 +96,7 @@ void ContainerCheck::Read(std::uint64_t dcid, State* state) {
         fail("checksum mismatch");
     }
     if (state->sound.size() != index.entries.size()) {
-        fail("index does not fit the data");
+        fail("index does not match the data");
     }
 }
 

@@ -164,10 +164,10 @@ std::string ReadMagic(const std::string& path) {
 void ShowDirectory(const std::string& path, FieldWriter* out) {
     const Root directory(path);
     if (directory.TypeOf(SiteLayout::kSettings) != 0) {
-        ReferTo(path, "a site", "what is below its meta/<digit>/<share id>");
+        ReferTo(path, "a site", "a file below its meta/<digit>/<share id>");
     }
     if (directory.TypeOf("head") != 0 && directory.TypeOf("map") != 0) {
-        ReferTo(path, "a share", "a file below its head, or what is of its name below map");
+        ReferTo(path, "a share", "a file below its head, or the entry of the same name below map");
     }
     ShowTables(refstore::TableDirectory::FileIn(path), out);
 }
@@ -192,7 +192,7 @@ void ShowAny(const std::string& path, FieldWriter* out) {
     }
     throw terminal::ToolError(
         path +
-        ": no header file, extent file, container index, container image or mapping tables "
+        ": not a header file, extent file, container index, container image or mapping tables "
         "(bad magic number)");
 }
 

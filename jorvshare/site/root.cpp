@@ -57,9 +57,10 @@ Root::Root(std::string path)
     }
     // Nothing is written without the kernel's help.
     if (!OpenBeneath(directory_, "", O_PATH | O_DIRECTORY, 0)) {
-        throw ToolError(terminal::Errno(path_, errno) +
-                        ": openat2(2) does not work here; it needs Linux 5.6, and no filter of "
-                        "system calls that keeps it away");
+        throw ToolError(
+            terminal::Errno(path_, errno) +
+            ": openat2(2) does not work here: it needs Linux 5.6 or later, and no filter "
+            "of system calls may block it");
     }
 }
 
@@ -173,7 +174,7 @@ Root::Place Root::PlaceOf(const std::string& relative) const {
 void Root::Fail(const std::string& relative, int code) const {
     throw ToolError(code == ELOOP
                         ? At(relative) +
-                              ": a symbolic link or \"..\" is on the way, and none is followed"
+                              ": a symbolic link or \"..\" is in the path; none is followed"
                         : terminal::Errno(At(relative), code));
 }
 

@@ -26,7 +26,7 @@ std::string Below(std::string_view what, const std::string& path, const std::str
     const std::string plain = std::filesystem::path(path).lexically_normal().native();
     if (plain == directory || !IsWithin(plain, directory)) {
         throw ToolError("the " + std::string(what) + " " + path + " is not inside " + directory +
-                        "; a site that reaches elsewhere, as a copied one does, is not changed");
+                        "; a site with parts elsewhere, such as a copied site, is not changed");
     }
     return plain.substr(root.size() + 1);
 }
@@ -98,7 +98,7 @@ refstore::Descriptor LockDirectory(const std::string& path) {
     // the path names.
     if (!locked || ::stat(path.c_str(), &named) != 0 || held.st_dev != named.st_dev ||
         held.st_ino != named.st_ino) {
-        throw ToolError(path + ": another run is at work here");
+        throw ToolError(path + ": in use by another run");
     }
     return directory;
 }

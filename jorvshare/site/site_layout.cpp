@@ -80,12 +80,12 @@ bool HasControlCharacter(std::string_view name) {
 
 std::string ShareIdFault(std::string_view id) {
     if (!IsPlainName(id)) {
-        return "a share id is one name of a path, of 1 to 255 bytes";
+        return "a share id must be one component of a path, of 1 to 255 bytes";
     }
     if (HasControlCharacter(id)) {
-        return "a share id holds no control characters";
+        return "a share id must not hold control characters";
     }
-    return IsPartialName(id) ? "names that end in .partial are kept for what is unfinished" : "";
+    return IsPartialName(id) ? "names that end in .partial are reserved for unfinished files" : "";
 }
 
 }  // namespace jorvshare

@@ -30,7 +30,7 @@ TargetDirectory::TargetDirectory(const std::string& path, mode_t mode)
     struct stat attributes = {};
     if (::lstat(final_.c_str(), &attributes) == 0) {
         if (!S_ISDIR(attributes.st_mode) || !Root(final_).List("").empty()) {
-            throw ToolError(final_ + ": is there already and is not an empty directory");
+            throw ToolError(final_ + ": exists and is not an empty directory");
         }
         replaced_ = attributes.st_mode & 07777U;
     }
@@ -64,8 +64,8 @@ void TargetDirectory::TakeOver() {
         }
     }
     throw ToolError(partial_ +
-                    ": is in the way; a run would build there, and removes only what a "
-                    "killed run left");
+                    ": is in the way: the run builds there, and removes only what a killed "
+                    "run left");
 }
 
 void TargetDirectory::Begin(mode_t mode) {

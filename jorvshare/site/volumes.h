@@ -13,7 +13,7 @@ namespace jorvshare {
 inline constexpr std::uint64_t kFirstDcid = 64;
 
 inline constexpr const char* kVolumeMissing =
-    ": listed in the table of volumes and not there; is it mounted?";
+    ": listed in the table of volumes, but missing; is it mounted?";
 
 /// True when the volume directory is there, perhaps by a symbolic link. Throws ToolError when that
 /// cannot be found out.

@@ -130,10 +130,11 @@ TEST_P(Damage, AFileWithALineEndInItsNameIsNamedOnTheLineOfTheChange) {
     Pack();
     const Ended ended = Run("header-missing", {"--path", "a\nb"});
     EXPECT_EQ(ended.status, 0) << ended.err;
-    EXPECT_EQ(ended.out,
-              "kind: header-missing (a header file is removed, one file less)\nseed: 1\n"
-              "changed: removed " +
-                  share_ + R"(/head/a\nb)" + "\nexpect: no finding\n");
+    EXPECT_EQ(
+        ended.out,
+        "kind: header-missing (a header file is removed: the share has one file less)\nseed: 1\n"
+        "changed: removed " +
+            share_ + R"(/head/a\nb)" + "\nexpect: no finding\n");
 }
 
 TEST_P(Damage, SeedsChooseDifferentFiles) {
@@ -240,7 +241,7 @@ TEST_P(Damage, AnythingButAShareOfASiteIsRefused) {
     }
     const int held = ::open(site_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_EQ(::flock(held, LOCK_EX), 0);
-    ExpectRefused(Run("header-cut"), site_ + ": another run is at work here");
+    ExpectRefused(Run("header-cut"), site_ + ": in use by another run");
     ::close(held);
 }
 
@@ -254,10 +255,10 @@ TEST_P(Damage, ACopiedSiteDoesNotReachIntoTheFirst) {
     WriteFile(site_ + "/fstab", refstore::EncodeFstab({volume}));
     const auto before = Snapshot(temp_.Path());
     for (const ListedKind& kind : ListKinds()) {
-        ExpectRefused(Run(kind.name),
-                      "the volume " + volume + " is not inside " + site_ +
-                          "/volumes; a site that reaches elsewhere, as a copied one "
-                          "does, is not changed");
+        ExpectRefused(
+            Run(kind.name),
+            "the volume " + volume + " is not inside " + site_ +
+                "/volumes; a site with parts elsewhere, such as a copied site, is not changed");
     }
     EXPECT_EQ(Snapshot(temp_.Path()), before);
 }
@@ -279,10 +280,10 @@ TEST_P(Damage, NoPlaceOutsideThatTheConfigurationNamesIsChanged) {
         WriteFile(site_ + "/jorv.toml", text);
         const auto before = Snapshot(temp_.Path());
         for (const char* kind : {"header-cut", "image-missing", "volume-table-missing"}) {
-            ExpectRefused(Run(kind),
-                          std::string("the ") + what + " " + outside + " is not inside " + site_ +
-                              "; a site that reaches elsewhere, as a copied one does, is not "
-                              "changed");
+            ExpectRefused(
+                Run(kind),
+                std::string("the ") + what + " " + outside + " is not inside " + site_ +
+                    "; a site with parts elsewhere, such as a copied site, is not changed");
         }
         EXPECT_EQ(Snapshot(temp_.Path()), before);
     }
@@ -434,11 +435,11 @@ TEST_P(Damage, ACommandLineThatCannotBeUnderstoodIsAUsageError) {
         tool_test::ExpectMisused(RunTool(arguments), line);
     };
     misused({"damage", site_, "--share-id", "7", "--kind", "no-such"},
-            "--kind: no kind \"no-such\"; see jorvshare damage --list");
+            "--kind: unknown kind \"no-such\"; see jorvshare damage --list");
     misused({"damage", site_, "--share-id", "7", "--kind", ""},
-            "--kind: no kind \"\"; see jorvshare damage --list");
+            "--kind: unknown kind \"\"; see jorvshare damage --list");
     misused({"damage", site_, "--share-id", "7", "--kind", "no\nsuch"},
-            R"(--kind: no kind "no\nsuch"; see jorvshare damage --list)");
+            R"(--kind: unknown kind "no\nsuch"; see jorvshare damage --list)");
     misused({"damage", site_, "--share-id", "7"}, "--kind is required");
     misused({"damage", site_, "--kind", "header-cut"}, "--share-id is required");
     misused({"damage", "--share-id", "7", "--kind", "header-cut"}, "SITE is required");

@@ -402,7 +402,7 @@ TEST_F(MakeTest, ValuesOfTheWrongTypeAreRefused) {
 TEST_F(MakeTest, PathsThatLeadOutAreRefused) {
     const std::string path =
         ") must be a relative path without empty parts, \".\", \"..\" or NUL bytes";
-    const std::string name = ") must be one name of a path, of at most 255 bytes";
+    const std::string name = ") must be one component of a path, of at most 255 bytes";
     for (const std::string bad :
          {"", "/", "/etc/x", "..", "../x", "a/../x", "a/..", "./a", "a//b", "a/", "a\\u0000b"}) {
         ExpectRefused(R"({"shares":[{"id":"7","files":[{"path":")" + bad + "\"}]}]}",
@@ -453,8 +453,7 @@ TEST_F(MakeTest, ASiteIsMadeInANewOrEmptyDirectoryOnly) {
     fs::permissions(temp_ / "site", fs::perms{0700});
     MakeSound("{}");
     EXPECT_EQ(fs::status(temp_ / "site").permissions(), fs::perms{0700});
-    tool_test::ExpectRefused(Make("{}"),
-                             temp_ / "site: is there already and is not an empty directory");
+    tool_test::ExpectRefused(Make("{}"), temp_ / "site: exists and is not an empty directory");
     tool_test::ExpectRefused(
         RunTool({"make", temp_ / "none", temp_ / "other"}),
         "recipe " + (temp_ / "none") + ": No such file or directory (errno 2)");

@@ -47,9 +47,9 @@ class PackSiteTest : public testing::Test {
 
     void ExpectElsewhere(const std::string& what, const std::string& path,
                          const std::string& directory) {
-        ExpectRefused("8", "the " + what + " " + path + " is not inside " + directory +
-                               "; a site that reaches elsewhere, as a copied one does, is not "
-                               "changed");
+        ExpectRefused("8",
+                      "the " + what + " " + path + " is not inside " + directory +
+                          "; a site with parts elsewhere, such as a copied site, is not changed");
     }
 
     void Replace(const std::string& relative, const std::string& from, const std::string& to) {
@@ -65,7 +65,7 @@ TEST_F(PackSiteTest, AListedVolumeThatIsNotThereIsRefused) {
     ASSERT_EQ(Pack("7", {"--volumes", "2"}).status, 0);
     fs::rename(Site("volumes/v1"), temp_ / "unmounted");
     const std::string line =
-        Site("volumes/v1") + ": listed in the table of volumes and not there; is it mounted?";
+        Site("volumes/v1") + ": listed in the table of volumes, but missing; is it mounted?";
     ExpectRefused("8", line);
     fs::rename(temp_ / "unmounted", Site("volumes/v1"));
     fs::rename(Site("volumes"), temp_ / "unmounted");
@@ -83,7 +83,7 @@ TEST_F(PackSiteTest, AVolumeMayBeASymbolicLink) {
     EXPECT_TRUE(fs::exists(temp_ / "disk/65.bin"));
     fs::rename(temp_ / "disk", temp_ / "unmounted");
     ExpectRefused(
-        "9", Site("volumes/v1") + ": listed in the table of volumes and not there; is it mounted?");
+        "9", Site("volumes/v1") + ": listed in the table of volumes, but missing; is it mounted?");
 }
 
 // The checker takes a .bin anywhere on a volume for a container, and one without its .bhd beside it
@@ -167,8 +167,8 @@ TEST_F(PackSiteTest, NothingBehindASymbolicLinkInTheSiteIsWrittenOrRemoved) {
         const auto before = Snapshot(temp_.Path());
         const Ended ended = Pack("8", {"--vcopy", "P:T:j"});
         EXPECT_EQ(ended.status, 1);
-        EXPECT_TRUE(ended.err.ends_with(
-            ": a symbolic link or \"..\" is on the way, and none is followed\n"))
+        EXPECT_TRUE(
+            ended.err.ends_with(": a symbolic link or \"..\" is in the path; none is followed\n"))
             << ended.err;
         EXPECT_EQ(Snapshot(temp_.Path()), before) << name;
         fs::remove(Site(name));
@@ -187,8 +187,8 @@ TEST_F(PackSiteTest, WhatAKilledRunLeftBesideANewSiteIsRemoved) {
 
 TEST_F(PackSiteTest, WhatSomebodyElsePutBesideANewSiteIsInTheWay) {
     const std::string line = temp_ /
-                             "site.partial: is in the way; a run would build there, and removes "
-                             "only what a killed run left";
+                             "site.partial: is in the way: the run builds there, and removes only "
+                             "what a killed run left";
     for (const char* name :
          {"site.partial", "site.partial/notes", "site.partial/jorvshare-unfinished-2/x"}) {
         WriteFile(temp_ / name, "p");
@@ -232,7 +232,7 @@ TEST_F(PackSiteTest, ARunThatIsRefusedClearsNothing) {
     ASSERT_EQ(Pack("7").status, 0);
     WriteFile(Site("meta/7/7.partial/x"), "x");
     WriteFile(Site("volumes/v1/containers.partial/x"), "x");
-    ExpectRefused("7", Site() + ": share 7 is there already");
+    ExpectRefused("7", Site() + ": share 7 exists already");
 }
 
 // The image is put in place just before its share. A run that was killed between the two leaves an
@@ -245,7 +245,7 @@ TEST_F(PackSiteTest, AnImageThatNoShareListsIsReplaced) {
     EXPECT_EQ(refstore::LoadImageRecord(Site("images/P/T/i")).name, "i");
     const auto before = Snapshot(Site());
     tool_test::ExpectRefused(Pack("9", {"--vcopy", "P:T:i"}),
-                             Site("images/P/T/i") + ": the image is there already");
+                             Site("images/P/T/i") + ": the image exists already");
     EXPECT_EQ(Snapshot(Site()), before);
 }
 

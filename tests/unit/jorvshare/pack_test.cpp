@@ -242,7 +242,7 @@ TEST_F(PackTest, ASiteKeepsItsLayout) {
                   temp_ / "site: the site's layout is tables, not files");
     ExpectRefused(Pack("8", {"--table-span", "3"}),
                   temp_ / "site: the site's tables span 4 GiB, not 3");
-    ExpectRefused(Pack("7"), temp_ / "site: share 7 is there already");
+    ExpectRefused(Pack("7"), temp_ / "site: share 7 exists already");
     EXPECT_EQ(Snapshot(temp_ / "site"), before);
 }
 
@@ -250,13 +250,14 @@ TEST_F(PackTest, ShareIdsThatCannotBeADirectoryAreRefused) {
     MakeDirs(temp_ / "source");
     for (const std::string& id : {std::string(), std::string("."), std::string(".."),
                                   std::string("a/b"), std::string("/"), std::string(256, 'i')}) {
-        ExpectMisused(Pack(id), "--share-id: a share id is one name of a path, of 1 to 255 bytes");
+        ExpectMisused(Pack(id),
+                      "--share-id: a share id must be one component of a path, of 1 to 255 bytes");
     }
     for (const char* id : {"7\r", "a\nb", "\x1b[31m", "\x7f"}) {
-        ExpectMisused(Pack(id), "--share-id: a share id holds no control characters");
+        ExpectMisused(Pack(id), "--share-id: a share id must not hold control characters");
     }
     ExpectMisused(Pack("8.partial"),
-                  "--share-id: names that end in .partial are kept for what is unfinished");
+                  "--share-id: names that end in .partial are reserved for unfinished files");
     EXPECT_FALSE(fs::exists(temp_ / "site"));
     EXPECT_EQ(Pack(std::string(255, 'i')).status, 0);
     EXPECT_EQ(Pack("...").status, 0);
@@ -425,12 +426,13 @@ TEST_F(PackTest, AVirtualCopyGetsItsImageAndItsList) {
     EXPECT_EQ(refstore::LoadImageRecord(temp_ / "site/images/P/12:30/i1"), expected);
     const auto before = Snapshot(temp_ / "site");
     ExpectRefused(Pack("8", {"--vcopy", "P:12:30:i1"}),
-                  temp_ / "site/images/P/12:30/i1: the image is there already");
+                  temp_ / "site/images/P/12:30/i1: the image exists already");
     for (const char* bad : {"P", "P:T", "P:T:", ":T:n", "P::n", "..:T:n", "P:a/b:n", "P:T:a;b",
                             "P:T:n.partial", "P\nQ:T:n", "P:T:n\x7f"}) {
-        ExpectMisused(Pack("8", {std::string("--vcopy=") + bad}),
-                      "--vcopy: expected POLICY:TIME:NAME, three names of a path without control "
-                      "characters; NAME holds no \";\" and does not end in .partial");
+        ExpectMisused(
+            Pack("8", {std::string("--vcopy=") + bad}),
+            "--vcopy: expected POLICY:TIME:NAME, three components of a path without control "
+            "characters; NAME must not hold \";\" or end in .partial");
     }
     EXPECT_EQ(Snapshot(temp_ / "site"), before);
 }
@@ -449,7 +451,7 @@ TEST_F(PackTest, ASiteThatAnotherPackHoldsIsRefused) {
     ASSERT_EQ(Pack("7").status, 0);
     const int held = ::open((temp_ / "site").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_EQ(::flock(held, LOCK_EX), 0);
-    ExpectRefused(Pack("8"), temp_ / "site: another run is at work here");
+    ExpectRefused(Pack("8"), temp_ / "site: in use by another run");
     ::close(held);
     EXPECT_EQ(Pack("8").status, 0);
 }

@@ -52,7 +52,7 @@ TEST_F(RootTest, NoOperationLeavesTheDirectory) {
     for (const std::string way : {"link", "inner", "..", "d/../..", "/"}) {
         const auto line = [&](const std::string& path) {
             return temp_ / ("root/" + path) +
-                   ": a symbolic link or \"..\" is on the way, and none is followed";
+                   ": a symbolic link or \"..\" is in the path; none is followed";
         };
         const std::string path = way + "/x";
         // What would be opened is named: the path itself, or what is to hold it.
@@ -68,9 +68,8 @@ TEST_F(RootTest, NoOperationLeavesTheDirectory) {
         ExpectRefused([&](const Root& root) { static_cast<void>(root.TypeOf(path)); }, line(path));
         ExpectRefused([&](const Root& root) { static_cast<void>(root.List(way)); }, line(way));
     }
-    ExpectRefused(
-        [&](const Root& root) { static_cast<void>(root.Open("file", O_RDONLY)); },
-        temp_ / "root/file: a symbolic link or \"..\" is on the way, and none is followed");
+    ExpectRefused([&](const Root& root) { static_cast<void>(root.Open("file", O_RDONLY)); },
+                  temp_ / "root/file: a symbolic link or \"..\" is in the path; none is followed");
 }
 
 TEST_F(RootTest, ALinkItselfCanBeSeenListedAndRemoved) {

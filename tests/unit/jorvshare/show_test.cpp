@@ -233,7 +233,7 @@ TEST_F(ShowTest, ADamagedOrForeignFileIsOneLineOfError) {
         WriteFile(path, foreign);
         refused(path,
                 path +
-                    ": no header file, extent file, container index, container image or mapping "
+                    ": not a header file, extent file, container index, container image or mapping "
                     "tables (bad magic number)");
     }
     refused(temp_ / "none", "file " + (temp_ / "none") + ": No such file or directory (errno 2)");
@@ -253,9 +253,9 @@ TEST_F(ShowTest, WhatIsNotShownItselfSaysWhereToLook) {
     const auto refused = [](const std::string& path, const std::string& why) {
         tool_test::ExpectRefused(RunTool({"show", path}), path + ": " + why);
     };
-    refused(temp_ / "site", "a site; show what is below its meta/<digit>/<share id>");
+    refused(temp_ / "site", "a site; show a file below its meta/<digit>/<share id>");
     refused(temp_ / "site/meta/7/7",
-            "a share; show a file below its head, or what is of its name below map");
+            "a share; show a file below its head, or the entry of the same name below map");
     refused(temp_ / "site/volumes/v1/64.bin",
             "the data of a container; show its index, " + (temp_ / "site/volumes/v1/64.bhd"));
     EXPECT_EQ(RunTool({"show", temp_ / "site/meta/7/7/map/f"}).status, 0);

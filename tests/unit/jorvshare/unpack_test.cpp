@@ -89,7 +89,7 @@ TEST_F(UnpackTest, AMissingContainerIsDamage) {
 TEST_F(UnpackTest, AVolumeThatIsNotThereMattersOnlyToItsData) {
     const std::string v1 = temp_ / "site/volumes/v1";
     const std::string warning = "jorvshare: warning: " + v1 +
-                                ": listed in the table of volumes and not there; is it mounted?\n";
+                                ": listed in the table of volumes, but missing; is it mounted?\n";
     WriteFile(temp_ / "local/f", "only local data");
     ASSERT_EQ(RunTool({"pack", temp_ / "local", temp_ / "site", "--share-id", "8"}).status, 0);
     fs::rename(v1, temp_ / "unmounted");
@@ -179,7 +179,7 @@ TEST_F(UnpackTest, SymbolicLinksInTheShareLeadNowhere) {
         fs::rename(temp_ / "aside", Share(relative));
     };
     const auto link = [this](const std::string& relative) {
-        return Share(relative) + ": a symbolic link or \"..\" is on the way, and none is followed";
+        return Share(relative) + ": a symbolic link or \"..\" is in the path; none is followed";
     };
     plant("head/d/f", "outside/x");
     ExpectRefused(Unpack(), "damaged file d/f: " + link("head/d/f"));
@@ -208,14 +208,12 @@ TEST_F(UnpackTest, SymbolicLinksInTheShareLeadNowhere) {
 
 TEST_F(UnpackTest, DestinationsThatHoldSomethingAreRefused) {
     WriteFile(temp_ / "full/x", "x");
-    ExpectRefused(Unpack("7", "full"),
-                  temp_ / "full: is there already and is not an empty directory");
-    ExpectRefused(Unpack("7", "full/x"),
-                  temp_ / "full/x: is there already and is not an empty directory");
+    ExpectRefused(Unpack("7", "full"), temp_ / "full: exists and is not an empty directory");
+    ExpectRefused(Unpack("7", "full/x"), temp_ / "full/x: exists and is not an empty directory");
     WriteFile(temp_ / "new.partial/x", "x");
     ExpectRefused(Unpack("7", "new"), temp_ /
-                                          "new.partial: is in the way; a run would build there, "
-                                          "and removes only what a killed run left");
+                                          "new.partial: is in the way: the run builds there, and "
+                                          "removes only what a killed run left");
     ExpectRefused(Unpack("7", "none/new"), temp_ / "none/new: No such file or directory (errno 2)");
     ExpectRefused(Unpack("7", "site/new"), "the destination " + (temp_ / "site/new") +
                                                " lies inside the site " + (temp_ / "site"));

@@ -175,7 +175,7 @@ TEST_P(VerifyTest, AnEntryWithoutDataIsDamageOfTheContainerAlone) {
     WriteFile(path, refstore::EncodeContainerIndex(index));
     ExpectDamage({}, {"64"});
     EXPECT_EQ(Verify().err, "jorvshare: damaged container 64: container data " + site_ +
-                                "/volumes/v1/64.bin: index does not fit the data\n");
+                                "/volumes/v1/64.bin: index does not match the data\n");
 }
 
 TEST_P(VerifyTest, ABadSectorCostsTheFilesThatUseIt) {
@@ -222,9 +222,9 @@ TEST_P(VerifyTest, AFolderThatCannotBeLookedIntoCostsNothingOutsideOfIt) {
     fs::create_directory(site_ + "/meta/7/7/head/deep");
     fs::create_directory(site_ + "/meta/7/7/head/deep/er");
     fs::create_directory_symlink("z", site_ + "/meta/7/7/map/deep");
-    const std::string line = "jorvshare: " + site_ +
-                             "/meta/7/7/map/deep/er: a symbolic link or \"..\" is on the way, and "
-                             "none is followed\n";
+    const std::string line =
+        "jorvshare: " + site_ +
+        "/meta/7/7/map/deep/er: a symbolic link or \"..\" is in the path; none is followed\n";
     const Ended ended = Verify();
     EXPECT_EQ(ended.err, line);
     EXPECT_EQ(ended.out,
@@ -266,7 +266,7 @@ TEST_P(VerifyTest, AVolumeThatIsGoneIsWarnedOf) {
     const Ended ended = Verify({"--path", "two"});
     EXPECT_TRUE(ended.err.starts_with(
         "jorvshare: warning: " + site_ +
-        "/volumes/v1: listed in the table of volumes and not there; is it mounted?\n"))
+        "/volumes/v1: listed in the table of volumes, but missing; is it mounted?\n"))
         << ended.err;
     EXPECT_EQ(ended.status, 1);
 }
