@@ -18,7 +18,7 @@ ends() {
         exit 1
     fi
 }
-run() { jorvaudit plan fleet.toml | { grep "${1:-.}" || true; } | xargs -d '\n' -P 2 -I '{}' sh -c '{}' >printed 2>&1 || true; }
+run() { jorvaudit plan fleet.toml | xargs -d '\n' -P 2 -I '{}' sh -c '{}' >printed 2>&1 || true; }
 merge() { ends "$1" jorvaudit merge --fleet fleet.toml; }
 # value EXPRESSION: of the fleet's report.
 value() { python3 -c 'import json, sys; r = json.load(open("audits/fleet.json")); print(eval(sys.argv[1]))' "$1"; }
