@@ -107,7 +107,9 @@ class Blocks {
             "%llu blocks and directories failed, %llu runs of the checker, %llu audits, "
             "%llu wrong\n",
             Shown(tried_), Shown(runs_), Shown(audits_), Shown(wrong_));
-        return wrong_ == 0 ? 0 : 1;
+        // A run in which nothing fails shows nothing.
+        std::printf("%llu failures in runs of the checker\n", Shown(failures_));
+        return wrong_ == 0 && failures_ > 0 ? 0 : 1;
     }
 
   private:
@@ -215,6 +217,7 @@ class Blocks {
         how.program = hasFuse_ && runs_ % kProgramEvery == 0 ? checker_ : "";
         ++runs_;
         const model::Ended ended = model::RunChecker(invocation, how);
+        failures_ += files_->Failures();
         const std::string difference =
             model::Difference(predicted, ended.out, ended.err, ended.status);
         if (ended.hung || ended.signal != 0 || !difference.empty()) {
@@ -310,6 +313,7 @@ class Blocks {
     std::uint64_t runs_ = 0;
     std::uint64_t audits_ = 0;
     std::uint64_t wrong_ = 0;
+    std::uint64_t failures_ = 0;
 };
 
 }  // namespace
