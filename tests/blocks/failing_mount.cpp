@@ -5,7 +5,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <fuse3/fuse.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -13,31 +12,14 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
-#include <climits>
 #include <csignal>
-#include <cstring>
-#include <limits>
 #include <memory>
-#include <new>
 #include <stdexcept>
 
 namespace blocks {
 
-/// What fails, in memory that both processes have. It changes only while nothing reads.
-struct FailingMount::Fault {
-    std::array<char, PATH_MAX> path;  ///< from the mount's root, with a slash in front
-    std::uint64_t block;
-    std::atomic<int> left;  ///< failures to come; below 0 there is no end to them
-    std::atomic<std::uint64_t> failures;
-};
-
 namespace {
-
-using Fault = FailingMount::Fault;
-
-constexpr std::uint64_t kListing = std::numeric_limits<std::uint64_t>::max();
 
 struct Server {
     std::string source;
@@ -54,26 +36,6 @@ std::string Source(const char* path) {
 
 int Result(bool done) {
     return done ? 0 : -errno;
-}
-
-/// Takes one failure, if there is one left for this place.
-bool TakeFailure(const char* path, std::uint64_t block) {
-    Fault& fault = *Here().fault;
-    if (fault.left == 0 || fault.block != block || std::strcmp(fault.path.data(), path) != 0) {
-        return false;
-    }
-    if (fault.left > 0) {
-        --fault.left;
-    }
-    ++fault.failures;
-    return true;
-}
-
-/// Whether the block at an offset is the one that fails, now or from the next read on.
-bool IsFailing(const char* path, std::uint64_t offset) {
-    const Fault& fault = *Here().fault;
-    return fault.left != 0 && fault.block == offset / kBlock &&
-           std::strcmp(fault.path.data(), path) == 0;
 }
 
 void* Start(fuse_conn_info* /*connection*/, fuse_config* settings) {
@@ -111,11 +73,9 @@ int Read(const char* path, char* buffer, std::size_t size, off_t offset, fuse_fi
     const auto begin = static_cast<std::uint64_t>(offset);
     const std::uint64_t end =
         std::min(begin + size, static_cast<std::uint64_t>(attributes.st_size));
-    std::uint64_t readable = begin;
-    while (readable < end && !IsFailing(path, readable)) {
-        readable = std::min(end, (readable / kBlock + 1) * kBlock);
-    }
-    if (readable == begin && begin < end && TakeFailure(path, begin / kBlock)) {
+    Fault& fault = *Here().fault;
+    const std::uint64_t readable = fault.ReadableFrom(path, begin, end);
+    if (readable == begin && begin < end && fault.Take(path, begin / kBlock)) {
         return -EIO;
     }
     const ssize_t count = ::pread(static_cast<int>(file->fh), buffer, readable - begin, offset);
@@ -129,7 +89,7 @@ int Release(const char* /*path*/, fuse_file_info* file) {
 
 int ReadDirectory(const char* path, void* buffer, fuse_fill_dir_t fill, off_t /*offset*/,
                   fuse_file_info* /*file*/, fuse_readdir_flags /*flags*/) {
-    if (TakeFailure(path, kListing)) {
+    if (Here().fault->Take(path, kListing)) {
         return -EIO;
     }
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(::opendir(Source(path).c_str()), &::closedir);
@@ -176,15 +136,11 @@ bool Serve(Server server, const std::string& place, int ready) {
 
 }  // namespace
 
-FailingMount::FailingMount(const std::string& source, const std::string& place)
-    : fault_(nullptr), server_(-1) {
-    void* const shared =
-        ::mmap(nullptr, sizeof(Fault), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+FailingMount::FailingMount(const std::string& source, const std::string& place) : server_(-1) {
     std::array<int, 2> ready = {};
-    if (shared == MAP_FAILED || ::pipe2(ready.data(), O_CLOEXEC) != 0) {
-        throw std::runtime_error("no memory to share, or no pipe");
+    if (::pipe2(ready.data(), O_CLOEXEC) != 0) {
+        throw std::runtime_error("no pipe");
     }
-    fault_ = new (shared) Fault();
     server_ = ::fork();
     if (server_ == 0) {
         ::close(ready[0]);
@@ -203,36 +159,6 @@ FailingMount::FailingMount(const std::string& source, const std::string& place)
 FailingMount::~FailingMount() {
     ::kill(server_, SIGTERM);
     ::waitpid(server_, nullptr, 0);
-    ::munmap(fault_, sizeof(Fault));
-}
-
-void FailingMount::Fail(const std::string& relative, std::uint64_t block, Times times) {
-    Set(relative, block, times == Times::kOnce ? 1 : -1);
-}
-
-void FailingMount::FailListing(const std::string& relative) {
-    Set(relative, kListing, -1);
-}
-
-void FailingMount::FailNothing() {
-    fault_->left = 0;
-    fault_->failures = 0;
-}
-
-std::uint64_t FailingMount::Failures() const {
-    return fault_->failures;
-}
-
-void FailingMount::Set(const std::string& relative, std::uint64_t block, int times) {
-    const std::string path = "/" + relative;
-    if (path.size() >= fault_->path.size()) {
-        throw std::runtime_error("path too long: " + relative);
-    }
-    FailNothing();
-    std::ranges::copy(path, fault_->path.begin());
-    fault_->path.at(path.size()) = '\0';
-    fault_->block = block;
-    fault_->left = times;
 }
 
 }  // namespace blocks

@@ -89,6 +89,12 @@ TEST(Judge, IndependentDamageIsFoundSideBySide) {
                 ElementsAre("corrupt-dcid-list", "unmatched-fingerprint"));
 }
 
+TEST(Judge, AChecksumOverAPartThatCouldBeReadIsAStorageUnitThatCannotBeRead) {
+    EXPECT_THAT(
+        IdsFor(Whole(), {.unitError = EIO}, Said({{&lines::kChecksumFailed, {"/s/map/d/f"}}})),
+        ElementsAre("storage-unit-unreadable"));
+}
+
 TEST(Judge, AHeaderWithoutExtentsIsAFindingUnlessATableFileIsEmpty) {
     FileEntry file = Whole();
     file.extents = Has::kNothing;
