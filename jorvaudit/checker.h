@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <functional>
 #include <set>
 #include <string>
@@ -54,7 +55,7 @@ class LineReader {
     void TakeLine(lines::Stream stream, std::string_view line);
 
     const std::set<std::string>* expected_;
-    std::string rest_[2];
+    std::array<std::string, 2> rest_;
     std::vector<KnownLine> findings_;
     std::vector<std::string> unknown_;
     std::string raw_;
