@@ -18,7 +18,7 @@ struct Comparison {
 Comparison Compare(const Report& older, const Report& newer);
 
 /// Findings for people, under a title with their number.
-/// @param since for those that do not say since when they are there; 0: this is not told.
+/// @param since for findings without a time of their own; 0: no time is printed.
 std::string ListText(const std::string& title, const std::vector<const Finding*>& findings,
                      std::int64_t since = 0);
 

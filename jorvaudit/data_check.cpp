@@ -87,7 +87,7 @@ class DataCheck {
             RunOver({}, configuration_);
             RunApart();
         } else if (sums_.hostile > 0 || !apart_.empty()) {
-            // Its lines could not be told from names.
+            // Its lines could not be distinguished from names.
             AddEnd(
                 "names of files hold line ends, and the storage library cannot be pointed at "
                 "a part of a share");

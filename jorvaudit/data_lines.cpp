@@ -33,7 +33,7 @@ constexpr std::array kSilent = {&lines::kHeaderMissing, &lines::kHeaderNotLoaded
 
 constexpr std::string_view kSummary = "[ERROR]: File information, path: ";
 
-// Progress has no line end, so what comes after it stands on the same line, more progress too.
+// Progress has no line end, so the next output is on the same line, more progress too.
 std::string_view WithoutProgress(std::string_view text) {
     while (!text.empty()) {
         const std::string_view piece = text.substr(0, text.find_first_not_of("0123456789/", 1));

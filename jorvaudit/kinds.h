@@ -6,8 +6,8 @@
 
 #include "lines/lines.h"
 
-/// The kinds of findings: what each means and what to do about it. Kinds that a line of the checker
-/// stands for take id, meaning and advice from the catalogue of lines.
+/// The kinds of findings: what each means and what to do about it. A kind of a line of
+/// the checker takes id, meaning and advice from the catalogue of lines.
 namespace jorvaudit {
 
 /// What a finding says about the share, and so about the exit status.

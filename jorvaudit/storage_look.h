@@ -36,7 +36,7 @@ StorageFacts AskStorage(const std::string& id);
 std::string Encode(const StorageFacts& facts);
 StorageFacts DecodeFacts(const std::string& bytes);
 
-/// What a look at one file told. Error numbers are errno values, 0 for none.
+/// The result of a look at one file. Error numbers are errno values, 0 for none.
 struct FileFacts {
     int headerError = 0;
     std::int64_t size = 0;

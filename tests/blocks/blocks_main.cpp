@@ -167,7 +167,7 @@ class Blocks {
                     (times == Times::kOnce ? ", once" : ", for good");
             const auto fail = [&] { files_->Fail(relative, block, times); };
             for (const auto& arguments : modes) {
-                // The file data check opens a table and loads it anew whatever came of that.
+                // The file data check opens a table and loads it anew even when that failed.
                 const bool isMadeUpFor = times == Times::kOnce &&
                                          arguments.front() == "--share_id" &&
                                          relative.ends_with("/data.mdb");

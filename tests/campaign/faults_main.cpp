@@ -127,7 +127,7 @@ class Faults {
         if (isMissing && !allowed.silent) {
             return "lines are missing, and nothing says why";
         }
-        return allowed.mustBeTold.empty() ? "" : "not told: " + allowed.mustBeTold;
+        return allowed.mustBeTold.empty() ? "" : "not reported: " + allowed.mustBeTold;
     }
 
     void Judge(const Scene& scene, const std::string& group, const std::string& what,
@@ -188,7 +188,7 @@ class Faults {
         allowed.outputLost = fault.call == "write";
         const std::string group = fault.call + (injected.beforeMain ? ", before main" : "");
         if (injected.beforeMain && injected.ended.signal != 0) {
-            // The C library's own start; told apart, not hidden.
+            // The C library's own start; counted in a group of its own, not hidden.
             allowed.signal = injected.ended.signal;
         }
         for (const std::string& call : injected.calls) {

@@ -15,7 +15,7 @@ namespace campaign {
 
 namespace {
 
-// Not brk: it never returns an error number, and what it is told to return would pass for a break.
+// Not brk: it never returns an error number, and the value that is injected would pass for a break.
 // Limits on memory make it fail as it does.
 constexpr std::array<std::string_view, 19> kCalls = {
     "openat", "read",     "pread64",  "newfstatat", "statx", "getdents64", "close",
@@ -84,7 +84,7 @@ std::map<std::string, std::uint64_t> CountCalls(const Scene& scene, const std::s
 
 std::string Describe(const Fault& fault) {
     return fault.call + " " + fault.error + " " + std::to_string(fault.when) +
-           (fault.everAfter ? " and all behind it" : "");
+           (fault.everAfter ? " and all after it" : "");
 }
 
 Injected RunWithFault(const Scene& scene, const std::string& program, const Fault& fault) {

@@ -10,7 +10,7 @@
 
 namespace campaign {
 
-/// How often a run makes each system call that can be told to fail, in the thread that makes it
+/// How often a run makes each system call that can be made to fail, in the thread that makes it
 /// most often.
 std::map<std::string, std::uint64_t> CountCalls(const Scene& scene, const std::string& program);
 
@@ -19,7 +19,7 @@ struct Fault {
     std::string call;
     std::string error;
     std::uint64_t when = 1;  ///< the which of its kind in a thread
-    bool everAfter = false;  ///< and all behind it
+    bool everAfter = false;  ///< and all after it
 };
 
 std::string Describe(const Fault& fault);

@@ -9,7 +9,7 @@
 
 namespace campaign {
 
-/// The lines of a text; what stands behind the last line end is one as well, unless it is empty.
+/// The lines of a text; the text after the last line end is one as well, unless it is empty.
 std::vector<std::string> LinesOf(std::string_view text);
 
 /// Whether a text has a line more often than the other has it.

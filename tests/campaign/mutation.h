@@ -16,7 +16,7 @@ enum class Change : std::uint8_t {
     kSwapPieces,    ///< two pieces change places
     kForeignPiece,  ///< a piece is taken from another file of the kind
     kFields,        ///< 1 to 3 integers of the structure get telling values
-    kObject,        ///< something else stands in the file's place
+    kObject,        ///< something else is in the file's place
 };
 
 std::string_view NameOf(Change change);

@@ -6,7 +6,7 @@
 
 namespace campaign {
 
-/// What stands where a file should.
+/// What is put in the place of a file.
 enum class Object : std::uint8_t {
     kNothing,
     kDirectory,

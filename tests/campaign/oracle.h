@@ -16,7 +16,7 @@ enum class Outcome : std::uint8_t {
     kOther,        ///< other lines than those of the sound share, and the model's
     kSame,         ///< the lines of the sound share, and the model's
     kEnded,        ///< the run ended with its one line and 255, as the model's
-    kUnexplained,  ///< whatever should not be
+    kUnexplained,  ///< anything that should not be
 };
 inline constexpr std::size_t kOutcomes = 4;
 

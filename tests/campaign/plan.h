@@ -15,8 +15,8 @@ struct Trial {
 };
 
 /// Every trial of the campaign, in an order that only the scenes decide: a trial's place in it is
-/// its number. `seed` and the number of random changes per file decide the random ones, which stand
-/// behind all others.
+/// its number. `seed` and the number of random changes per file decide the random ones, which come
+/// after all others.
 std::vector<Trial> MakePlan(const std::vector<Scene>& scenes, std::uint64_t seed,
                             std::uint64_t randomPerFile);
 

@@ -30,7 +30,7 @@ bool IsSealed(FileKind kind);
 struct Victim {
     FileKind kind = FileKind::kHeader;
     std::string path;
-    /// Every byte and every length is tried; else only pages, fields and what stands in its place.
+    /// Every byte and every length is tried; else only pages, fields and objects in its place.
     bool exhaustive = true;
 };
 

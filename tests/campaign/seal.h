@@ -14,7 +14,7 @@ void Seal(FileKind kind, std::string& bytes);
 enum class Layer : std::uint8_t {
     kFrame,      ///< magic, version, lengths
     kSeal,       ///< the checksum over all bytes
-    kStructure,  ///< the structure behind a seal that fits
+    kStructure,  ///< the structure, under a valid seal
     kLoaded,     ///< none: the values reach the checks
     kNone,       ///< the file is none that is loaded by itself
 };

@@ -19,7 +19,7 @@ bool IsMadeUpFor(const Scene& scene, const std::string& call, bool everAfter) {
         (Has(call, "/data.mdb\"") || Has(call, "/vcopy.dat\""))) {
         return true;
     }
-    // The file data check opens a table and loads it anew whatever came of that.
+    // The file data check opens a table and loads it anew even when that failed.
     return scene.fileData && !everAfter && Has(call, "/data.mdb");
 }
 

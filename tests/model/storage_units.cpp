@@ -37,7 +37,7 @@ std::uint64_t Checksum(std::span<const char> bytes) {
     return sum & 0x7fffffffU;
 }
 
-/// What can be read from where the file stands, at most `length` bytes.
+/// The bytes that can be read from the file's position, at most `length`.
 std::string ReadUpTo(int file, std::size_t length) {
     std::string bytes(length, '\0');
     std::size_t have = 0;

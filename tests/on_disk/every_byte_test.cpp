@@ -122,8 +122,8 @@ class EveryByte : public testing::Test {
                " found\n";
     }
 
-    /// Puts the whole sound file of a second user file in the place of the first one's: nothing in
-    /// a file says whose it is, and each check takes it for what it stands for.
+    /// Puts the whole sound file of a second user file in the place of the first one's: no file
+    /// names its owner, so each check takes it for the file that belongs there.
     void ExpectNotFound(const std::string& path, std::span<const std::byte> another) {
         ASSERT_EQ(Check(), "");
         ASSERT_NE(test_support::ReadFile(path),

@@ -1,5 +1,5 @@
-# A storage library that crashes or hangs on chosen files costs those files alone, and leaves nothing
-# behind: no process, no core file, no view.
+# A storage library that crashes or hangs on chosen files costs those files alone, and leaves
+# nothing: no process, no core file, no view.
 bin=$1
 work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")
 trap 'rm -rf "$work"' EXIT

@@ -91,7 +91,7 @@ for layout in files tables; do
     fi
     # No view is left, no process, and the share is as it was.
     if find views -mindepth 1 | grep .; then
-        echo 'a view was left behind'
+        echo 'a view was left'
         exit 1
     fi
     rm -rf site one jobs-* part-? without-2 merged killed whole stopped

@@ -1,5 +1,5 @@
-# The commands of a fleet: complete, one a line, in the order of the plan, the same words for any shell
-# whatever the paths hold; run side by side they make the reports of the shares. A plan with a
+# The commands of a fleet: complete, one a line, in the order of the plan, the same words for any shell,
+# also with hostile paths; run side by side they make the reports of the shares. A plan with a
 # mistake is refused with its line.
 bin=$1
 work=$(mktemp -d "${TMPDIR:-/tmp}/jorv-XXXXXX")

@@ -128,4 +128,4 @@ done
 # What the killed runs had on its way is cleared by the next.
 "$bin/jorvshare" damage site --share-id 7 --kind header-cut >/dev/null
 [[ -z $(find site -name '*.partial') ]]
-echo "damage: killed $killed times of $i, the share as before or as told"
+echo "damage: killed $killed times of $i, the share as before or as announced"

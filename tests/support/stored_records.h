@@ -8,7 +8,7 @@
 #include "storage/fingerprint.h"
 #include "storage/mapping_table.h"
 
-/// What a share stores, as tests say it: the plain values behind the storage interface.
+/// What a share stores, as tests write it: the plain values that the storage interface reads.
 namespace test_support {
 
 /// A fingerprint whose 32 bytes are all `byte`.
