@@ -1,3 +1,6 @@
+// The inlines of the fortified C library would hide the definitions below.
+#undef _FORTIFY_SOURCE
+
 #include "tests/blocks/failing_reads.h"
 
 #include <sys/stat.h>
