@@ -28,7 +28,9 @@ bool HasRoom(const std::string& directory) {
     struct statvfs room = {};
     return ::access(directory.c_str(), W_OK | X_OK) == 0 &&
            ::statvfs(directory.c_str(), &room) == 0 &&
-           room.f_bavail * room.f_frsize > kEnoughBytes && room.f_favail > kEnoughFiles;
+           room.f_bavail * room.f_frsize > kEnoughBytes &&
+           // A file system without a bound on its files counts none.
+           (room.f_files == 0 || room.f_favail > kEnoughFiles);
 }
 
 std::string Base() {
