@@ -217,7 +217,7 @@ constexpr std::array<Kind, 16> kKinds = {{
      ChooseExtentFile, PutDirectory},
     {"extent-offset-negative", "the offset of a local extent is negative: seeking fails", kUnsought,
      kNotForLayout, ChooseLocalExtents, MakeOffsetNegative},
-    {"extent-offset-behind", "the offset of a local extent is after all data: reading fails",
+    {"extent-offset-large", "the offset of a local extent is after all data: reading fails",
      kUnread, kNotForLayout, ChooseLocalExtents, MakeOffsetLarge},
     {"extent-empty", "a local extent has no bytes", kUnread, kNotForLayout, ChooseLocalExtents,
      MakeEmpty},

@@ -7,17 +7,8 @@ trap 'rm -rf "$work"' EXIT
 cd "$work"
 audit=$bin/jorvaudit
 
-# ends STATUS COMMAND...: output to "out" and "err".
-ends() {
-    local wanted=$1 status=0
-    shift
-    "$@" >out 2>err || status=$?
-    if (( status != wanted )); then
-        echo "status $status, not $wanted: $*"
-        cat out err
-        exit 1
-    fi
-}
+# shellcheck source=tests/program/ends.bash
+source "$project/tests/program/ends.bash"
 
 mkdir source
 for i in {1..60}; do

@@ -7,17 +7,8 @@ trap 'rm -rf "$work"' EXIT
 cd "$work"
 export PATH=$bin:$PATH
 
-# ends STATUS COMMAND...: output to "out" and "err".
-ends() {
-    local wanted=$1 status=0
-    shift
-    "$@" >out 2>err || status=$?
-    if (( status != wanted )); then
-        echo "status $status, not $wanted: $*"
-        cat out err
-        exit 1
-    fi
-}
+# shellcheck source=tests/program/ends.bash
+source "$project/tests/program/ends.bash"
 run() { jorvaudit plan fleet.toml | xargs -d '\n' -P 2 -I '{}' sh -c '{}' >printed 2>&1 || true; }
 merge() { ends "$1" jorvaudit merge --fleet fleet.toml; }
 # value EXPRESSION: of the fleet's report.

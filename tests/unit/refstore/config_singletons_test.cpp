@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -77,11 +79,15 @@ TEST(Configuration, AMissingFileThatIsNamedIsUnusable) {
 }
 
 TEST(Configuration, NothingAtTheDefaultPlaceMeansTheDefaultsWithoutAWord) {
-    if (std::filesystem::exists("/etc/jorv/jorv.toml")) {
-        GTEST_SKIP() << "this machine has a configuration";
-    }
-    ExpectInChild([] {
-        ::unsetenv("JORV_CONFIG");
+    // In a root of its own: this machine may have a configuration.
+    const test_support::TempDir root;
+    std::filesystem::create_directory(root / "tmp");
+    ExpectInChild([&root] {
+        ASSERT_TRUE(::geteuid() == 0 || ::unshare(CLONE_NEWUSER) == 0);
+        ASSERT_EQ(::chroot(root.Path().c_str()), 0);
+        for (const char* const variable : {"JORV_CONFIG", "TMPDIR", "TEST_TMPDIR"}) {
+            ::unsetenv(variable);
+        }
         testing::internal::CaptureStderr();
         EXPECT_EQ(JorvConfig::GetInstance()->useFileExtMap, 0);
         EXPECT_EQ(FileSystemDaemonConfig::GetInstance()->GetMetaDirPath(), "/var/lib/jorv/meta");
