@@ -1,10 +1,10 @@
 #include "jorvshare/pack/share_writer.h"
 
 #include <algorithm>
+#include <span>
 #include <stdexcept>
 #include <utility>
 
-#include "jorvshare/pack/local_store.h"
 #include "jorvshare/site/keep_going.h"
 #include "refstore/extent/extent_record.h"
 #include "refstore/extent/sampled_checksum.h"
@@ -21,6 +21,52 @@ namespace {
 constexpr std::int64_t kTransId = 1;
 constexpr mode_t kDirectoryMode = 0700;
 constexpr mode_t kFileMode = 0644;
+
+/// Storage unit of one user file: its data once each, piece after piece, open to its owner alone.
+/// The file and the directories above it are made with the first data; without Finish the file is
+/// removed.
+class LocalStore {
+  public:
+    LocalStore(const Root& root, std::string path) : root_(root), path_(std::move(path)) {}
+    ~LocalStore() {
+        try {
+            if (file_) {
+                root_.Remove(path_);
+            }
+        } catch (const terminal::ToolError&) {
+            // The failure that brought the run here is the one to report.
+        }
+    }
+    LocalStore(const LocalStore&) = delete;
+    LocalStore& operator=(const LocalStore&) = delete;
+
+    /// Offset of the data in the storage unit, stored now unless it was before.
+    std::int64_t Put(const crfp_digest_t& fp, std::span<const std::byte> data) {
+        const auto [place, isNew] = places_.try_emplace(fp, static_cast<std::int64_t>(size_));
+        if (isNew) {
+            if (!file_) {
+                root_.MakeDirectories(refstore::ParentOf(path_), kDirectoryMode);
+                file_ = root_.Create(path_, 0600);
+            }
+            root_.Require(refstore::WriteAllAt(file_, size_, data), path_);
+            size_ += data.size();
+        }
+        return place->second;
+    }
+
+    /// Ends the file and returns its size. Nothing may be put afterwards.
+    std::uint64_t Finish() {
+        root_.Require(file_.Close(), path_);
+        return size_;
+    }
+
+  private:
+    const Root& root_;
+    const std::string path_;
+    refstore::Descriptor file_;
+    FingerprintMap<std::int64_t> places_;
+    std::uint64_t size_ = 0;
+};
 
 bool Lists(const refstore::TableRecord& table, std::uint64_t dcid) {
     // From the back: data that was packed together mostly lies together.
@@ -84,8 +130,7 @@ std::vector<refstore::Extent> ShareWriter::StoreData(SourceFile* file,
         extents.push_back(extent);
         progress_->Advance(data.size(), data.size());
     });
-    local.Finish();
-    localBytes_ += local.StoredBytes();
+    localBytes_ += local.Finish();
     return extents;
 }
 

@@ -122,20 +122,25 @@ refstore::HeaderRecord ShareReader::Header(const std::string& relative) const {
 }
 
 void ShareReader::ForEachExtent(const std::string& relative, const refstore::HeaderRecord& header,
-                                const TakeExtent& take) {
+                                terminal::Progress* progress, const TakeExtent& take) {
     file_ = relative;
     unit_.reset();
+    const auto size = static_cast<std::uint64_t>(header.size);
+    std::uint64_t left = size + 1;
     const auto takeInside = [&](const refstore::Extent& extent) {
         terminal::CheckInterrupt();
         InExtent(relative, extent, [&] {
-            if (extent.end > static_cast<std::uint64_t>(header.size)) {
+            if (extent.end > size) {
                 throw ToolError("it ends after the end of the file");
             }
             if (extent.end <= extent.start || extent.end - extent.start > kLongestExtent) {
                 throw ToolError("its length is not possible");
             }
         });
-        take(extent);
+        const std::uint64_t read = take(extent);
+        const std::uint64_t steps = std::min(left, extent.end - extent.start);
+        left -= steps;
+        progress->Advance(steps, read);
     };
     if (tables_) {
         const auto tables = InFile(relative, "", [&] {
@@ -149,16 +154,17 @@ void ShareReader::ForEachExtent(const std::string& relative, const refstore::Hea
         for (const refstore::StoredTableView& table : tables->Tables()) {
             std::ranges::for_each(table.extents, takeInside);
         }
-        return;
+    } else {
+        const refstore::ExtentRecord record = InFile(relative, "", [&] {
+            refstore::ExtentRecord loaded = refstore::LoadExtentRecord(Reach(Map(relative)));
+            if (loaded.transId != header.transId) {
+                throw ToolError("header and extent file have different transaction ids");
+            }
+            return loaded;
+        });
+        std::ranges::for_each(record.extents, takeInside);
     }
-    const refstore::ExtentRecord record = InFile(relative, "", [&] {
-        refstore::ExtentRecord loaded = refstore::LoadExtentRecord(Reach(Map(relative)));
-        if (loaded.transId != header.transId) {
-            throw ToolError("header and extent file have different transaction ids");
-        }
-        return loaded;
-    });
-    std::ranges::for_each(record.extents, takeInside);
+    progress->Advance(left);
 }
 
 std::vector<std::byte> ShareReader::ReadLocal(const refstore::Extent& extent) {
