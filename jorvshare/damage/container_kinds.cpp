@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "jorvshare/damage/kind.h"
-#include "jorvshare/site/volumes.h"
+#include "jorvshare/site/site.h"
 #include "refstore/container/container_reader.h"
 
 namespace jorvshare::damage {
@@ -63,11 +63,11 @@ Target ChooseVolumeTable(const Scene& scene) {
 }
 
 Target ChooseMap(const Scene& scene) {
-    return InSite(scene, scene.Share().MapDir());
+    return InSite(scene, scene.Share().Map());
 }
 
 Target ChooseHead(const Scene& scene) {
-    return InSite(scene, scene.Share().HeadDir());
+    return InSite(scene, scene.Share().Head());
 }
 
 Target ChooseShare(const Scene& scene) {

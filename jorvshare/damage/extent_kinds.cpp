@@ -89,8 +89,7 @@ std::vector<std::string> WalkedFiles(const Scene& scene, bool lastOnly) {
         if (lastOnly) {
             files.clear();
         }
-        const std::string tree =
-            directory.empty() ? scene.Share().MapDir() : scene.Share().Map(directory);
+        const std::string tree = scene.Share().Map(directory);
         const auto listed =
             refstore::ListDirectory(scene.Tree().Open(tree, O_RDONLY | O_DIRECTORY));
         for (const refstore::DirectoryEntry& entry :

@@ -3,7 +3,7 @@
 #include <array>
 
 #include "jorvshare/damage/kind.h"
-#include "jorvshare/site/image_list.h"
+#include "jorvshare/site/site.h"
 #include "refstore/image/image_record.h"
 
 namespace jorvshare::damage {

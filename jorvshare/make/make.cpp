@@ -212,7 +212,7 @@ class Builder {
             ids->Add(text, id.text);
             share = layout_.Share(id.text);
             // The three trees belong to every share, an empty one included.
-            for (const std::string& tree : {share.HeadDir(), share.MapDir(), share.StuDir()}) {
+            for (const std::string& tree : {share.Head(), share.Map(), share.Stu()}) {
                 MakeDirectories(tree);
             }
         };

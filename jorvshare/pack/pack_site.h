@@ -57,7 +57,6 @@ class PackSite {
 
   private:
     void Join(const PackOptions& options);
-    void AddVolumes(std::uint32_t wanted);
     [[nodiscard]] bool IsListed(const ImageName& image) const;
     void BeginNew();
     void BeginBeside();

@@ -76,29 +76,33 @@ bool Lists(const refstore::TableRecord& table, std::uint64_t dcid) {
 
 }  // namespace
 
-ShareWriter::ShareWriter(ShareTarget target, const SharedData* shared, ContainerStore* containers,
+ShareWriter::ShareWriter(const PackSite& site, const SharedData& shared, ContainerStore* containers,
                          terminal::Progress* progress)
-    : target_(std::move(target)), shared_(shared), containers_(containers), progress_(progress) {
-    for (const std::string& tree :
-         {target_.share.HeadDir(), target_.share.MapDir(), target_.share.StuDir()}) {
-        target_.root.MakeDirectory(tree, kDirectoryMode);
+    : site_(site),
+      root_(site.Tree()),
+      share_(site.Share()),
+      shared_(shared),
+      containers_(containers),
+      progress_(progress) {
+    for (const std::string& tree : {share_.Head(), share_.Map(), share_.Stu()}) {
+        root_.MakeDirectory(tree, kDirectoryMode);
     }
 }
 
 void ShareWriter::AddDirectory(const std::string& relative) {
-    target_.root.MakeDirectory(target_.share.Head(relative), kDirectoryMode);
-    target_.root.MakeDirectory(target_.share.Map(relative), kDirectoryMode);
+    root_.MakeDirectory(share_.Head(relative), kDirectoryMode);
+    root_.MakeDirectory(share_.Map(relative), kDirectoryMode);
 }
 
 void ShareWriter::AddFile(const Root& source, const std::string& relative) {
     SourceFile file(source, relative);
     const std::vector<refstore::Extent> extents = StoreData(&file, relative);
     try {
-        if (target_.layout == MapLayout::kTables) {
+        if (site_.Map() == MapLayout::kTables) {
             WriteTables(relative, file.Size(), extents);
         } else {
-            target_.root.Write(target_.share.Map(relative),
-                               refstore::EncodeExtents(kTransId, extents), kFileMode);
+            root_.Write(share_.Map(relative), refstore::EncodeExtents(kTransId, extents),
+                        kFileMode);
         }
     } catch (const std::length_error& error) {
         throw terminal::ToolError(source.At(relative) + ": " + error.what());
@@ -112,14 +116,14 @@ void ShareWriter::AddFile(const Root& source, const std::string& relative) {
 std::vector<refstore::Extent> ShareWriter::StoreData(SourceFile* file,
                                                      const std::string& relative) {
     std::vector<refstore::Extent> extents;
-    LocalStore local(target_.root, target_.share.Stu(relative));
+    LocalStore local(root_, share_.Stu(relative));
     file->ForEachPiece([&](std::uint64_t offset, std::span<const std::byte> data) {
         refstore::Extent extent;
         extent.start = offset;
         extent.end = offset + data.size();
         extent.cksum = refstore::SampledChecksum(data);
         extent.fp = refstore::Fingerprint(data);
-        if (target_.layout == MapLayout::kTables || shared_->Contains(extent.fp)) {
+        if (site_.Map() == MapLayout::kTables || shared_.contains(extent.fp)) {
             const DataPlace place = containers_->Put(extent.fp, data);
             extent.dcid = place.dcid;
             extent.dataOffset = place.offset;
@@ -137,7 +141,7 @@ std::vector<refstore::Extent> ShareWriter::StoreData(SourceFile* file,
 void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
                               const std::vector<refstore::Extent>& extents) {
     const auto length = static_cast<std::uint64_t>(size);
-    const std::uint64_t span = target_.tableSpan;
+    const std::uint64_t span = site_.TableSpan();
     const std::uint64_t count = std::max<std::uint64_t>(1, length / span + (length % span != 0));
     // A sparse file of any size costs one table per span.
     if (count > refstore::kMaxTables) {
@@ -167,10 +171,10 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
                              "give a smaller --table-span");
         }
     }
-    const std::string directory = target_.share.Map(relative);
-    target_.root.MakeDirectory(directory, kDirectoryMode);
-    target_.root.Write(refstore::TableDirectory::FileIn(directory), refstore::EncodeTables(record),
-                       kFileMode);
+    const std::string directory = share_.Map(relative);
+    root_.MakeDirectory(directory, kDirectoryMode);
+    root_.Write(refstore::TableDirectory::FileIn(directory), refstore::EncodeTables(record),
+                kFileMode);
 }
 
 void ShareWriter::WriteHeader(const SourceFile& file, const std::string& relative) {
@@ -181,8 +185,8 @@ void ShareWriter::WriteHeader(const SourceFile& file, const std::string& relativ
     header.mtimeNsec = file.ModifiedNanoseconds();
     header.mode = file.Mode();
     header.fg = files_;
-    header.extentLocation = target_.extentLocation;
-    target_.root.Write(target_.share.Head(relative), refstore::EncodeHeader(header), kFileMode);
+    header.extentLocation = site_.MetaRoot();
+    root_.Write(share_.Head(relative), refstore::EncodeHeader(header), kFileMode);
 }
 
 }  // namespace jorvshare

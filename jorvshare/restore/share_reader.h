@@ -72,7 +72,8 @@ class ShareReader {
     const std::string id_;
     const bool tables_;
     const Root share_;
-    std::string file_;  ///< whose extents are read
+    const ShareLayout in_;  ///< relative to share_
+    std::string file_;      ///< whose extents are read
     std::optional<refstore::RegularFile> unit_;
 };
 

@@ -9,7 +9,6 @@
 #include "jorvshare/restore/share_reader.h"
 #include "jorvshare/site/site.h"
 #include "jorvshare/site/target_directory.h"
-#include "jorvshare/site/volumes.h"
 #include "refstore/container/container_reader.h"
 #include "terminal/console.h"
 #include "terminal/one_line.h"

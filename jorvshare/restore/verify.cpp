@@ -3,7 +3,6 @@
 #include "jorvshare/restore/container_check.h"
 #include "jorvshare/restore/share_reader.h"
 #include "jorvshare/site/site.h"
-#include "jorvshare/site/volumes.h"
 #include "terminal/console.h"
 #include "terminal/one_line.h"
 #include "terminal/progress.h"

@@ -65,7 +65,7 @@ Root::Root(std::string path)
 }
 
 std::string Root::At(const std::string& relative) const {
-    return relative.empty() ? path_ : Join(path_, relative);
+    return Join(path_, relative);
 }
 
 Descriptor Root::Open(const std::string& relative, int flags, mode_t mode) const {
@@ -171,7 +171,7 @@ void Root::Fail(const std::string& relative, int code) const {
 }
 
 std::string Join(const std::string& directory, const std::string& name) {
-    return directory.empty() ? name : directory + "/" + name;
+    return directory + (directory.empty() || name.empty() ? "" : "/") + name;
 }
 
 std::string AbsoluteTarget(const std::string& path) {

@@ -72,7 +72,7 @@ class Root {
     refstore::Descriptor directory_;
 };
 
-/// `directory` and `name` with a slash between; `name` alone when the directory is empty.
+/// `directory` and `name` with a slash between; one alone when the other is empty.
 std::string Join(const std::string& directory, const std::string& name);
 
 /// Absolute path, without symbolic links, of something that is there, or that is to be made in a
