@@ -25,16 +25,26 @@ class FieldWriter {
     }
     void Bool(std::string_view name, bool value) { Member(name, value ? "true" : "false"); }
 
-    /// A list of items; an item has fields and lists of its own.
-    void BeginList(std::string_view name, std::uint64_t count);
-    void BeginItem();
-    void EndItem();
-    void EndList();
+    /// A list of items. `showItem` prints the fields and lists of one.
+    template <typename Items, typename ShowItem>
+    void List(std::string_view name, const Items& items, const ShowItem& showItem) {
+        Member(name, json_ ? "[" : std::to_string(items.size()));
+        first_ = true;
+        for (const auto& item : items) {
+            BeginItem();
+            showItem(item);
+            EndItem();
+        }
+        Put(json_ ? "]" : "");
+        first_ = false;
+    }
 
     /// Nothing follows. Prints what is left.
     void Finish();
 
   private:
+    void BeginItem();
+    void EndItem();
     void Member(std::string_view name, std::string_view value);
     void Put(std::string_view text);
     void Flush();
