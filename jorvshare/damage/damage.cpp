@@ -15,8 +15,7 @@ namespace {
 
 std::vector<Kind> AllKinds() {
     std::vector<Kind> kinds;
-    for (const auto family :
-         {HeaderKinds(), ExtentKinds(), TableKinds(), ImageKinds(), ContainerKinds()}) {
+    for (const auto& family : {HeaderKinds(), ExtentKinds(), TableKinds(), SiteKinds()}) {
         kinds.insert(kinds.end(), family.begin(), family.end());
     }
     return kinds;

@@ -94,11 +94,6 @@ std::string Scene::ChooseFile(std::vector<std::string> candidates, const Applies
     FailNothing();
 }
 
-std::string Scene::ChooseOther(const std::vector<std::string>& candidates) const {
-    RequireNoPath();
-    return candidates[Choose(candidates.size())];
-}
-
 std::uint64_t Scene::Choose(std::uint64_t bound) const {
     if (bound == 0) {
         FailNothing();
