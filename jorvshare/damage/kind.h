@@ -32,8 +32,6 @@ struct Kind {
     Findings tables;  ///< in that with mapping tables
     std::function<Target(const Scene& scene)> choose;
     Change change;
-
-    [[nodiscard]] const Findings& In(bool hasTables) const { return hasTables ? tables : files; }
 };
 
 // The kinds by what they break; each is a file of its own.

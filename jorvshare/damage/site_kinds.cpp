@@ -11,6 +11,11 @@ namespace jorvshare::damage {
 
 namespace {
 
+Target InSite(const Scene& scene, const std::string& path) {
+    scene.RequireNoPath();
+    return {Root(scene.Tree().Path()), path, ""};
+}
+
 // Images that the share lists; there has to be one.
 std::vector<ImageName> ListedImages(const Scene& scene) {
     scene.RequireNoPath();
@@ -23,7 +28,7 @@ std::vector<ImageName> ListedImages(const Scene& scene) {
 
 Target ChooseList(const Scene& scene) {
     ListedImages(scene);
-    return {Root(scene.Tree().Path()), scene.Share().VcopyFile(), ""};
+    return InSite(scene, scene.Share().VcopyFile());
 }
 
 // An image that is listed and there.
@@ -33,12 +38,12 @@ Target ChooseImage(const Scene& scene) {
     if (scene.Tree().TypeOf(path) != S_IFREG) {
         scene.FailNothing();
     }
-    return {Root(scene.Tree().Path()), path, ""};
+    return InSite(scene, path);
 }
 
 Target ChooseAllImages(const Scene& scene) {
     ListedImages(scene);
-    return {Root(scene.Tree().Path()), scene.Layout().images, ""};
+    return InSite(scene, scene.Layout().images);
 }
 
 // Keeps the first of the listed images, under `name` where that is given, and begins another group
@@ -95,17 +100,11 @@ std::string OneVolume(const Scene& scene) {
 }
 
 Target ChooseVolume(const Scene& scene) {
-    const Root& site = scene.Tree();
-    return {Root(site.Path()), OneVolume(scene).substr(site.Path().size() + 1), ""};
+    return InSite(scene, OneVolume(scene).substr(scene.Tree().Path().size() + 1));
 }
 
 Target ChooseInVolume(const Scene& scene) {
     return {Root(OneVolume(scene)), "no-number", ""};
-}
-
-Target InSite(const Scene& scene, const std::string& path) {
-    scene.RequireNoPath();
-    return {Root(scene.Tree().Path()), path, ""};
 }
 
 Target ChooseVolumeTable(const Scene& scene) {

@@ -5,7 +5,6 @@
 
 #include "jorvshare/damage/kind.h"
 #include "jorvshare/site/site.h"
-#include "refstore/container/container_writer.h"
 #include "refstore/table/bloom_filter.h"
 #include "refstore/table/table_directory.h"
 #include "refstore/table/table_record.h"

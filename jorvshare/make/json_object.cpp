@@ -1,7 +1,6 @@
 #include "jorvshare/make/json_object.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "jorvshare/site/site_layout.h"
 

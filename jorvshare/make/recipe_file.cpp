@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "jorvshare/site/root.h"
-#include "jorvshare/site/site_layout.h"
 #include "refstore/extent/sampled_checksum.h"
 #include "refstore/fingerprint.h"
 

@@ -1,7 +1,6 @@
 #include "jorvshare/pack/pack.h"
 
 #include <span>
-#include <vector>
 
 #include "jorvshare/pack/container_store.h"
 #include "jorvshare/pack/pack_site.h"

@@ -1,6 +1,5 @@
 #include "jorvshare/pack/pack_site.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -44,21 +43,20 @@ PackSite::PackSite(const std::string& path, const PackOptions& options)
     struct stat attributes = {};
     const bool isThere = ::lstat(path.c_str(), &attributes) == 0;
     if (isThere && Root(path).TypeOf(SiteLayout::kSettings) != 0) {
-        Join(options);
+        JoinSite(options);
     } else if (isThere && !Root(path).List("").empty()) {
         throw ToolError(path + ": not a site: the directory is not empty and has no " +
                         SiteLayout::kSettings);
     }
     for (std::uint32_t number = 1; volumes_.size() < options.volumes; ++number) {
-        std::string volume =
-            jorvshare::Join(path_, SiteLayout::Volume("v" + std::to_string(number)));
+        std::string volume = Join(path_, SiteLayout::Volume("v" + std::to_string(number)));
         if (std::ranges::find(volumes_, volume) == volumes_.end()) {
             volumes_.push_back(std::move(volume));
         }
     }
 }
 
-void PackSite::Join(const PackOptions& options) {
+void PackSite::JoinSite(const PackOptions& options) {
     lock_ = LockDirectory(path_);
     const Site site(path_);
     map_ = site.Tables() ? MapLayout::kTables : MapLayout::kFiles;
@@ -100,12 +98,12 @@ bool PackSite::IsListed(const ImageName& image) const {
         return false;
     }
     for (const refstore::DirectoryEntry& parent : there_->List(layout_.meta)) {
-        const std::string directory = jorvshare::Join(layout_.meta, parent.name);
+        const std::string directory = Join(layout_.meta, parent.name);
         if (parent.type != S_IFDIR) {
             continue;
         }
         for (const refstore::DirectoryEntry& share : there_->List(directory)) {
-            const ShareLayout paths{jorvshare::Join(directory, share.name)};
+            const ShareLayout paths{Join(directory, share.name)};
             if (share.type == S_IFDIR && !IsPartialName(share.name) &&
                 std::ranges::count(ReadImageList(*there_, paths.VcopyFile()), image) != 0) {
                 return true;
@@ -124,14 +122,6 @@ PackSite::~PackSite() {
         }
         undo_.pop_back();
     }
-}
-
-std::string PackSite::SharePath() const {
-    return jorvshare::Join(path_, layout_.Share(id_).root);
-}
-
-std::string PackSite::MetaRoot() const {
-    return jorvshare::Join(path_, layout_.meta);
 }
 
 ShareLayout PackSite::Share() const {
@@ -261,7 +251,7 @@ void PackSite::PutContainersInPlace() {
         // The index of a container first, "1.bhd" before "1.bin.partial": data without an index is
         // damage to the checker.
         for (const refstore::DirectoryEntry& half : root.List(kContainers)) {
-            const std::string from = jorvshare::Join(kContainers, half.name);
+            const std::string from = Join(kContainers, half.name);
             const std::string name =
                 IsPartialName(half.name) ? half.name.substr(0, half.name.rfind('.')) : half.name;
             undo_.emplace_back([volume, name, from] {

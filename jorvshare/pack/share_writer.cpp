@@ -181,9 +181,9 @@ void ShareWriter::WriteHeader(const SourceFile& file, const std::string& relativ
     refstore::HeaderRecord header;
     header.transId = kTransId;
     header.size = file.Size();
-    header.mtime = file.ModifiedSeconds();
-    header.mtimeNsec = file.ModifiedNanoseconds();
-    header.mode = file.Mode();
+    header.mtime = file.Attributes().st_mtim.tv_sec;
+    header.mtimeNsec = static_cast<std::uint32_t>(file.Attributes().st_mtim.tv_nsec);
+    header.mode = file.Attributes().st_mode & 07777U;
     header.fg = files_;
     header.extentLocation = site_.MetaRoot();
     root_.Write(share_.Head(relative), refstore::EncodeHeader(header), kFileMode);

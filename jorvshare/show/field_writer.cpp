@@ -35,20 +35,6 @@ void FieldWriter::Text(std::string_view name, std::string_view value) {
     }
 }
 
-void FieldWriter::BeginItem() {
-    if (json_) {
-        Put(first_ ? "{" : ",{");
-    }
-    first_ = true;
-    ++depth_;
-}
-
-void FieldWriter::EndItem() {
-    Put(json_ ? "}" : "");
-    first_ = false;
-    --depth_;
-}
-
 void FieldWriter::Finish() {
     Put(json_ ? "}\n" : "");
     Flush();

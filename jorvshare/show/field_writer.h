@@ -2,7 +2,6 @@
 
 #include <concepts>
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -31,9 +30,15 @@ class FieldWriter {
         Member(name, json_ ? "[" : std::to_string(items.size()));
         first_ = true;
         for (const auto& item : items) {
-            BeginItem();
+            if (json_) {
+                Put(first_ ? "{" : ",{");
+            }
+            first_ = true;
+            ++depth_;
             showItem(item);
-            EndItem();
+            Put(json_ ? "}" : "");
+            first_ = false;
+            --depth_;
         }
         Put(json_ ? "]" : "");
         first_ = false;
@@ -43,8 +48,6 @@ class FieldWriter {
     void Finish();
 
   private:
-    void BeginItem();
-    void EndItem();
     void Member(std::string_view name, std::string_view value);
     void Put(std::string_view text);
     void Flush();

@@ -68,10 +68,6 @@ Site::Site(const std::string& path) : path_(AbsoluteTarget(path)) {
     settings_ = refstore::ReadSettings(Join(path_, SiteLayout::kSettings));
 }
 
-SiteLayout Site::Layout() const {
-    return {settings_.metaDir, settings_.imageRoot, settings_.storageFstab};
-}
-
 SiteLayout Site::LayoutWithin(const std::vector<std::string>& volumes) const {
     SiteLayout layout;
     layout.meta = Below("metadata root", settings_.metaDir, path_, path_);
@@ -103,7 +99,7 @@ std::vector<std::string> Site::Volumes() const {
 }
 
 ShareLayout Site::Share(const std::string& id) const {
-    ShareLayout share = Layout().Share(id);
+    ShareLayout share = SiteLayout{.meta = settings_.metaDir}.Share(id);
     struct stat attributes = {};
     if (::lstat(share.root.c_str(), &attributes) != 0 || !S_ISDIR(attributes.st_mode)) {
         throw ToolError(path_ + ": no share " + id);

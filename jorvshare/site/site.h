@@ -27,12 +27,9 @@ class Site {
     /// Whether extents are kept in mapping tables.
     [[nodiscard]] bool Tables() const { return settings_.useFileExtMap != 0; }
 
-    /// Where everything is, by absolute paths.
-    [[nodiscard]] SiteLayout Layout() const;
-
-    /// The same relative to the site, for whoever changes it. A place outside is refused, and so
-    /// are `volumes` outside of the site's volumes: a site that was copied still names the places
-    /// of the first one, and a change of the copy would reach there.
+    /// Where everything is, relative to the site, for whoever changes it. A place outside is
+    /// refused, and so are `volumes` outside of the site's volumes: a site that was copied still
+    /// names the places of the first one, and a change of the copy would reach there.
     [[nodiscard]] SiteLayout LayoutWithin(const std::vector<std::string>& volumes) const;
 
     /// Volume directories in the order of the table of volumes, each once.
