@@ -38,6 +38,6 @@ struct Kind {
 std::vector<Kind> HeaderKinds();
 std::vector<Kind> ExtentKinds();
 std::vector<Kind> TableKinds();
-std::vector<Kind> SiteKinds();  // images, containers, and whole trees
+std::vector<Kind> SiteKinds();  ///< images, containers and whole trees
 
 }  // namespace jorvshare::damage

@@ -77,9 +77,7 @@ int Unpack(const UnpackOptions& options) {
     const auto makeDirectory = [&](const std::string& relative) {
         target.Tree().MakeDirectories(relative, kDirectoryMode);
     };
-    if (const std::size_t slash = options.path.rfind('/'); slash != std::string::npos) {
-        makeDirectory(options.path.substr(0, slash));
-    }
+    makeDirectory(refstore::ParentOf(options.path));
     reader.Walk(options.path, options.keepGoing, &keepGoing, &progress, makeDirectory, restore);
     target.Commit();
     progress.Clear();

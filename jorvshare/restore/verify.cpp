@@ -30,8 +30,7 @@ int Verify(const VerifyOptions& options) {
                                 [&] { containers.RequireSound(extent.dcid, extent.fp, length); });
                 return std::uint64_t{0};
             }
-            static_cast<void>(reader.ReadLocal(extent));
-            localBytes += length;
+            localBytes += reader.ReadLocal(extent).size();
             return length;
         });
     };
