@@ -63,14 +63,19 @@ CLI::Option* AddShareId(CLI::App* command, std::string* id, const char* descript
 void AddPack(CLI::App* app, Command* command) {
     auto* pack = app->add_subcommand("pack", "Pack the files of a directory into a new share");
     const auto options = std::make_shared<PackOptions>();
-    const auto layout = std::make_shared<std::string>();
-    const auto virtualCopy = std::make_shared<std::string>();
+    const auto takeLayout = [options](const std::string& layout) {
+        options->layout = layout == "tables" ? MapLayout::kTables : MapLayout::kFiles;
+    };
+    const auto takeVirtualCopy = [options](const std::string& text) {
+        options->virtualCopy = ParseVirtualCopy(text);
+    };
     pack->add_option("SOURCE", options->source, "Directory to pack")->required();
     pack->add_option("SITE", options->site, "Site, made when it is missing")->required();
     AddShareId(pack, &options->shareId, "Identifier of the new share")->required();
-    pack->add_option("--layout", *layout,
-                     "files: one extent file per user file; tables: mapping tables "
-                     "(default: the site's; files for a new one)")
+    pack->add_option_function<std::string>(
+            "--layout", takeLayout,
+            "files: one extent file per user file; tables: mapping tables "
+            "(default: the site's; files for a new one)")
         ->check(CLI::IsMember(std::vector<std::string>{"files", "tables"}));
     pack->add_option("--volumes", options->volumes,
                      "Least number of volumes of the site (default: 1)")
@@ -82,8 +87,9 @@ void AddPack(CLI::App* app, Command* command) {
     pack->add_option("--container-size", options->containerMiB,
                      "Most data in one container, MiB (default: 64)")
         ->check(CLI::Range(std::uint32_t{1}, kMostContainerMiB));
-    pack->add_option("--vcopy", *virtualCopy,
-                     "Also write the container image POLICY:TIME:NAME and list it in vcopy.dat")
+    pack->add_option_function<std::string>(
+            "--vcopy", takeVirtualCopy,
+            "Also write the container image POLICY:TIME:NAME and list it in vcopy.dat")
         ->check([](const std::string& text) -> std::string {
             return ParseVirtualCopy(text)
                        ? ""
@@ -92,15 +98,7 @@ void AddPack(CLI::App* app, Command* command) {
         });
     pack->add_flag("--keep-going", options->keepGoing,
                    "Skip files that cannot be read: list them, and exit with status 1");
-    pack->callback([=] {
-        if (pack->count("--layout") != 0) {
-            options->layout = *layout == "tables" ? MapLayout::kTables : MapLayout::kFiles;
-        }
-        if (pack->count("--vcopy") != 0) {
-            options->virtualCopy = ParseVirtualCopy(*virtualCopy);
-        }
-        *command = {[=] { return Pack(*options); }, true};
-    });
+    pack->callback([=] { *command = {[=] { return Pack(*options); }, true}; });
 }
 
 void AddUnpack(CLI::App* app, Command* command) {
@@ -161,7 +159,7 @@ void AddDamage(CLI::App* app, Command* command) {
     auto* damage = app->add_subcommand(
         "damage", "Break one thing of a share and print the finding to expect; for testing only");
     const auto options = std::make_shared<damage::DamageOptions>();
-    const auto path = std::make_shared<std::string>();
+    const auto takePath = [options](const std::string& path) { options->path = path; };
     const auto wanted = std::make_shared<bool>(false);
     auto* list = damage->add_flag("--list", *wanted, "Print the kinds of damage");
     auto* site = damage->add_option("SITE", options->site, "Site that holds the share");
@@ -171,8 +169,8 @@ void AddDamage(CLI::App* app, Command* command) {
         return damage::IsKind(name) ? std::string()
                                     : "unknown kind \"" + name + "\"; see jorvshare damage --list";
     });
-    auto* only =
-        damage->add_option("--path", *path, "File of the share (default: the seed selects one)");
+    auto* only = damage->add_option_function<std::string>(
+        "--path", takePath, "File of the share (default: the seed selects one)");
     auto* seed =
         damage->add_option("--seed", options->seed, "Seed of the choice")->capture_default_str();
     // Of a sign, and of what is too large, the conversion would make another number.
@@ -192,9 +190,6 @@ void AddDamage(CLI::App* app, Command* command) {
             if (!*wanted && option->count() == 0) {
                 throw CLI::RequiredError(option->get_name());
             }
-        }
-        if (only->count() != 0) {
-            options->path = *path;
         }
         *command = {[=] {
             if (*wanted) {

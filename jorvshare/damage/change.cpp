@@ -4,13 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-
-#include "jorvshare/site/output_file.h"
 #include "refstore/base/regular_file.h"
 #include "refstore/container/container_writer.h"
 #include "terminal/one_line.h"
-#include "terminal/tool_error.h"
 
 namespace jorvshare::damage {
 
@@ -34,18 +30,16 @@ std::vector<std::byte> ReadBytes(const Target& target) {
 void Put(const Target& target, std::span<const std::byte> bytes) {
     const Root& root = target.root;
     struct stat former = {};
-    if (::fstat(root.Open(target.path, O_PATH).Get(), &former) != 0) {
-        throw terminal::ToolError(terminal::Errno(NameOf(target), errno));
-    }
+    root.Require(::fstat(root.Open(target.path, O_PATH).Get(), &former) == 0, target.path);
     root.Remove(kAside);
     try {
-        OutputFile file(root, kAside);
-        file.WriteAt(0, bytes);
-        // In this order: a new owner takes some bits of the mode away.
-        file.SetOwner(former.st_uid, former.st_gid);
-        file.SetMode(former.st_mode & 07777U);
-        file.Sync();
-        file.Close();
+        refstore::Descriptor file = root.Create(kAside, 0600);
+        // The owner before the mode: a new owner takes some bits of the mode away.
+        root.Require(refstore::WriteAllAt(file, 0, bytes) &&
+                         ::fchown(file.Get(), former.st_uid, former.st_gid) == 0 &&
+                         ::fchmod(file.Get(), former.st_mode & 07777U) == 0 &&
+                         ::fsync(file.Get()) == 0 && file.Close(),
+                     kAside);
         root.Rename(kAside, target.path, true);
     } catch (...) {
         root.Remove(kAside);
@@ -125,9 +119,7 @@ void PutLoop(const Scene& scene, const Target& target, Notes* notes) {
     const std::string name = target.path.substr(target.path.rfind('/') + 1);
     const refstore::Descriptor parent =
         target.root.Open(refstore::ParentOf(target.path), O_PATH | O_DIRECTORY);
-    if (::symlinkat(name.c_str(), parent.Get(), name.c_str()) != 0) {
-        throw terminal::ToolError(terminal::Errno(NameOf(target), errno));
-    }
+    target.root.Require(::symlinkat(name.c_str(), parent.Get(), name.c_str()) == 0, target.path);
     notes->push_back("made a symbolic link " + NameOf(target) + " -> " + name);
 }
 

@@ -22,6 +22,9 @@ struct Target {
 /// What was changed, a line for each thing.
 using Notes = std::vector<std::string>;
 
+/// Breaks the target and adds to the notes.
+using Change = std::function<void(const Scene& scene, const Target& target, Notes* notes)>;
+
 // Ways of changing what is on disk. What is put in place and what is taken away lies meanwhile in
 // the target's root, where no check looks: a run that is killed leaves a file as it was or as it
 // should be, and of what is removed all or nothing; what is replaced by another thing may be

@@ -15,8 +15,7 @@ namespace {
 
 std::vector<Kind> AllKinds() {
     std::vector<Kind> kinds;
-    for (const auto family :
-         {HeaderKinds(), ExtentKinds(), TableKinds(), ImageKinds(), ContainerKinds()}) {
+    for (const auto& family : {HeaderKinds(), ExtentKinds(), TableKinds(), SiteKinds()}) {
         kinds.insert(kinds.end(), family.begin(), family.end());
     }
     return kinds;
@@ -56,7 +55,7 @@ void Damage(const DamageOptions& options) {
     const Scene scene(options);
     const std::vector<Kind> kinds = AllKinds();
     const Kind& kind = *std::ranges::find(kinds, options.kind, &Kind::name);
-    const Findings& findings = kind.In(scene.Tables());
+    const Findings& findings = scene.Tables() ? kind.tables : kind.files;
     if (!findings.isForLayout) {
         throw terminal::ToolError(scene.Tree().Path() + ": kind " + options.kind +
                                   " does not apply to the layout " +

@@ -1,7 +1,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <array>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -89,8 +88,7 @@ std::vector<std::string> WalkedFiles(const Scene& scene, bool lastOnly) {
         if (lastOnly) {
             files.clear();
         }
-        const std::string tree =
-            directory.empty() ? scene.Share().MapDir() : scene.Share().Map(directory);
+        const std::string tree = scene.Share().Map(directory);
         const auto listed =
             refstore::ListDirectory(scene.Tree().Open(tree, O_RDONLY | O_DIRECTORY));
         for (const refstore::DirectoryEntry& entry :
@@ -131,50 +129,38 @@ Target ChooseLongUnit(const Scene& scene) {
     return {Root(scene.Tree().Path()), scene.Share().Stu(file), file};
 }
 
-// Seals the extent file again with another value in one of its local extents.
-void BreakExtent(const Scene& scene, const Target& target, Notes* notes,
-                 const std::function<std::string(Extent*)>& change) {
-    Loaded loaded = Load(scene, target.file).value();
-    const std::size_t number = loaded.local[scene.Choose(loaded.local.size())];
-    const std::string what = change(&loaded.extents[number]);
-    Rewrite(target, refstore::EncodeExtents(loaded.transId, loaded.extents),
-            "extent " + std::to_string(number) + ", " + what, notes);
+// Seals the extent file again with another value in one of its local extents; `set` returns what it
+// did.
+Change Sealed(const std::function<std::string(Extent*)>& set) {
+    return [set](const Scene& scene, const Target& target, Notes* notes) {
+        Loaded loaded = Load(scene, target.file).value();
+        const std::size_t number = loaded.local[scene.Choose(loaded.local.size())];
+        const std::string what = set(&loaded.extents[number]);
+        Rewrite(target, refstore::EncodeExtents(loaded.transId, loaded.extents),
+                "extent " + std::to_string(number) + ", " + what, notes);
+    };
 }
 
-void MakeOffsetNegative(const Scene& scene, const Target& target, Notes* notes) {
-    BreakExtent(scene, target, notes, [](Extent* extent) {
-        return SetField("data_offset", &extent->dataOffset, std::int64_t{-1});
-    });
+Change SetOffset(std::int64_t offset) {
+    return Sealed(
+        [=](Extent* extent) { return SetField("data_offset", &extent->dataOffset, offset); });
 }
 
-void MakeOffsetLarge(const Scene& scene, const Target& target, Notes* notes) {
-    BreakExtent(scene, target, notes, [](Extent* extent) {
-        return SetField("data_offset", &extent->dataOffset, kAfterAllData);
-    });
+std::string MakeEmpty(Extent* extent) {
+    return SetField("end", &extent->end, extent->start);
 }
 
-void MakeEmpty(const Scene& scene, const Target& target, Notes* notes) {
-    BreakExtent(scene, target, notes,
-                [](Extent* extent) { return SetField("end", &extent->end, extent->start); });
+std::string Invert(Extent* extent) {
+    const std::string end = MakeEmpty(extent);
+    return end + "; " + SetField("start", &extent->start, extent->start + 1);
 }
 
-void Invert(const Scene& scene, const Target& target, Notes* notes) {
-    BreakExtent(scene, target, notes, [](Extent* extent) {
-        const std::string end = SetField("end", &extent->end, extent->start);
-        return end + "; " + SetField("start", &extent->start, extent->start + 1);
-    });
+std::string MakeLong(Extent* extent) {
+    return SetField("end", &extent->end, extent->start + kLongestRead + 1);
 }
 
-void MakeLong(const Scene& scene, const Target& target, Notes* notes) {
-    BreakExtent(scene, target, notes, [](Extent* extent) {
-        return SetField("end", &extent->end, extent->start + kLongestRead + 1);
-    });
-}
-
-void ChangeChecksum(const Scene& scene, const Target& target, Notes* notes) {
-    BreakExtent(scene, target, notes, [](Extent* extent) {
-        return SetField("cksum", &extent->cksum, extent->cksum ^ 1U);
-    });
+std::string ChangeChecksum(Extent* extent) {
+    return SetField("cksum", &extent->cksum, extent->cksum ^ 1U);
 }
 
 // Flips a byte of one of the local extents with at least so many bytes.
@@ -204,45 +190,43 @@ constexpr Findings kUnsought = Finds(&lines::kSeekFailed, nullptr);
 constexpr Findings kUnread = Finds(&lines::kReadFailed, nullptr);
 constexpr Findings kWrongData = Finds(&lines::kChecksumFailed, nullptr);
 
-constexpr std::array<Kind, 16> kKinds = {{
-    {"extents-damaged", "a byte of an extent file is flipped", kUnloadable, kNotForLayout,
-     ChooseExtentFile, Flip},
-    {"extents-cut", "an extent file is cut short", kUnloadable, kNotForLayout, ChooseExtentFile,
-     Cut},
-    {"extents-foreign", "an extent file holds a sound record of another structure", kUnloadable,
-     kNotForLayout, ChooseExtentFile, PutForeign},
-    {"extents-missing", "an extent file is removed", kMissing, kNotForLayout, ChooseExtentFile,
-     Remove},
-    {"extents-directory", "an extent file is a directory", kUnloadable, kNotForLayout,
-     ChooseExtentFile, PutDirectory},
-    {"extent-offset-negative", "the offset of a local extent is negative: seeking fails", kUnsought,
-     kNotForLayout, ChooseLocalExtents, MakeOffsetNegative},
-    {"extent-offset-large", "the offset of a local extent is after all data: reading fails",
-     kUnread, kNotForLayout, ChooseLocalExtents, MakeOffsetLarge},
-    {"extent-empty", "a local extent has no bytes", kUnread, kNotForLayout, ChooseLocalExtents,
-     MakeEmpty},
-    {"extent-inverted", "a local extent ends before it starts", kUnread, kNotForLayout,
-     ChooseLocalExtents, Invert},
-    {"extent-long", "a local extent is longer than is allowed", kUnread, kNotForLayout,
-     ChooseLocalExtents, MakeLong},
-    {"extent-checksum", "the recorded checksum of local data is wrong", kWrongData, kNotForLayout,
-     ChooseLocalExtents, ChangeChecksum},
-    {"storage-unit-damaged", "a byte of local data that takes part in the checksum is flipped",
-     kWrongData, kNotForLayout, ChooseStorageUnit, FlipSampled},
-    {"storage-unit-unsampled", "a byte between two samples is flipped", kFindsNothing,
-     kNotForLayout, ChooseLongUnit, FlipUnsampled},
-    {"storage-unit-emptied", "a storage unit is emptied: it cannot be read", kUnread, kNotForLayout,
-     ChooseStorageUnit, Empty},
-    {"storage-unit-directory", "a storage unit is a directory: it cannot be read", kUnread,
-     kNotForLayout, ChooseStorageUnit, PutDirectory},
-    {"storage-unit-missing", "a storage unit is removed", kFindsNothing, kNotForLayout,
-     ChooseStorageUnit, Remove},
-}};
-
 }  // namespace
 
-std::span<const Kind> ExtentKinds() {
-    return kKinds;
+std::vector<Kind> ExtentKinds() {
+    return {
+        {"extents-damaged", "a byte of an extent file is flipped", kUnloadable, kNotForLayout,
+         ChooseExtentFile, Flip},
+        {"extents-cut", "an extent file is cut short", kUnloadable, kNotForLayout, ChooseExtentFile,
+         Cut},
+        {"extents-foreign", "an extent file holds a sound record of another structure", kUnloadable,
+         kNotForLayout, ChooseExtentFile, PutForeign},
+        {"extents-missing", "an extent file is removed", kMissing, kNotForLayout, ChooseExtentFile,
+         Remove},
+        {"extents-directory", "an extent file is a directory", kUnloadable, kNotForLayout,
+         ChooseExtentFile, PutDirectory},
+        {"extent-offset-negative", "the offset of a local extent is negative: seeking fails",
+         kUnsought, kNotForLayout, ChooseLocalExtents, SetOffset(-1)},
+        {"extent-offset-large", "the offset of a local extent is after all data: reading fails",
+         kUnread, kNotForLayout, ChooseLocalExtents, SetOffset(kAfterAllData)},
+        {"extent-empty", "a local extent has no bytes", kUnread, kNotForLayout, ChooseLocalExtents,
+         Sealed(MakeEmpty)},
+        {"extent-inverted", "a local extent ends before it starts", kUnread, kNotForLayout,
+         ChooseLocalExtents, Sealed(Invert)},
+        {"extent-long", "a local extent is longer than is allowed", kUnread, kNotForLayout,
+         ChooseLocalExtents, Sealed(MakeLong)},
+        {"extent-checksum", "the recorded checksum of local data is wrong", kWrongData,
+         kNotForLayout, ChooseLocalExtents, Sealed(ChangeChecksum)},
+        {"storage-unit-damaged", "a byte of local data that takes part in the checksum is flipped",
+         kWrongData, kNotForLayout, ChooseStorageUnit, FlipSampled},
+        {"storage-unit-unsampled", "a byte between two samples is flipped", kFindsNothing,
+         kNotForLayout, ChooseLongUnit, FlipUnsampled},
+        {"storage-unit-emptied", "a storage unit is emptied: it cannot be read", kUnread,
+         kNotForLayout, ChooseStorageUnit, Empty},
+        {"storage-unit-directory", "a storage unit is a directory: it cannot be read", kUnread,
+         kNotForLayout, ChooseStorageUnit, PutDirectory},
+        {"storage-unit-missing", "a storage unit is removed", kFindsNothing, kNotForLayout,
+         ChooseStorageUnit, Remove},
+    };
 }
 
 }  // namespace jorvshare::damage

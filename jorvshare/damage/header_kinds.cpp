@@ -1,4 +1,3 @@
-#include <array>
 #include <functional>
 
 #include "jorvshare/damage/kind.h"
@@ -28,38 +27,36 @@ Target ChooseHeader(const Scene& scene) {
     return {std::move(root), scene.Share().Head(file), file};
 }
 
-// The header is sealed again with another value in it; `change` returns what it did.
-void Change(const Target& target, Notes* notes,
-            const std::function<std::string(HeaderRecord*)>& change) {
-    HeaderRecord header = refstore::LoadHeaderRecord(target.root.At(target.path));
-    const std::string what = change(&header);
-    Rewrite(target, refstore::EncodeHeader(header), what, notes);
+// Seals the header again with another value in it; `set` returns what it did.
+Change Sealed(const std::function<std::string(HeaderRecord*)>& set) {
+    return [set](const Scene& /*scene*/, const Target& target, Notes* notes) {
+        HeaderRecord header = refstore::LoadHeaderRecord(target.root.At(target.path));
+        const std::string what = set(&header);
+        Rewrite(target, refstore::EncodeHeader(header), what, notes);
+    };
 }
 
-void ChangeTransaction(const Scene& /*scene*/, const Target& target, Notes* notes) {
+std::string ChangeTransaction(HeaderRecord* header) {
     // Without a step over the largest number there is.
-    Change(target, notes, [](HeaderRecord* header) {
-        return SetField("trans_id", &header->transId, header->transId ^ 1);
-    });
+    return SetField("trans_id", &header->transId, header->transId ^ 1);
 }
 
-void ChangeSize(const Scene& /*scene*/, const Target& target, Notes* notes) {
-    Change(target, notes,
-           [](HeaderRecord* header) { return SetField("size", &header->size, header->size ^ 1); });
+std::string ChangeSize(HeaderRecord* header) {
+    return SetField("size", &header->size, header->size ^ 1);
 }
 
 void MakeYoung(const Scene& scene, const Target& target, Notes* notes) {
-    ChangeSize(scene, target, notes);
-    Change(target, notes,
-           [](HeaderRecord* header) { return SetField("mtime", &header->mtime, kYear9999); });
+    const auto setTime = [](HeaderRecord* header) {
+        return SetField("mtime", &header->mtime, kYear9999);
+    };
+    Sealed(ChangeSize)(scene, target, notes);
+    Sealed(setTime)(scene, target, notes);
 }
 
-void ChangeLocation(const Scene& /*scene*/, const Target& target, Notes* notes) {
-    Change(target, notes, [](HeaderRecord* header) {
-        const std::string former = header->extentLocation;
-        header->extentLocation += "/nowhere";
-        return "extent_location: " + former + " -> " + header->extentLocation;
-    });
+std::string ChangeLocation(HeaderRecord* header) {
+    const std::string former = header->extentLocation;
+    header->extentLocation += "/nowhere";
+    return "extent_location: " + former + " -> " + header->extentLocation;
 }
 
 constexpr Findings kUnloadable = Finds(&lines::kCorruptHeader, &lines::kHeaderNotLoaded);
@@ -68,30 +65,28 @@ constexpr Findings kEndsWalk = Finds(&lines::kUnhandledException, &lines::kHeade
 constexpr Findings kOtherIds = Finds(&lines::kTransIdMismatch, nullptr);
 constexpr Findings kElsewhere = Finds(nullptr, &lines::kExtentMissing);
 
-constexpr std::array<Kind, 9> kKinds = {{
-    {"header-damaged", "a byte of a header file is flipped", kUnloadable, kUnloadable, ChooseHeader,
-     Flip},
-    {"header-cut", "a header file is cut short", kUnloadable, kUnloadable, ChooseHeader, Cut},
-    {"header-foreign", "a header file holds a sound record of another structure", kUnloadable,
-     kUnloadable, ChooseHeader, PutForeign},
-    {"header-missing", "a header file is removed: the share has one file less", kFindsNothing,
-     kFindsNothing, ChooseHeader, Remove},
-    {"header-link-loop", "a header file becomes a link to itself, which ends the walks", kEndsWalk,
-     kEndsWalk, ChooseHeader, PutLoop},
-    {"header-transaction", "a header's transaction id differs from its extents'", kOtherIds,
-     kNotForLayout, ChooseHeader, ChangeTransaction},
-    {"header-size", "a header's size differs from that of the mapping tables", kNotForLayout,
-     kOtherSize, ChooseHeader, ChangeSize},
-    {"header-young", "as header-size, for a file modified in the future, which --t leaves out",
-     kNotForLayout, kOtherSize, ChooseHeader, MakeYoung},
-    {"header-location", "a header leads to extents that are not there", kElsewhere, kElsewhere,
-     ChooseHeader, ChangeLocation},
-}};
-
 }  // namespace
 
-std::span<const Kind> HeaderKinds() {
-    return kKinds;
+std::vector<Kind> HeaderKinds() {
+    return {
+        {"header-damaged", "a byte of a header file is flipped", kUnloadable, kUnloadable,
+         ChooseHeader, Flip},
+        {"header-cut", "a header file is cut short", kUnloadable, kUnloadable, ChooseHeader, Cut},
+        {"header-foreign", "a header file holds a sound record of another structure", kUnloadable,
+         kUnloadable, ChooseHeader, PutForeign},
+        {"header-missing", "a header file is removed: the share has one file less", kFindsNothing,
+         kFindsNothing, ChooseHeader, Remove},
+        {"header-link-loop", "a header file becomes a link to itself, which ends the walks",
+         kEndsWalk, kEndsWalk, ChooseHeader, PutLoop},
+        {"header-transaction", "a header's transaction id differs from its extents'", kOtherIds,
+         kNotForLayout, ChooseHeader, Sealed(ChangeTransaction)},
+        {"header-size", "a header's size differs from that of the mapping tables", kNotForLayout,
+         kOtherSize, ChooseHeader, Sealed(ChangeSize)},
+        {"header-young", "as header-size, for a file modified in the future, which --t leaves out",
+         kNotForLayout, kOtherSize, ChooseHeader, MakeYoung},
+        {"header-location", "a header leads to extents that are not there", kElsewhere, kElsewhere,
+         ChooseHeader, Sealed(ChangeLocation)},
+    };
 }
 
 }  // namespace jorvshare::damage

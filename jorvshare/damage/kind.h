@@ -1,7 +1,8 @@
 #pragma once
 
-#include <span>
+#include <functional>
 #include <string_view>
+#include <vector>
 
 #include "jorvshare/damage/change.h"
 #include "jorvshare/damage/scene.h"
@@ -29,17 +30,14 @@ struct Kind {
     std::string_view summary;
     Findings files;   ///< in the layout with extent files
     Findings tables;  ///< in that with mapping tables
-    Target (*choose)(const Scene& scene);
-    void (*change)(const Scene& scene, const Target& target, Notes* notes);
-
-    [[nodiscard]] const Findings& In(bool hasTables) const { return hasTables ? tables : files; }
+    std::function<Target(const Scene& scene)> choose;
+    Change change;
 };
 
 // The kinds by what they break; each is a file of its own.
-std::span<const Kind> HeaderKinds();
-std::span<const Kind> ExtentKinds();
-std::span<const Kind> TableKinds();
-std::span<const Kind> ImageKinds();
-std::span<const Kind> ContainerKinds();
+std::vector<Kind> HeaderKinds();
+std::vector<Kind> ExtentKinds();
+std::vector<Kind> TableKinds();
+std::vector<Kind> SiteKinds();  ///< images, containers and whole trees
 
 }  // namespace jorvshare::damage

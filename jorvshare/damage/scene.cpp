@@ -6,7 +6,7 @@
 #include <random>
 #include <utility>
 
-#include "jorvshare/site/volumes.h"
+#include "jorvshare/site/site.h"
 #include "terminal/interrupt.h"
 #include "terminal/tool_error.h"
 
@@ -36,7 +36,7 @@ Scene::Scene(DamageOptions options)
       share_(layout_.Share(options_.shareId)) {
     static_cast<void>(site_.Share(options_.shareId));
     // The target of a link in the share does not belong to the share.
-    for (const std::string& tree : {share_.HeadDir(), share_.MapDir(), share_.StuDir()}) {
+    for (const std::string& tree : {share_.Head(), share_.Map(), share_.Stu()}) {
         if (root_.TypeOf(tree) == S_IFLNK) {
             throw ToolError(root_.At(tree) + ": is a symbolic link; none is followed");
         }
@@ -51,7 +51,7 @@ std::vector<std::string> Scene::Volumes() const {
 }
 
 void Scene::AddFiles(const std::string& directory, std::vector<std::string>* files) const {
-    const std::string tree = directory.empty() ? share_.HeadDir() : share_.Head(directory);
+    const std::string tree = share_.Head(directory);
     for (const refstore::DirectoryEntry& entry : root_.List(tree)) {
         terminal::CheckInterrupt();
         const std::string relative = Join(directory, entry.name);
@@ -66,7 +66,7 @@ void Scene::AddFiles(const std::string& directory, std::vector<std::string>* fil
 
 std::vector<std::string> Scene::PairedFiles() const {
     std::vector<std::string> files;
-    if (root_.TypeOf(share_.HeadDir()) == S_IFDIR) {
+    if (root_.TypeOf(share_.Head()) == S_IFDIR) {
         AddFiles("", &files);
     }
     return files;
@@ -92,11 +92,6 @@ std::string Scene::ChooseFile(std::vector<std::string> candidates, const Applies
         }
     }
     FailNothing();
-}
-
-std::string Scene::ChooseOther(const std::vector<std::string>& candidates) const {
-    RequireNoPath();
-    return candidates[Choose(candidates.size())];
 }
 
 std::uint64_t Scene::Choose(std::uint64_t bound) const {

@@ -45,9 +45,6 @@ class Scene {
     [[nodiscard]] std::string ChooseFile(std::vector<std::string> candidates,
                                          const Applies& applies) const;
 
-    /// One of `candidates` by the seed; --path is refused.
-    [[nodiscard]] std::string ChooseOther(const std::vector<std::string>& candidates) const;
-
     /// A number below `bound`: always the same for the same seed. Fails as a kind that finds
     /// nothing to break when there is none.
     [[nodiscard]] std::uint64_t Choose(std::uint64_t bound) const;

@@ -1,12 +1,10 @@
 #include <algorithm>
-#include <array>
 #include <functional>
 #include <optional>
 #include <vector>
 
 #include "jorvshare/damage/kind.h"
-#include "jorvshare/site/volumes.h"
-#include "refstore/container/container_writer.h"
+#include "jorvshare/site/site.h"
 #include "refstore/table/bloom_filter.h"
 #include "refstore/table/table_directory.h"
 #include "refstore/table/table_record.h"
@@ -101,47 +99,47 @@ Target ChooseDirectory(const Scene& scene) {
     return target;
 }
 
+// The data.mdb of a file that has extents that fit.
+Target ChooseWith(const Scene& scene, Fits fits) {
+    return Choose(
+        scene, [&](const std::string& file) { return !PlacesIn(Load(scene, file), fits).empty(); });
+}
+
 Target ChooseDcid(const Scene& scene) {
-    return Choose(scene, [&](const std::string& file) {
-        return !PlacesIn(Load(scene, file), InContainer).empty();
-    });
+    return ChooseWith(scene, InContainer);
 }
 
 Target ChooseFingerprint(const Scene& scene) {
-    return Choose(scene, [&](const std::string& file) {
-        return !PlacesIn(Load(scene, file), FilterCanMiss).empty();
-    });
+    return ChooseWith(scene, FilterCanMiss);
 }
 
-// Seals the tables again with something else about one of the extents that fit.
-void Change(const Scene& scene, const Target& target, Notes* notes, Fits fits,
-            const std::function<std::string(TableRecord*, Extent*)>& change) {
-    TableDirectoryRecord record = Load(scene, target.file).value();
-    const std::vector<Place> places = PlacesIn(record, fits);
-    const Place place = places[scene.Choose(places.size())];
-    TableRecord& table = record.tables[place.table];
-    const std::string what = change(&table, &table.extents[place.extent]);
-    Rewrite(target, refstore::EncodeTables(record),
-            "table at " + std::to_string(table.offset) + ", " + what, notes);
+// Seals the tables again with something else about one of the extents that fit; `set` returns what
+// it did.
+Change Sealed(Fits fits, const std::function<std::string(TableRecord*, Extent*)>& set) {
+    return [=](const Scene& scene, const Target& target, Notes* notes) {
+        TableDirectoryRecord record = Load(scene, target.file).value();
+        const std::vector<Place> places = PlacesIn(record, fits);
+        const Place place = places[scene.Choose(places.size())];
+        TableRecord& table = record.tables[place.table];
+        const std::string what = set(&table, &table.extents[place.extent]);
+        Rewrite(target, refstore::EncodeTables(record),
+                "table at " + std::to_string(table.offset) + ", " + what, notes);
+    };
 }
 
-void UnlistDcid(const Scene& scene, const Target& target, Notes* notes) {
-    Change(scene, target, notes, InContainer, [](TableRecord* table, const Extent* extent) {
-        std::erase_if(table->dcids, [&](const auto& entry) { return entry.first == extent->dcid; });
-        return "DCID list: without " + std::to_string(extent->dcid);
-    });
+std::string UnlistDcid(TableRecord* table, const Extent* extent) {
+    std::erase_if(table->dcids, [&](const auto& entry) { return entry.first == extent->dcid; });
+    return "DCID list: without " + std::to_string(extent->dcid);
 }
 
-void UnlistFingerprint(const Scene& scene, const Target& target, Notes* notes) {
-    Change(scene, target, notes, FilterCanMiss, [](TableRecord* table, const Extent* extent) {
-        table->bloom = Without(table->bloom, extent->fp);
-        return "bloom filter: without " + terminal::Hex(std::as_bytes(std::span(extent->fp.bytes)));
-    });
+std::string UnlistFingerprint(TableRecord* table, const Extent* extent) {
+    table->bloom = Without(table->bloom, extent->fp);
+    return "bloom filter: without " + terminal::Hex(std::as_bytes(std::span(extent->fp.bytes)));
 }
 
 // The extent gets another DCID, and the list has it.
-void ChangeDcid(const Scene& scene, const Target& target, Notes* notes, std::uint64_t dcid) {
-    Change(scene, target, notes, InContainer, [&](TableRecord* table, Extent* extent) {
+Change SetDcid(std::uint64_t dcid) {
+    return Sealed(InContainer, [=](TableRecord* table, Extent* extent) {
         table->dcids.emplace_back(dcid, 0);
         return SetField("dcid of the extent at " + std::to_string(extent->start), &extent->dcid,
                         dcid) +
@@ -150,11 +148,7 @@ void ChangeDcid(const Scene& scene, const Target& target, Notes* notes, std::uin
 }
 
 void NameUnknownDcid(const Scene& scene, const Target& target, Notes* notes) {
-    ChangeDcid(scene, target, notes, std::max(LargestDcid(scene.Volumes()), kFirstDcid) + 1);
-}
-
-void NameReservedDcid(const Scene& scene, const Target& target, Notes* notes) {
-    ChangeDcid(scene, target, notes, kReservedDcid);
+    SetDcid(std::max(LargestDcid(scene.Volumes()), kFirstDcid) + 1)(scene, target, notes);
 }
 
 void ChangeSize(const Scene& scene, const Target& target, Notes* notes) {
@@ -172,32 +166,30 @@ constexpr Findings kUnmatched = Finds(&lines::kUnmatchedFingerprint, nullptr);
 constexpr Findings kUnknown = Finds(nullptr, &lines::kUnknownDcid);
 constexpr Findings kReserved = Finds(nullptr, &lines::kReservedDcid);
 
-constexpr std::array<Kind, 10> kKinds = {{
-    {"tables-damaged", "a byte of a file's mapping tables is flipped", kNotForLayout, kUnloadable,
-     ChooseTables, Flip},
-    {"tables-cut", "a file's mapping tables are cut short", kNotForLayout, kUnloadable,
-     ChooseTables, Cut},
-    {"tables-foreign", "data.mdb holds a sound record of another structure", kNotForLayout,
-     kUnloadable, ChooseTables, PutForeign},
-    {"tables-missing", "data.mdb is removed", kNotForLayout, kNoDataFile, ChooseTables, Remove},
-    {"tables-directory-missing", "a file's extent directory is removed", kNotForLayout,
-     kNoDirectory, ChooseDirectory, Remove},
-    {"tables-size", "mapping tables record another size than the header", kNotForLayout, kOtherSize,
-     ChooseTables, ChangeSize},
-    {"dcid-unlisted", "a DCID is missing from its table's DCID list", kNotForLayout, kUnlisted,
-     ChooseDcid, UnlistDcid},
-    {"fingerprint-unlisted", "a fingerprint is missing from its table's bloom filter",
-     kNotForLayout, kUnmatched, ChooseFingerprint, UnlistFingerprint},
-    {"dcid-unknown", "an extent names a container that no volume has", kNotForLayout, kUnknown,
-     ChooseDcid, NameUnknownDcid},
-    {"dcid-reserved", "an extent has a DCID below 64", kNotForLayout, kReserved, ChooseDcid,
-     NameReservedDcid},
-}};
-
 }  // namespace
 
-std::span<const Kind> TableKinds() {
-    return kKinds;
+std::vector<Kind> TableKinds() {
+    return {
+        {"tables-damaged", "a byte of a file's mapping tables is flipped", kNotForLayout,
+         kUnloadable, ChooseTables, Flip},
+        {"tables-cut", "a file's mapping tables are cut short", kNotForLayout, kUnloadable,
+         ChooseTables, Cut},
+        {"tables-foreign", "data.mdb holds a sound record of another structure", kNotForLayout,
+         kUnloadable, ChooseTables, PutForeign},
+        {"tables-missing", "data.mdb is removed", kNotForLayout, kNoDataFile, ChooseTables, Remove},
+        {"tables-directory-missing", "a file's extent directory is removed", kNotForLayout,
+         kNoDirectory, ChooseDirectory, Remove},
+        {"tables-size", "mapping tables record another size than the header", kNotForLayout,
+         kOtherSize, ChooseTables, ChangeSize},
+        {"dcid-unlisted", "a DCID is missing from its table's DCID list", kNotForLayout, kUnlisted,
+         ChooseDcid, Sealed(InContainer, UnlistDcid)},
+        {"fingerprint-unlisted", "a fingerprint is missing from its table's bloom filter",
+         kNotForLayout, kUnmatched, ChooseFingerprint, Sealed(FilterCanMiss, UnlistFingerprint)},
+        {"dcid-unknown", "an extent names a container that no volume has", kNotForLayout, kUnknown,
+         ChooseDcid, NameUnknownDcid},
+        {"dcid-reserved", "an extent has a DCID below 64", kNotForLayout, kReserved, ChooseDcid,
+         SetDcid(kReservedDcid)},
+    };
 }
 
 }  // namespace jorvshare::damage

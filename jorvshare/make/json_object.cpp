@@ -1,50 +1,10 @@
 #include "jorvshare/make/json_object.h"
 
 #include <algorithm>
-#include <charconv>
-#include <string_view>
 
 #include "jorvshare/site/site_layout.h"
 
 namespace jorvshare {
-
-namespace {
-
-template <typename Integer>
-std::optional<Integer> ToInteger(const Json& value) {
-    const auto inRange = [](auto number) {
-        return std::in_range<Integer>(number) ? std::optional(static_cast<Integer>(number))
-                                              : std::nullopt;
-    };
-    if (value.is_number_unsigned()) {
-        return inRange(value.get<std::uint64_t>());
-    }
-    if (value.is_number_integer()) {
-        return inRange(value.get<std::int64_t>());
-    }
-    if (value.is_string()) {
-        const auto& text = value.get_ref<const std::string&>();
-        Integer number{};
-        const char* const end = text.data() + text.size();
-        const auto [stop, error] = std::from_chars(text.data(), end, number);
-        if (error == std::errc() && stop == end) {
-            return number;
-        }
-    }
-    return std::nullopt;
-}
-
-template <typename Integer>
-Integer IntegerFrom(const Json& value, Integer least, Integer most) {
-    const auto number = ToInteger<Integer>(value);
-    if (!number.has_value() || *number < least || *number > most) {
-        Refuse(value, "must be an integer from " + std::to_string(least) + " to " +
-                          std::to_string(most) + ", as a number or a decimal string");
-    }
-    return *number;
-}
-
-}  // namespace
 
 void Refuse(const Json& value, const std::string& why) {
     throw nlohmann::detail::other_error::create(501, why, &value);
@@ -74,14 +34,6 @@ const Json::array_t& ElementsOf(const Json& value, std::size_t count) {
         Refuse(value, "must have " + std::to_string(count) + " elements");
     }
     return elements;
-}
-
-std::int64_t SignedFrom(const Json& value, std::int64_t least, std::int64_t most) {
-    return IntegerFrom(value, least, most);
-}
-
-std::uint64_t UnsignedFrom(const Json& value, std::uint64_t most) {
-    return IntegerFrom(value, std::uint64_t{0}, most);
 }
 
 std::vector<std::byte> BytesFrom(const Json& value) {

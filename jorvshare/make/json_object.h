@@ -1,5 +1,6 @@
 #pragma once
 
+#include <charconv>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -49,9 +50,35 @@ const Json::array_t& ElementsOf(const Json& value);
 /// The same of an array of `count` elements.
 const Json::array_t& ElementsOf(const Json& value, std::size_t count);
 
-/// Integers, as JSON numbers or as decimal strings; `least` and `most` are inclusive.
-std::int64_t SignedFrom(const Json& value, std::int64_t least, std::int64_t most);
-std::uint64_t UnsignedFrom(const Json& value, std::uint64_t most);
+/// An integer from `least` to `most`, as a JSON number or as a decimal string.
+template <std::integral Integer>
+Integer IntegerFrom(const Json& value, Integer least = std::numeric_limits<Integer>::min(),
+                    Integer most = std::numeric_limits<Integer>::max()) {
+    std::optional<Integer> number;
+    const auto take = [&number](auto given) {
+        if (std::in_range<Integer>(given)) {
+            number = static_cast<Integer>(given);
+        }
+    };
+    if (value.is_number_unsigned()) {
+        take(value.get<std::uint64_t>());
+    } else if (value.is_number_integer()) {
+        take(value.get<std::int64_t>());
+    } else if (value.is_string()) {
+        const auto& text = value.get_ref<const std::string&>();
+        Integer given{};
+        const char* const end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(text.data(), end, given);
+        if (error == std::errc() && stop == end) {
+            number = given;
+        }
+    }
+    if (!number || *number < least || *number > most) {
+        Refuse(value, "must be an integer from " + std::to_string(least) + " to " +
+                          std::to_string(most) + ", as a number or a decimal string");
+    }
+    return *number;
+}
 /// Bytes given as hexadecimal digits.
 std::vector<std::byte> BytesFrom(const Json& value);
 /// Refuses `value` unless `path` is relative and leads to no place above.
@@ -59,14 +86,9 @@ void RequireInnerPath(const Json& value, const std::string& path);
 
 // Into puts a value where it belongs, or throws.
 
-template <std::signed_integral Number>
+template <std::integral Number>
 void Into(const Json& value, Number& into) {
-    using Limits = std::numeric_limits<Number>;
-    into = static_cast<Number>(SignedFrom(value, Limits::min(), Limits::max()));
-}
-template <std::unsigned_integral Number>
-void Into(const Json& value, Number& into) {
-    into = static_cast<Number>(UnsignedFrom(value, std::numeric_limits<Number>::max()));
+    into = IntegerFrom<Number>(value);
 }
 inline void Into(const Json& value, bool& into) {
     into = value.get<bool>();

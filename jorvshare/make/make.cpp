@@ -35,18 +35,14 @@ constexpr mode_t kDirectoryMode = 0755;
 constexpr mode_t kFileMode = 0644;
 constexpr std::uint64_t kLargestRecipe = std::uint64_t{1} << 30U;
 
-/// Names, each of which may be given once.
-class Names {
-  public:
-    void Add(const Json& value, const std::string& name) {
-        if (!names_.insert(name).second) {
-            Refuse(value, "is there twice");
-        }
-    }
+using Names = std::set<std::string>;
 
-  private:
-    std::set<std::string> names_;
-};
+// Refuses a name that is given twice.
+void Add(const Json& value, const std::string& name, Names* names) {
+    if (!names->insert(name).second) {
+        Refuse(value, "is there twice");
+    }
+}
 
 /// What is built, by its path: a mistake shows before anything is.
 class Places {
@@ -104,7 +100,7 @@ class Builder {
             Names names;
             for (const Json& volume : ElementsOf(list)) {
                 BuildVolume(volume, &volumes.emplace_back());
-                names.Add(volume, volumes.back().text);
+                Add(volume, volumes.back().text, &names);
             }
         };
         const auto readShares = [&](const Json& list) {
@@ -168,7 +164,7 @@ class Builder {
         const auto buildContainers = [&](const Json& list) {
             for (const Json& dcid : ElementsOf(list)) {
                 BuildContainer(dcid, SiteLayout::Volume(name->text),
-                               UnsignedFrom(dcid, UINT64_MAX));
+                               IntegerFrom<std::uint64_t>(dcid));
             }
         };
         const auto buildFiles = [&](const Json& files) {
@@ -209,10 +205,10 @@ class Builder {
             if (IsPartialName(id.text)) {
                 Refuse(text, "names that end in .partial are reserved for unfinished files");
             }
-            ids->Add(text, id.text);
+            Add(text, id.text, ids);
             share = layout_.Share(id.text);
             // The three trees belong to every share, an empty one included.
-            for (const std::string& tree : {share.HeadDir(), share.MapDir(), share.StuDir()}) {
+            for (const std::string& tree : {share.Head(), share.Map(), share.Stu()}) {
                 MakeDirectories(tree);
             }
         };
@@ -221,7 +217,7 @@ class Builder {
             for (const Json& file : ElementsOf(list)) {
                 const RecipeFile read =
                     ReadFile(file, std::uint64_t{settings_.tableSpanGiB} << 30U);
-                paths.Add(file, read.path);
+                Add(file, read.path, &paths);
                 BuildFile(file, share, read);
                 ++files_;
             }
@@ -284,13 +280,6 @@ class Builder {
     std::uint64_t files_ = 0;
 };
 
-// The place of a mistake is the JSON library's own.
-[[noreturn]] void FailRecipe(const std::string& path, const Json::exception& error) {
-    // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."
-    const std::string_view what = error.what();
-    throw terminal::ToolError(path + ": " + std::string(what.substr(what.find("] ") + 2)));
-}
-
 // Every mistake shows before anything is built.
 Json LoadRecipe(const std::string& path) {
     const refstore::FileBytes bytes = refstore::RegularFile("recipe", path).ReadAll(kLargestRecipe);
@@ -299,7 +288,9 @@ Json LoadRecipe(const std::string& path) {
         Builder(nullptr, "").Build(recipe);
         return recipe;
     } catch (const Json::exception& error) {
-        FailRecipe(path, error);
+        // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."
+        const std::string_view what = error.what();
+        throw terminal::ToolError(path + ": " + std::string(what.substr(what.find("] ") + 2)));
     }
 }
 

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "jorvshare/site/root.h"
-#include "jorvshare/site/site_layout.h"
 #include "refstore/extent/sampled_checksum.h"
 #include "refstore/fingerprint.h"
 
@@ -28,7 +27,7 @@ std::vector<std::byte> ReadStorageUnit(const Json& value) {
         const std::vector<std::byte> pattern = BytesFrom(parts[0]);
         const auto size = static_cast<std::int64_t>(pattern.size());
         const std::int64_t count =
-            SignedFrom(parts[1], 0, kLargestUnit / std::max<std::int64_t>(1, size));
+            IntegerFrom<std::int64_t>(parts[1], 0, kLargestUnit / std::max<std::int64_t>(1, size));
         bytes.reserve(pattern.size() * static_cast<std::size_t>(count));
         for (std::int64_t i = 0; i < count; ++i) {
             bytes.insert(bytes.end(), pattern.begin(), pattern.end());
@@ -138,8 +137,8 @@ class FileReader {
             table.dcids.clear();
             for (const Json& pair : ElementsOf(list)) {
                 const Json::array_t& values = ElementsOf(pair, 2);
-                table.dcids.emplace_back(UnsignedFrom(values[0], UINT64_MAX),
-                                         UnsignedFrom(values[1], UINT64_MAX));
+                table.dcids.emplace_back(IntegerFrom<std::uint64_t>(values[0]),
+                                         IntegerFrom<std::uint64_t>(values[1]));
             }
         };
         ReadObject(value, {{"offset", table.offset},

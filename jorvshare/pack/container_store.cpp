@@ -4,7 +4,7 @@
 #include <limits>
 #include <utility>
 
-#include "jorvshare/site/volumes.h"
+#include "jorvshare/site/site.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {

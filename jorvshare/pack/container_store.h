@@ -2,15 +2,29 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <span>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
-#include "jorvshare/pack/shared_data.h"
 #include "refstore/container/container_writer.h"
+#include "storage/fingerprint.h"
 
 namespace jorvshare {
+
+/// The first bytes of a fingerprint are as good a hash as any.
+struct FingerprintHash {
+    std::size_t operator()(const crfp_digest_t& fp) const {
+        std::size_t hash = 0;
+        std::memcpy(&hash, fp.bytes.data(), sizeof hash);
+        return hash;
+    }
+};
+
+template <typename Value>
+using FingerprintMap = std::unordered_map<crfp_digest_t, Value, FingerprintHash>;
 
 /// Where data lies.
 struct DataPlace {

@@ -1,12 +1,10 @@
 #include "jorvshare/pack/pack.h"
 
 #include <span>
-#include <vector>
 
 #include "jorvshare/pack/container_store.h"
 #include "jorvshare/pack/pack_site.h"
 #include "jorvshare/pack/share_writer.h"
-#include "jorvshare/pack/shared_data.h"
 #include "jorvshare/pack/source_file.h"
 #include "jorvshare/pack/source_tree.h"
 #include "jorvshare/site/keep_going.h"
@@ -50,18 +48,21 @@ void WarnOfUncheckable(const SourceTree& tree, const PackSite& site) {
 SharedData FindShared(const Root& source, SourceTree* tree, KeepGoing* keepGoing,
                       terminal::Progress* progress) {
     SharedData shared;
+    FingerprintMap<std::uint64_t> firstFile;
     std::uint64_t number = 0;
     std::erase_if(tree->files, [&](const std::string& relative) {
         ++number;
         return !keepGoing->Try("not packed: ", progress, [&] {
             SourceFile(source, relative)
                 .ForEachPiece([&](std::uint64_t, std::span<const std::byte> data) {
-                    shared.Add(refstore::Fingerprint(data), number);
+                    const crfp_digest_t fp = refstore::Fingerprint(data);
+                    if (firstFile.try_emplace(fp, number).first->second != number) {
+                        shared.insert(fp);
+                    }
                     progress->Advance(data.size(), data.size());
                 });
         });
     });
-    shared.Finish();
     return shared;
 }
 
@@ -100,8 +101,7 @@ int Pack(const PackOptions& options) {
         twoPasses ? FindShared(source, &tree, &keepGoing, &progress) : SharedData();
     ContainerStore containers(site.ContainerPlaces(), site.LastDcid(),
                               std::uint64_t{options.containerMiB} << 20U, site.DataEnding());
-    ShareWriter writer({site.Tree(), site.Share(), site.MetaRoot(), site.Map(), site.TableSpan()},
-                       &shared, &containers, &progress);
+    ShareWriter writer(site, shared, &containers, &progress);
     for (const std::string& directory : tree.directories) {
         writer.AddDirectory(directory);
     }

@@ -1,6 +1,5 @@
 #include "jorvshare/pack/pack_site.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,8 +7,7 @@
 #include <set>
 #include <span>
 
-#include "jorvshare/site/image_list.h"
-#include "jorvshare/site/volumes.h"
+#include "jorvshare/site/site.h"
 #include "refstore/base/file_writer.h"
 #include "refstore/base/regular_file.h"
 #include "refstore/config/settings.h"
@@ -34,16 +32,6 @@ std::string Name(MapLayout layout) {
     return layout == MapLayout::kTables ? "tables" : "files";
 }
 
-// A volume that is not mounted may hold any number of containers: their identifiers must not be
-// given out again.
-void RequireThere(const std::vector<std::string>& volumes) {
-    for (const std::string& volume : volumes) {
-        if (!IsThere(volume)) {
-            throw ToolError(volume + kVolumeMissing);
-        }
-    }
-}
-
 }  // namespace
 
 PackSite::PackSite(const std::string& path, const PackOptions& options)
@@ -55,15 +43,20 @@ PackSite::PackSite(const std::string& path, const PackOptions& options)
     struct stat attributes = {};
     const bool isThere = ::lstat(path.c_str(), &attributes) == 0;
     if (isThere && Root(path).TypeOf(SiteLayout::kSettings) != 0) {
-        Join(options);
+        JoinSite(options);
     } else if (isThere && !Root(path).List("").empty()) {
         throw ToolError(path + ": not a site: the directory is not empty and has no " +
                         SiteLayout::kSettings);
     }
-    AddVolumes(options.volumes);
+    for (std::uint32_t number = 1; volumes_.size() < options.volumes; ++number) {
+        std::string volume = Join(path_, SiteLayout::Volume("v" + std::to_string(number)));
+        if (std::ranges::find(volumes_, volume) == volumes_.end()) {
+            volumes_.push_back(std::move(volume));
+        }
+    }
 }
 
-void PackSite::Join(const PackOptions& options) {
+void PackSite::JoinSite(const PackOptions& options) {
     lock_ = LockDirectory(path_);
     const Site site(path_);
     map_ = site.Tables() ? MapLayout::kTables : MapLayout::kFiles;
@@ -79,7 +72,13 @@ void PackSite::Join(const PackOptions& options) {
     volumes_ = site.Volumes();
     listedVolumes_ = volumes_.size();
     layout_ = site.LayoutWithin(volumes_);
-    RequireThere(volumes_);
+    for (const std::string& volume : volumes_) {
+        // One that is not mounted may hold any number of containers: their identifiers must not be
+        // given out again.
+        if (!IsThere(volume)) {
+            throw ToolError(volume + kVolumeMissing);
+        }
+    }
     there_.emplace(path_);
     fstab_ = refstore::RegularFile("table of volumes", there_->At(layout_.fstab))
                  .ReadAll(kLargestFstab)
@@ -99,12 +98,12 @@ bool PackSite::IsListed(const ImageName& image) const {
         return false;
     }
     for (const refstore::DirectoryEntry& parent : there_->List(layout_.meta)) {
-        const std::string directory = jorvshare::Join(layout_.meta, parent.name);
+        const std::string directory = Join(layout_.meta, parent.name);
         if (parent.type != S_IFDIR) {
             continue;
         }
         for (const refstore::DirectoryEntry& share : there_->List(directory)) {
-            const ShareLayout paths{jorvshare::Join(directory, share.name)};
+            const ShareLayout paths{Join(directory, share.name)};
             if (share.type == S_IFDIR && !IsPartialName(share.name) &&
                 std::ranges::count(ReadImageList(*there_, paths.VcopyFile()), image) != 0) {
                 return true;
@@ -112,16 +111,6 @@ bool PackSite::IsListed(const ImageName& image) const {
         }
     }
     return there_->TypeOf(layout_.Image(image)) != S_IFREG;
-}
-
-void PackSite::AddVolumes(std::uint32_t wanted) {
-    for (std::uint32_t number = 1; volumes_.size() < wanted; ++number) {
-        std::string volume =
-            jorvshare::Join(path_, SiteLayout::Volume("v" + std::to_string(number)));
-        if (std::ranges::find(volumes_, volume) == volumes_.end()) {
-            volumes_.push_back(std::move(volume));
-        }
-    }
 }
 
 PackSite::~PackSite() {
@@ -133,14 +122,6 @@ PackSite::~PackSite() {
         }
         undo_.pop_back();
     }
-}
-
-std::string PackSite::SharePath() const {
-    return jorvshare::Join(path_, layout_.Share(id_).root);
-}
-
-std::string PackSite::MetaRoot() const {
-    return jorvshare::Join(path_, layout_.meta);
 }
 
 ShareLayout PackSite::Share() const {
@@ -159,6 +140,15 @@ std::uint64_t PackSite::LastDcid() const {
 }
 
 void PackSite::Begin() {
+    if (!there_) {
+        new_.emplace(path_, kOpenMode);
+    }
+    tree_ = there_ ? &*there_ : &new_->Tree();
+    for (const std::string& directory :
+         {std::string(SiteLayout::kVolumes), std::string(SiteLayout::kLog), layout_.images,
+          refstore::ParentOf(layout_.Share(id_).root)}) {
+        MakeMissing(directory);
+    }
     if (there_) {
         BeginBeside();
     } else {
@@ -168,13 +158,6 @@ void PackSite::Begin() {
 }
 
 void PackSite::BeginNew() {
-    new_.emplace(path_, kOpenMode);
-    tree_ = &new_->Tree();
-    for (const std::string& directory :
-         {std::string(SiteLayout::kVolumes), std::string(SiteLayout::kLog), layout_.images,
-          layout_.ShareParent(id_)}) {
-        tree_->MakeDirectories(directory, kOpenMode);
-    }
     for (const std::string& volume : volumes_) {
         const std::string relative = volume.substr(path_.size() + 1);
         tree_->MakeDirectory(relative, kOpenMode);
@@ -189,12 +172,6 @@ void PackSite::BeginNew() {
 }
 
 void PackSite::BeginBeside() {
-    tree_ = &*there_;
-    for (const std::string& directory :
-         {std::string(SiteLayout::kVolumes), std::string(SiteLayout::kLog), layout_.images,
-          layout_.ShareParent(id_)}) {
-        MakeMissing(directory);
-    }
     Claim(*tree_, PartialOf(layout_.Share(id_).root));
     for (const std::string& volume : volumes_) {
         if (!IsThere(volume)) {
@@ -213,11 +190,10 @@ void PackSite::BeginBeside() {
 }
 
 void PackSite::MakeMissing(const std::string& directory) {
-    if (directory.empty() || tree_->TypeOf(directory) == S_IFDIR) {
+    if (tree_->TypeOf(directory) == S_IFDIR) {
         return;
     }
-    const std::size_t slash = directory.rfind('/');
-    MakeMissing(slash == std::string::npos ? "" : directory.substr(0, slash));
+    MakeMissing(refstore::ParentOf(directory));
     tree_->MakeDirectory(directory, kOpenMode);
     // Goes unless something else was put into it.
     undo_.emplace_back([path = tree_->At(directory)] { ::rmdir(path.c_str()); });
@@ -233,10 +209,8 @@ void PackSite::WriteImage(const std::vector<std::uint64_t>& containers) {
                  BytesOf(image_->policy + "\n" + image_->backupTime + "\n" + image_->name + ";\n"),
                  0644);
     std::string place = layout_.Image(*image_);
-    if (new_) {
-        tree_->MakeDirectories(layout_.ImageParent(*image_), kOpenMode);
-    } else {
-        MakeMissing(layout_.ImageParent(*image_));
+    MakeMissing(refstore::ParentOf(place));
+    if (!new_) {
         place = PartialOf(place);
         Claim(*tree_, place);
     }
@@ -249,6 +223,7 @@ void PackSite::WriteImage(const std::vector<std::uint64_t>& containers) {
 void PackSite::Commit() {
     if (new_) {
         new_->Commit();
+        undo_.clear();
         return;
     }
     Sync();
@@ -276,7 +251,7 @@ void PackSite::PutContainersInPlace() {
         // The index of a container first, "1.bhd" before "1.bin.partial": data without an index is
         // damage to the checker.
         for (const refstore::DirectoryEntry& half : root.List(kContainers)) {
-            const std::string from = jorvshare::Join(kContainers, half.name);
+            const std::string from = Join(kContainers, half.name);
             const std::string name =
                 IsPartialName(half.name) ? half.name.substr(0, half.name.rfind('.')) : half.name;
             undo_.emplace_back([volume, name, from] {

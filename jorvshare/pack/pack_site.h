@@ -8,7 +8,6 @@
 
 #include "jorvshare/pack/pack.h"
 #include "jorvshare/site/root.h"
-#include "jorvshare/site/site.h"
 #include "jorvshare/site/site_layout.h"
 #include "jorvshare/site/target_directory.h"
 
@@ -35,9 +34,9 @@ class PackSite {
     /// Span of a mapping table, bytes.
     [[nodiscard]] std::uint64_t TableSpan() const { return std::uint64_t{spanGiB_} << 30U; }
     /// Absolute path that the share will have.
-    [[nodiscard]] std::string SharePath() const;
+    [[nodiscard]] std::string SharePath() const { return Join(path_, layout_.Share(id_).root); }
     /// Absolute path of the metadata root, which headers record.
-    [[nodiscard]] std::string MetaRoot() const;
+    [[nodiscard]] std::string MetaRoot() const { return Join(path_, layout_.meta); }
 
     // After Begin.
 
@@ -56,8 +55,7 @@ class PackSite {
     void Commit();
 
   private:
-    void Join(const PackOptions& options);
-    void AddVolumes(std::uint32_t wanted);
+    void JoinSite(const PackOptions& options);
     [[nodiscard]] bool IsListed(const ImageName& image) const;
     void BeginNew();
     void BeginBeside();

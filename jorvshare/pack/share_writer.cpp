@@ -1,10 +1,10 @@
 #include "jorvshare/pack/share_writer.h"
 
 #include <algorithm>
+#include <span>
 #include <stdexcept>
 #include <utility>
 
-#include "jorvshare/pack/local_store.h"
 #include "jorvshare/site/keep_going.h"
 #include "refstore/extent/extent_record.h"
 #include "refstore/extent/sampled_checksum.h"
@@ -22,6 +22,52 @@ constexpr std::int64_t kTransId = 1;
 constexpr mode_t kDirectoryMode = 0700;
 constexpr mode_t kFileMode = 0644;
 
+/// Storage unit of one user file: its data once each, piece after piece, open to its owner alone.
+/// The file and the directories above it are made with the first data; without Finish the file is
+/// removed.
+class LocalStore {
+  public:
+    LocalStore(const Root& root, std::string path) : root_(root), path_(std::move(path)) {}
+    ~LocalStore() {
+        try {
+            if (file_) {
+                root_.Remove(path_);
+            }
+        } catch (const terminal::ToolError&) {
+            // The failure that brought the run here is the one to report.
+        }
+    }
+    LocalStore(const LocalStore&) = delete;
+    LocalStore& operator=(const LocalStore&) = delete;
+
+    /// Offset of the data in the storage unit, stored now unless it was before.
+    std::int64_t Put(const crfp_digest_t& fp, std::span<const std::byte> data) {
+        const auto [place, isNew] = places_.try_emplace(fp, static_cast<std::int64_t>(size_));
+        if (isNew) {
+            if (!file_) {
+                root_.MakeDirectories(refstore::ParentOf(path_), kDirectoryMode);
+                file_ = root_.Create(path_, 0600);
+            }
+            root_.Require(refstore::WriteAllAt(file_, size_, data), path_);
+            size_ += data.size();
+        }
+        return place->second;
+    }
+
+    /// Ends the file and returns its size. Nothing may be put afterwards.
+    std::uint64_t Finish() {
+        root_.Require(file_.Close(), path_);
+        return size_;
+    }
+
+  private:
+    const Root& root_;
+    const std::string path_;
+    refstore::Descriptor file_;
+    FingerprintMap<std::int64_t> places_;
+    std::uint64_t size_ = 0;
+};
+
 bool Lists(const refstore::TableRecord& table, std::uint64_t dcid) {
     // From the back: data that was packed together mostly lies together.
     return std::any_of(table.dcids.rbegin(), table.dcids.rend(),
@@ -30,29 +76,33 @@ bool Lists(const refstore::TableRecord& table, std::uint64_t dcid) {
 
 }  // namespace
 
-ShareWriter::ShareWriter(ShareTarget target, const SharedData* shared, ContainerStore* containers,
+ShareWriter::ShareWriter(const PackSite& site, const SharedData& shared, ContainerStore* containers,
                          terminal::Progress* progress)
-    : target_(std::move(target)), shared_(shared), containers_(containers), progress_(progress) {
-    for (const std::string& tree :
-         {target_.share.HeadDir(), target_.share.MapDir(), target_.share.StuDir()}) {
-        target_.root.MakeDirectory(tree, kDirectoryMode);
+    : site_(site),
+      root_(site.Tree()),
+      share_(site.Share()),
+      shared_(shared),
+      containers_(containers),
+      progress_(progress) {
+    for (const std::string& tree : {share_.Head(), share_.Map(), share_.Stu()}) {
+        root_.MakeDirectory(tree, kDirectoryMode);
     }
 }
 
 void ShareWriter::AddDirectory(const std::string& relative) {
-    target_.root.MakeDirectory(target_.share.Head(relative), kDirectoryMode);
-    target_.root.MakeDirectory(target_.share.Map(relative), kDirectoryMode);
+    root_.MakeDirectory(share_.Head(relative), kDirectoryMode);
+    root_.MakeDirectory(share_.Map(relative), kDirectoryMode);
 }
 
 void ShareWriter::AddFile(const Root& source, const std::string& relative) {
     SourceFile file(source, relative);
     const std::vector<refstore::Extent> extents = StoreData(&file, relative);
     try {
-        if (target_.layout == MapLayout::kTables) {
+        if (site_.Map() == MapLayout::kTables) {
             WriteTables(relative, file.Size(), extents);
         } else {
-            target_.root.Write(target_.share.Map(relative),
-                               refstore::EncodeExtents(kTransId, extents), kFileMode);
+            root_.Write(share_.Map(relative), refstore::EncodeExtents(kTransId, extents),
+                        kFileMode);
         }
     } catch (const std::length_error& error) {
         throw terminal::ToolError(source.At(relative) + ": " + error.what());
@@ -66,14 +116,14 @@ void ShareWriter::AddFile(const Root& source, const std::string& relative) {
 std::vector<refstore::Extent> ShareWriter::StoreData(SourceFile* file,
                                                      const std::string& relative) {
     std::vector<refstore::Extent> extents;
-    LocalStore local(target_.root, target_.share.Stu(relative));
+    LocalStore local(root_, share_.Stu(relative));
     file->ForEachPiece([&](std::uint64_t offset, std::span<const std::byte> data) {
         refstore::Extent extent;
         extent.start = offset;
         extent.end = offset + data.size();
         extent.cksum = refstore::SampledChecksum(data);
         extent.fp = refstore::Fingerprint(data);
-        if (target_.layout == MapLayout::kTables || shared_->Contains(extent.fp)) {
+        if (site_.Map() == MapLayout::kTables || shared_.contains(extent.fp)) {
             const DataPlace place = containers_->Put(extent.fp, data);
             extent.dcid = place.dcid;
             extent.dataOffset = place.offset;
@@ -84,15 +134,14 @@ std::vector<refstore::Extent> ShareWriter::StoreData(SourceFile* file,
         extents.push_back(extent);
         progress_->Advance(data.size(), data.size());
     });
-    local.Finish();
-    localBytes_ += local.StoredBytes();
+    localBytes_ += local.Finish();
     return extents;
 }
 
 void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
                               const std::vector<refstore::Extent>& extents) {
     const auto length = static_cast<std::uint64_t>(size);
-    const std::uint64_t span = target_.tableSpan;
+    const std::uint64_t span = site_.TableSpan();
     const std::uint64_t count = std::max<std::uint64_t>(1, length / span + (length % span != 0));
     // A sparse file of any size costs one table per span.
     if (count > refstore::kMaxTables) {
@@ -122,22 +171,22 @@ void ShareWriter::WriteTables(const std::string& relative, std::int64_t size,
                              "give a smaller --table-span");
         }
     }
-    const std::string directory = target_.share.Map(relative);
-    target_.root.MakeDirectory(directory, kDirectoryMode);
-    target_.root.Write(refstore::TableDirectory::FileIn(directory), refstore::EncodeTables(record),
-                       kFileMode);
+    const std::string directory = share_.Map(relative);
+    root_.MakeDirectory(directory, kDirectoryMode);
+    root_.Write(refstore::TableDirectory::FileIn(directory), refstore::EncodeTables(record),
+                kFileMode);
 }
 
 void ShareWriter::WriteHeader(const SourceFile& file, const std::string& relative) {
     refstore::HeaderRecord header;
     header.transId = kTransId;
     header.size = file.Size();
-    header.mtime = file.ModifiedSeconds();
-    header.mtimeNsec = file.ModifiedNanoseconds();
-    header.mode = file.Mode();
+    header.mtime = file.Attributes().st_mtim.tv_sec;
+    header.mtimeNsec = static_cast<std::uint32_t>(file.Attributes().st_mtim.tv_nsec);
+    header.mode = file.Attributes().st_mode & 07777U;
     header.fg = files_;
-    header.extentLocation = target_.extentLocation;
-    target_.root.Write(target_.share.Head(relative), refstore::EncodeHeader(header), kFileMode);
+    header.extentLocation = site_.MetaRoot();
+    root_.Write(share_.Head(relative), refstore::EncodeHeader(header), kFileMode);
 }
 
 }  // namespace jorvshare

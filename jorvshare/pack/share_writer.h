@@ -2,11 +2,11 @@
 
 #include <cstdint>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "jorvshare/pack/container_store.h"
-#include "jorvshare/pack/pack.h"
-#include "jorvshare/pack/shared_data.h"
+#include "jorvshare/pack/pack_site.h"
 #include "jorvshare/pack/source_file.h"
 #include "jorvshare/site/root.h"
 #include "jorvshare/site/site_layout.h"
@@ -15,14 +15,8 @@
 
 namespace jorvshare {
 
-/// What is the same for all files of the share that is written.
-struct ShareTarget {
-    const Root& root;
-    ShareLayout share;           ///< where it is built, relative to `root`
-    std::string extentLocation;  ///< recorded in every header
-    MapLayout layout = MapLayout::kFiles;
-    std::uint64_t tableSpan = 0;  ///< bytes
-};
+/// Fingerprints of the data that occurs in two or more files.
+using SharedData = std::unordered_set<crfp_digest_t, FingerprintHash>;
 
 /// Writes the metadata of one user file after the other, and its data into the stores. Directories
 /// and storage units are open to their owner alone. Failures are SysExceptions and ToolErrors. A
@@ -30,9 +24,9 @@ struct ShareTarget {
 /// InputError and leaves no metadata. One thread.
 class ShareWriter {
   public:
-    /// `shared`, `containers` and `progress` outlive the writer; `shared` is not read in the
-    /// layout of tables. The share's own directory is there and empty.
-    ShareWriter(ShareTarget target, const SharedData* shared, ContainerStore* containers,
+    /// All that is given outlives the writer; `shared` is not read in the layout of tables. `site`
+    /// has begun, and the share's own directory in it is empty.
+    ShareWriter(const PackSite& site, const SharedData& shared, ContainerStore* containers,
                 terminal::Progress* progress);
 
     /// Makes a directory of the share. Directories come before what is in them.
@@ -53,8 +47,10 @@ class ShareWriter {
                      const std::vector<refstore::Extent>& extents);
     void WriteHeader(const SourceFile& file, const std::string& relative);
 
-    const ShareTarget target_;
-    const SharedData* shared_;
+    const PackSite& site_;
+    const Root& root_;
+    const ShareLayout share_;  ///< relative to root_
+    const SharedData& shared_;
     ContainerStore* containers_;
     terminal::Progress* progress_;
     std::uint64_t files_ = 0;

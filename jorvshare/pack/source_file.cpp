@@ -1,7 +1,6 @@
 #include "jorvshare/pack/source_file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,17 +15,12 @@ namespace jorvshare {
 SourceFile::SourceFile(const Root& root, const std::string& relative)
     : path_(root.At(relative)),
       file_(OrInputError([&] { return root.Open(relative, O_RDONLY | O_NONBLOCK | O_NOCTTY); })) {
-    struct stat attributes = {};
-    if (::fstat(file_.Get(), &attributes) != 0) {
+    if (::fstat(file_.Get(), &attributes_) != 0) {
         throw InputError(terminal::Errno(path_, errno));
     }
-    if (!S_ISREG(attributes.st_mode)) {
+    if (!S_ISREG(attributes_.st_mode)) {
         FailChanged();
     }
-    size_ = attributes.st_size;
-    seconds_ = attributes.st_mtim.tv_sec;
-    nanoseconds_ = static_cast<std::uint32_t>(attributes.st_mtim.tv_nsec);
-    mode_ = attributes.st_mode & 07777U;
 }
 
 void SourceFile::FailChanged() const {
@@ -36,10 +30,10 @@ void SourceFile::FailChanged() const {
 void SourceFile::ForEachPiece(const Piece& piece) {
     constexpr auto kGrid = static_cast<std::int64_t>(kMaxExtent);
     std::int64_t offset = 0;
-    while (offset < size_) {
+    while (offset < Size()) {
         // A file system that knows no holes has data everywhere.
         offset = Seek(offset, SEEK_DATA, offset);
-        const std::int64_t end = std::min(size_, Seek(offset, SEEK_HOLE, size_));
+        const std::int64_t end = std::min(Size(), Seek(offset, SEEK_HOLE, Size()));
         while (offset < end) {
             terminal::CheckInterrupt();
             const std::int64_t next = std::min(end, (offset / kGrid + 1) * kGrid);
@@ -50,21 +44,21 @@ void SourceFile::ForEachPiece(const Piece& piece) {
     }
     // A file that has become shorter looks as if it ended in a hole.
     struct stat attributes = {};
-    if (::fstat(file_.Get(), &attributes) != 0 || attributes.st_size < size_) {
+    if (::fstat(file_.Get(), &attributes) != 0 || attributes.st_size < Size()) {
         FailChanged();
     }
 }
 
 std::int64_t SourceFile::Seek(std::int64_t offset, int whence, std::int64_t otherwise) const {
-    if (offset >= size_) {
-        return size_;
+    if (offset >= Size()) {
+        return Size();
     }
     const std::int64_t found = ::lseek(file_.Get(), offset, whence);
     if (found >= 0) {
         return found;
     }
     if (errno == ENXIO) {
-        return size_;  // only a hole is left
+        return Size();  // only a hole is left
     }
     if (errno != EINVAL && errno != EOPNOTSUPP) {
         throw InputError(terminal::Errno(path_, errno));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -22,11 +24,8 @@ class SourceFile {
   public:
     SourceFile(const Root& root, const std::string& relative);
 
-    [[nodiscard]] std::int64_t Size() const { return size_; }
-    [[nodiscard]] std::int64_t ModifiedSeconds() const { return seconds_; }
-    [[nodiscard]] std::uint32_t ModifiedNanoseconds() const { return nanoseconds_; }
-    /// Permission bits, set-id and sticky ones included.
-    [[nodiscard]] std::uint32_t Mode() const { return mode_; }
+    [[nodiscard]] std::int64_t Size() const { return attributes_.st_size; }
+    [[nodiscard]] const struct stat& Attributes() const { return attributes_; }
 
     using Piece = std::function<void(std::uint64_t offset, std::span<const std::byte> data)>;
 
@@ -41,10 +40,7 @@ class SourceFile {
 
     std::string path_;
     refstore::Descriptor file_;
-    std::int64_t size_ = 0;
-    std::int64_t seconds_ = 0;
-    std::uint32_t nanoseconds_ = 0;
-    std::uint32_t mode_ = 0;
+    struct stat attributes_ = {};
     std::vector<std::byte> buffer_;
 };
 

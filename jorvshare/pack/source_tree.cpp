@@ -1,6 +1,5 @@
 #include "jorvshare/pack/source_tree.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -8,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <string_view>
-#include <utility>
 
 #include "terminal/interrupt.h"
 #include "terminal/tool_error.h"

@@ -21,26 +21,13 @@ constexpr std::uint32_t kNanosecondsPerSecond = 1000000000;
 // needs an end.
 constexpr std::uint64_t kLongestExtent = std::uint64_t{64} << 20U;
 
-// Paths below the share, of its tree for an empty `relative`.
-std::string In(const std::string& tree, const std::string& relative) {
-    return relative.empty() ? tree : Join(tree, relative);
-}
-
-std::string Head(const std::string& relative) {
-    return In("head", relative);
-}
-
-std::string Map(const std::string& relative) {
-    return In("map", relative);
-}
-
 }  // namespace
 
 ShareReader::ShareReader(const Site& site, const std::string& id)
     : id_(id), tables_(site.Tables()), share_(site.Share(id).root) {}
 
 void ShareReader::RequirePath(const std::string& path) const {
-    const mode_t type = IsInnerPath(path) ? share_.TypeOf(Head(path)) : 0;
+    const mode_t type = IsInnerPath(path) ? share_.TypeOf(in_.Head(path)) : 0;
     if (!path.empty() && type != S_IFDIR && type != S_IFREG) {
         throw ToolError("share " + id_ + ": no file or folder \"" + path + "\"");
     }
@@ -50,8 +37,8 @@ std::uint64_t ShareReader::TotalSteps(const std::string& path) const {
     terminal::CheckInterrupt();
     std::uint64_t steps = 0;
     try {
-        if (share_.TypeOf(Head(path)) == S_IFDIR) {
-            for (const refstore::DirectoryEntry& entry : share_.List(Head(path))) {
+        if (share_.TypeOf(in_.Head(path)) == S_IFDIR) {
+            for (const refstore::DirectoryEntry& entry : share_.List(in_.Head(path))) {
                 steps += TotalSteps(Join(path, entry.name));
             }
         } else {
@@ -70,8 +57,8 @@ void ShareReader::Walk(const std::string& path, bool headerless, KeepGoing* keep
     std::vector<refstore::DirectoryEntry> headers;
     const bool listed = keepGoing->Try("", progress, [&] {
         OrInputError([&] {
-            isFile = share_.TypeOf(Head(path)) == S_IFREG;
-            headers = isFile ? headers : share_.List(Head(path));
+            isFile = share_.TypeOf(in_.Head(path)) == S_IFREG;
+            headers = isFile ? headers : share_.List(in_.Head(path));
         });
     });
     if (isFile) {
@@ -96,8 +83,8 @@ void ShareReader::Walk(const std::string& path, bool headerless, KeepGoing* keep
     std::vector<refstore::DirectoryEntry> maps;
     keepGoing->Try("", progress, [&] {
         OrInputError([&] {
-            if (share_.TypeOf(Map(path)) == S_IFDIR) {
-                maps = share_.List(Map(path));
+            if (share_.TypeOf(in_.Map(path)) == S_IFDIR) {
+                maps = share_.List(in_.Map(path));
             }
         });
     });
@@ -113,7 +100,7 @@ void ShareReader::Walk(const std::string& path, bool headerless, KeepGoing* keep
 
 refstore::HeaderRecord ShareReader::Header(const std::string& relative) const {
     return InFile(relative, "", [&] {
-        refstore::HeaderRecord header = refstore::LoadHeaderRecord(Reach(Head(relative)));
+        refstore::HeaderRecord header = refstore::LoadHeaderRecord(Reach(in_.Head(relative)));
         if (header.size < 0 || header.mtimeNsec >= kNanosecondsPerSecond) {
             throw ToolError("its header holds an impossible size or time");
         }
@@ -122,25 +109,30 @@ refstore::HeaderRecord ShareReader::Header(const std::string& relative) const {
 }
 
 void ShareReader::ForEachExtent(const std::string& relative, const refstore::HeaderRecord& header,
-                                const TakeExtent& take) {
+                                terminal::Progress* progress, const TakeExtent& take) {
     file_ = relative;
     unit_.reset();
+    const auto size = static_cast<std::uint64_t>(header.size);
+    std::uint64_t left = size + 1;
     const auto takeInside = [&](const refstore::Extent& extent) {
         terminal::CheckInterrupt();
         InExtent(relative, extent, [&] {
-            if (extent.end > static_cast<std::uint64_t>(header.size)) {
+            if (extent.end > size) {
                 throw ToolError("it ends after the end of the file");
             }
             if (extent.end <= extent.start || extent.end - extent.start > kLongestExtent) {
                 throw ToolError("its length is not possible");
             }
         });
-        take(extent);
+        const std::uint64_t read = take(extent);
+        const std::uint64_t steps = std::min(left, extent.end - extent.start);
+        left -= steps;
+        progress->Advance(steps, read);
     };
     if (tables_) {
         const auto tables = InFile(relative, "", [&] {
             auto loaded = refstore::TableDirectory::Load(
-                Reach(refstore::TableDirectory::FileIn(Map(relative))));
+                Reach(refstore::TableDirectory::FileIn(in_.Map(relative))));
             if (loaded->FileSize() != header.size) {
                 throw ToolError("header and mapping tables have different file sizes");
             }
@@ -149,22 +141,23 @@ void ShareReader::ForEachExtent(const std::string& relative, const refstore::Hea
         for (const refstore::StoredTableView& table : tables->Tables()) {
             std::ranges::for_each(table.extents, takeInside);
         }
-        return;
+    } else {
+        const refstore::ExtentRecord record = InFile(relative, "", [&] {
+            refstore::ExtentRecord loaded = refstore::LoadExtentRecord(Reach(in_.Map(relative)));
+            if (loaded.transId != header.transId) {
+                throw ToolError("header and extent file have different transaction ids");
+            }
+            return loaded;
+        });
+        std::ranges::for_each(record.extents, takeInside);
     }
-    const refstore::ExtentRecord record = InFile(relative, "", [&] {
-        refstore::ExtentRecord loaded = refstore::LoadExtentRecord(Reach(Map(relative)));
-        if (loaded.transId != header.transId) {
-            throw ToolError("header and extent file have different transaction ids");
-        }
-        return loaded;
-    });
-    std::ranges::for_each(record.extents, takeInside);
+    progress->Advance(left);
 }
 
 std::vector<std::byte> ShareReader::ReadLocal(const refstore::Extent& extent) {
     return InExtent(file_, extent, [&] {
         if (!unit_.has_value()) {
-            unit_.emplace("storage unit", Reach(Join("stu", file_)));
+            unit_.emplace("storage unit", Reach(in_.Stu(file_)));
         }
         const std::uint64_t length = extent.end - extent.start;
         const auto offset = static_cast<std::uint64_t>(extent.dataOffset);

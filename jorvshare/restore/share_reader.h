@@ -40,11 +40,12 @@ class ShareReader {
 
     [[nodiscard]] refstore::HeaderRecord Header(const std::string& relative) const;
 
-    /// Calls `take` for each extent of a file, after having checked that it lies in the file. The
-    /// next extents to be read with ReadLocal are this file's.
-    using TakeExtent = std::function<void(const refstore::Extent&)>;
+    /// Calls `take` for each extent of a file, after having checked that it lies in the file;
+    /// `take` returns how many bytes it read. The next extents to be read with ReadLocal are this
+    /// file's. The file's share of TotalSteps is added to `progress`.
+    using TakeExtent = std::function<std::uint64_t(const refstore::Extent&)>;
     void ForEachExtent(const std::string& relative, const refstore::HeaderRecord& header,
-                       const TakeExtent& take);
+                       terminal::Progress* progress, const TakeExtent& take);
 
     /// Data of an extent in its file's storage unit, held against its fingerprint.
     [[nodiscard]] std::vector<std::byte> ReadLocal(const refstore::Extent& extent);
@@ -71,7 +72,8 @@ class ShareReader {
     const std::string id_;
     const bool tables_;
     const Root share_;
-    std::string file_;  ///< whose extents are read
+    const ShareLayout in_;  ///< relative to share_
+    std::string file_;      ///< whose extents are read
     std::optional<refstore::RegularFile> unit_;
 };
 

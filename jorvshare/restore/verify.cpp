@@ -1,11 +1,8 @@
 #include "jorvshare/restore/verify.h"
 
-#include <algorithm>
-
 #include "jorvshare/restore/container_check.h"
 #include "jorvshare/restore/share_reader.h"
 #include "jorvshare/site/site.h"
-#include "jorvshare/site/volumes.h"
 #include "terminal/console.h"
 #include "terminal/one_line.h"
 #include "terminal/progress.h"
@@ -26,22 +23,16 @@ int Verify(const VerifyOptions& options) {
 
     const auto verifyFile = [&](const std::string& relative) {
         const refstore::HeaderRecord header = reader.Header(relative);
-        std::uint64_t left = static_cast<std::uint64_t>(header.size) + 1;
-        reader.ForEachExtent(relative, header, [&](const refstore::Extent& extent) {
+        reader.ForEachExtent(relative, header, &progress, [&](const refstore::Extent& extent) {
             const std::uint64_t length = extent.end - extent.start;
-            std::uint64_t read = 0;
-            if (extent.dcid == refstore::kLocalDcid) {
-                read = reader.ReadLocal(extent).size();
-                localBytes += read;
-            } else {
+            if (extent.dcid != refstore::kLocalDcid) {
                 reader.InExtent(relative, extent,
                                 [&] { containers.RequireSound(extent.dcid, extent.fp, length); });
+                return std::uint64_t{0};
             }
-            const std::uint64_t steps = std::min(left, length);
-            left -= steps;
-            progress.Advance(steps, read);
+            localBytes += reader.ReadLocal(extent).size();
+            return length;
         });
-        progress.Advance(left);
     };
     reader.Walk(
         options.path, true, &damagedFiles, &progress, [](const std::string&) {},

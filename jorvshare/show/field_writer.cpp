@@ -35,30 +35,6 @@ void FieldWriter::Text(std::string_view name, std::string_view value) {
     }
 }
 
-void FieldWriter::BeginList(std::string_view name, std::uint64_t count) {
-    Member(name, json_ ? "[" : std::to_string(count));
-    first_ = true;
-}
-
-void FieldWriter::BeginItem() {
-    if (json_) {
-        Put(first_ ? "{" : ",{");
-    }
-    first_ = true;
-    ++depth_;
-}
-
-void FieldWriter::EndItem() {
-    Put(json_ ? "}" : "");
-    first_ = false;
-    --depth_;
-}
-
-void FieldWriter::EndList() {
-    Put(json_ ? "]" : "");
-    first_ = false;
-}
-
 void FieldWriter::Finish() {
     Put(json_ ? "}\n" : "");
     Flush();

@@ -2,7 +2,6 @@
 
 #include <concepts>
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -25,11 +24,25 @@ class FieldWriter {
     }
     void Bool(std::string_view name, bool value) { Member(name, value ? "true" : "false"); }
 
-    /// A list of items; an item has fields and lists of its own.
-    void BeginList(std::string_view name, std::uint64_t count);
-    void BeginItem();
-    void EndItem();
-    void EndList();
+    /// A list of items. `showItem` prints the fields and lists of one.
+    template <typename Items, typename ShowItem>
+    void List(std::string_view name, const Items& items, const ShowItem& showItem) {
+        Member(name, json_ ? "[" : std::to_string(items.size()));
+        first_ = true;
+        for (const auto& item : items) {
+            if (json_) {
+                Put(first_ ? "{" : ",{");
+            }
+            first_ = true;
+            ++depth_;
+            showItem(item);
+            Put(json_ ? "}" : "");
+            first_ = false;
+            --depth_;
+        }
+        Put(json_ ? "]" : "");
+        first_ = false;
+    }
 
     /// Nothing follows. Prints what is left.
     void Finish();

@@ -65,7 +65,7 @@ Root::Root(std::string path)
 }
 
 std::string Root::At(const std::string& relative) const {
-    return relative.empty() ? path_ : Join(path_, relative);
+    return Join(path_, relative);
 }
 
 Descriptor Root::Open(const std::string& relative, int flags, mode_t mode) const {
@@ -73,10 +73,12 @@ Descriptor Root::Open(const std::string& relative, int flags, mode_t mode) const
         Fail(relative, EINVAL);
     }
     Descriptor opened = OpenBeneath(directory_, relative, flags, mode);
-    if (!opened) {
-        Fail(relative, errno);
-    }
+    Require(static_cast<bool>(opened), relative);
     return opened;
+}
+
+Descriptor Root::Create(const std::string& relative, mode_t mode) const {
+    return Open(relative, O_WRONLY | O_CREAT | O_EXCL, mode);
 }
 
 mode_t Root::TypeOf(const std::string& relative) const {
@@ -85,26 +87,20 @@ mode_t Root::TypeOf(const std::string& relative) const {
     if (opened && ::fstat(opened.Get(), &attributes) == 0) {
         return attributes.st_mode & S_IFMT;
     }
-    if (errno != ENOENT && errno != ENOTDIR) {
-        Fail(relative, errno);
-    }
+    Require(errno == ENOENT || errno == ENOTDIR, relative);
     return 0;
 }
 
 std::vector<refstore::DirectoryEntry> Root::List(const std::string& relative) const {
     auto entries = refstore::ListDirectory(Open(relative, O_RDONLY | O_DIRECTORY));
-    if (!entries) {
-        Fail(relative, errno);
-    }
+    Require(entries.has_value(), relative);
     std::ranges::sort(*entries, {}, &refstore::DirectoryEntry::name);
     return *std::move(entries);
 }
 
 void Root::MakeDirectory(const std::string& relative, mode_t mode) const {
     const Place place = PlaceOf(relative);
-    if (::mkdirat(place.parent.Get(), place.name.c_str(), mode) != 0) {
-        Fail(relative, errno);
-    }
+    Require(::mkdirat(place.parent.Get(), place.name.c_str(), mode) == 0, relative);
 }
 
 void Root::MakeDirectories(const std::string& relative, mode_t mode) const {
@@ -115,16 +111,13 @@ void Root::MakeDirectories(const std::string& relative, mode_t mode) const {
     if (type != 0) {
         Fail(relative, ENOTDIR);
     }
-    const std::size_t slash = relative.rfind('/');
-    MakeDirectories(slash == std::string::npos ? "" : relative.substr(0, slash), mode);
+    MakeDirectories(refstore::ParentOf(relative), mode);
     MakeDirectory(relative, mode);
 }
 
 void Root::Write(const std::string& relative, std::span<const std::byte> bytes, mode_t mode) const {
-    Descriptor file = Open(relative, O_WRONLY | O_CREAT | O_EXCL, mode);
-    if (!refstore::WriteAllAt(file, 0, bytes) || !file.Close()) {
-        Fail(relative, errno);
-    }
+    Descriptor file = Create(relative, mode);
+    Require(refstore::WriteAllAt(file, 0, bytes) && file.Close(), relative);
 }
 
 void Root::Rename(const std::string& from, const std::string& to, bool replace) const {
@@ -135,9 +128,8 @@ void Root::Rename(const std::string& from, const std::string& to, bool replace) 
     if (!replace && TypeOf(to) != 0) {
         Fail(to, EEXIST);
     }
-    if (::renameat(old.parent.Get(), old.name.c_str(), now.parent.Get(), now.name.c_str()) != 0) {
-        Fail(to, errno);
-    }
+    Require(::renameat(old.parent.Get(), old.name.c_str(), now.parent.Get(), now.name.c_str()) == 0,
+            to);
 }
 
 void Root::Remove(const std::string& relative) const {
@@ -152,23 +144,23 @@ void Root::Remove(const std::string& relative) const {
         }
     }
     const Place place = PlaceOf(relative);
-    if (::unlinkat(place.parent.Get(), place.name.c_str(), type == S_IFDIR ? AT_REMOVEDIR : 0) !=
-        0) {
-        Fail(relative, errno);
-    }
+    const int flags = type == S_IFDIR ? AT_REMOVEDIR : 0;
+    Require(::unlinkat(place.parent.Get(), place.name.c_str(), flags) == 0, relative);
 }
 
 void Root::Sync(const std::string& relative) const {
-    if (::fsync(Open(relative, O_RDONLY | O_DIRECTORY).Get()) != 0) {
-        Fail(relative, errno);
-    }
+    Require(::fsync(Open(relative, O_RDONLY | O_DIRECTORY).Get()) == 0, relative);
 }
 
 Root::Place Root::PlaceOf(const std::string& relative) const {
-    const std::size_t slash = relative.rfind('/');
-    return slash == std::string::npos ? Place{Open("", O_PATH | O_DIRECTORY), relative}
-                                      : Place{Open(relative.substr(0, slash), O_PATH | O_DIRECTORY),
-                                              relative.substr(slash + 1)};
+    return {Open(refstore::ParentOf(relative), O_PATH | O_DIRECTORY),
+            relative.substr(relative.rfind('/') + 1)};
+}
+
+void Root::Require(bool done, const std::string& relative) const {
+    if (!done) {
+        Fail(relative, errno);
+    }
 }
 
 void Root::Fail(const std::string& relative, int code) const {
@@ -179,7 +171,7 @@ void Root::Fail(const std::string& relative, int code) const {
 }
 
 std::string Join(const std::string& directory, const std::string& name) {
-    return directory.empty() ? name : directory + "/" + name;
+    return directory + (directory.empty() || name.empty() ? "" : "/") + name;
 }
 
 std::string AbsoluteTarget(const std::string& path) {

@@ -30,6 +30,10 @@ class Root {
     /// Opens `relative`, the directory itself when that is empty, with `flags` and O_CLOEXEC.
     [[nodiscard]] refstore::Descriptor Open(const std::string& relative, int flags,
                                             mode_t mode = 0) const;
+    /// Opens a new file for writing, with `mode` under the umask. Fails when anything is there.
+    [[nodiscard]] refstore::Descriptor Create(const std::string& relative, mode_t mode) const;
+    /// Fails with errno as the reason unless the call on what is at `relative` was `done`.
+    void Require(bool done, const std::string& relative) const;
 
     /// Type of the entry as S_IFMT bits, a symbolic link not followed; 0 when nothing is there.
     [[nodiscard]] mode_t TypeOf(const std::string& relative) const;
@@ -68,7 +72,7 @@ class Root {
     refstore::Descriptor directory_;
 };
 
-/// `directory` and `name` with a slash between; `name` alone when the directory is empty.
+/// `directory` and `name` with a slash between; one alone when the other is empty.
 std::string Join(const std::string& directory, const std::string& name);
 
 /// Absolute path, without symbolic links, of something that is there, or that is to be made in a

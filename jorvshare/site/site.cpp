@@ -6,10 +6,15 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <filesystem>
+#include <sstream>
 #include <string_view>
 
+#include "refstore/base/regular_file.h"
+#include "refstore/container/container_reader.h"
 #include "storage/vol_mgr.h"
+#include "terminal/console.h"
 #include "terminal/tool_error.h"
 
 namespace jorvshare {
@@ -31,6 +36,29 @@ std::string Below(std::string_view what, const std::string& path, const std::str
     return plain.substr(root.size() + 1);
 }
 
+// DCID of the container that a thing of this name is a half of, finished or not; 0 for other names.
+// A number too large for a DCID is none.
+std::uint64_t DcidOfName(std::string_view name) {
+    std::uint64_t number = 0;
+    const char* end = name.data() + name.size();
+    const auto [rest, code] = std::from_chars(name.data(), end, number);
+    const std::string_view extension(rest, static_cast<std::size_t>(end - rest));
+    const bool half = extension == ".bin" || extension == ".bhd" || extension == ".bin.partial";
+    return code == std::errc() && half ? number : 0;
+}
+
+std::uint64_t LargestBelow(const Root& root, const std::string& directory) {
+    std::uint64_t largest = 0;
+    for (const refstore::DirectoryEntry& entry : root.List(directory)) {
+        // Whatever has the name of a half, a directory as well, is in the way of a new one.
+        largest = std::max(largest, DcidOfName(entry.name));
+        if (entry.type == S_IFDIR) {
+            largest = std::max(largest, LargestBelow(root, Join(directory, entry.name)));
+        }
+    }
+    return largest;
+}
+
 }  // namespace
 
 Site::Site(const std::string& path) : path_(AbsoluteTarget(path)) {
@@ -38,10 +66,6 @@ Site::Site(const std::string& path) : path_(AbsoluteTarget(path)) {
         throw ToolError(path_ + ": not a site: no " + SiteLayout::kSettings + " in it");
     }
     settings_ = refstore::ReadSettings(Join(path_, SiteLayout::kSettings));
-}
-
-SiteLayout Site::Layout() const {
-    return {settings_.metaDir, settings_.imageRoot, settings_.storageFstab};
 }
 
 SiteLayout Site::LayoutWithin(const std::vector<std::string>& volumes) const {
@@ -75,7 +99,7 @@ std::vector<std::string> Site::Volumes() const {
 }
 
 ShareLayout Site::Share(const std::string& id) const {
-    ShareLayout share = Layout().Share(id);
+    ShareLayout share = SiteLayout{.meta = settings_.metaDir}.Share(id);
     struct stat attributes = {};
     if (::lstat(share.root.c_str(), &attributes) != 0 || !S_ISDIR(attributes.st_mode)) {
         throw ToolError(path_ + ": no share " + id);
@@ -101,6 +125,63 @@ refstore::Descriptor LockDirectory(const std::string& path) {
         throw ToolError(path + ": in use by another run");
     }
     return directory;
+}
+
+bool IsThere(const std::string& volume) {
+    struct stat attributes = {};
+    if (::stat(volume.c_str(), &attributes) == 0) {
+        return true;
+    }
+    if (errno != ENOENT) {
+        throw ToolError(Errno(volume, errno));
+    }
+    return false;
+}
+
+std::vector<std::string> VolumesToRead(const Site& site, KeepGoing* keepGoing) {
+    std::vector<std::string> volumes;
+    keepGoing->Try("", nullptr, [&] { volumes = OrInputError([&] { return site.Volumes(); }); });
+    std::erase_if(volumes, [&](const std::string& volume) {
+        if (IsThere(volume)) {
+            return !keepGoing->Try(
+                "", nullptr, [&] { OrInputError([&] { refstore::FindContainers({volume}); }); });
+        }
+        terminal::PrintWarning(kProgram, volume + kVolumeMissing);
+        return true;
+    });
+    return volumes;
+}
+
+std::uint64_t LargestDcid(const std::vector<std::string>& directories) {
+    std::uint64_t largest = 0;
+    for (const std::string& directory : directories) {
+        largest = std::max(largest, LargestBelow(Root(directory), ""));
+    }
+    return largest;
+}
+
+std::vector<ImageName> ReadImageList(const Root& root, const std::string& vcopyFile) {
+    constexpr std::uint64_t kLongest = std::uint64_t{1} << 28U;
+    std::vector<ImageName> images;
+    if (root.TypeOf(vcopyFile) != S_IFREG) {
+        return images;
+    }
+    const refstore::FileBytes bytes =
+        refstore::RegularFile("virtual copy list", root.At(vcopyFile)).ReadAll(kLongest);
+    std::istringstream lines{std::string(bytes.Text())};
+    ImageName image;
+    std::string names;
+    while (std::getline(lines, image.policy) && std::getline(lines, image.backupTime) &&
+           std::getline(lines, names)) {
+        std::size_t start = 0;
+        for (std::size_t end = names.find(';'); end != std::string::npos;
+             end = names.find(';', start)) {
+            image.name = names.substr(start, end - start);
+            images.push_back(image);
+            start = end + 1;
+        }
+    }
+    return images;
 }
 
 }  // namespace jorvshare

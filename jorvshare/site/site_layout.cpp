@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 
+#include "jorvshare/site/root.h"
 #include "storage/jorv_utils.h"
 
 namespace jorvshare {
@@ -14,31 +15,23 @@ constexpr std::string_view kPartial = ".partial";
 }  // namespace
 
 std::string ShareLayout::Head(const std::string& relative) const {
-    return HeadDir() + "/" + relative;
+    return Join(Join(root, "head"), relative);
 }
 
 std::string ShareLayout::Map(const std::string& relative) const {
-    return MapDir() + "/" + relative;
+    return Join(Join(root, "map"), relative);
 }
 
 std::string ShareLayout::Stu(const std::string& relative) const {
-    return StuDir() + "/" + relative;
-}
-
-std::string SiteLayout::ShareParent(const std::string& id) const {
-    return meta + "/" + Corvane::Kst::Marlow::Jorv::JorvUtils::GetShareDir(id);
+    return Join(Join(root, "stu"), relative);
 }
 
 ShareLayout SiteLayout::Share(const std::string& id) const {
-    return {ShareParent(id) + "/" + id};
-}
-
-std::string SiteLayout::ImageParent(const ImageName& image) const {
-    return images + "/" + image.policy + "/" + image.backupTime;
+    return {meta + "/" + Corvane::Kst::Marlow::Jorv::JorvUtils::GetShareDir(id) + "/" + id};
 }
 
 std::string SiteLayout::Image(const ImageName& image) const {
-    return ImageParent(image) + "/" + image.name;
+    return images + "/" + image.policy + "/" + image.backupTime + "/" + image.name;
 }
 
 refstore::Settings SiteLayout::NewSettings() {

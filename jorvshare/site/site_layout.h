@@ -10,18 +10,15 @@ namespace jorvshare {
 /// What the tool calls itself in messages.
 inline constexpr std::string_view kProgram = "jorvshare";
 
-/// Paths of one share; `root` is the share's directory.
+/// Paths of one share.
 struct ShareLayout {
-    std::string root;
+    std::string root;  ///< the share's directory
 
-    [[nodiscard]] std::string HeadDir() const { return root + "/head"; }
-    [[nodiscard]] std::string MapDir() const { return root + "/map"; }
-    [[nodiscard]] std::string StuDir() const { return root + "/stu"; }
+    /// The three trees, and the paths of a user file or folder in them.
+    [[nodiscard]] std::string Head(const std::string& relative = "") const;
+    [[nodiscard]] std::string Map(const std::string& relative = "") const;
+    [[nodiscard]] std::string Stu(const std::string& relative = "") const;
     [[nodiscard]] std::string VcopyFile() const { return root + "/vcopy.dat"; }
-    /// Paths of one user file; `relative` begins with its first name.
-    [[nodiscard]] std::string Head(const std::string& relative) const;
-    [[nodiscard]] std::string Map(const std::string& relative) const;
-    [[nodiscard]] std::string Stu(const std::string& relative) const;
 };
 
 /// Which image a virtual copy is served from.
@@ -44,11 +41,7 @@ struct SiteLayout {
     static constexpr const char* kLog = "log";
     static std::string Volume(const std::string& name) { return kVolumes + ("/" + name); }
 
-    /// Directory between the metadata root and the share's own.
-    [[nodiscard]] std::string ShareParent(const std::string& id) const;
     [[nodiscard]] ShareLayout Share(const std::string& id) const;
-    /// The directory that holds an image, and the image.
-    [[nodiscard]] std::string ImageParent(const ImageName& image) const;
     [[nodiscard]] std::string Image(const ImageName& image) const;
 
     /// Settings that make the reference library find all of this, with paths relative to the
