@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "jorvck/console.h"
+#include "jorvck/join_text.h"
 #include "jorvck/storage_settings.h"
 #include "jorvck/table_walk.h"
 #include "storage/config.h"
@@ -64,7 +65,7 @@ int FileChecker::OpenExtentMap(const std::string& relPath, FileInfo* info) {
         PrintFileMeta(info);
         return -1;
     }
-    if (!fs::exists(fs::path(info->ext) / "data.mdb")) {
+    if (!fs::exists(AppendPaths({info->ext, "data.mdb"}))) {
         Write(lines::kDataFileMissing, GetSharePath(relPath));
         info->ec = kExtentsMissing;
         PrintFileMeta(info);
@@ -133,9 +134,7 @@ std::int32_t FileChecker::GetFileMetaInfo(const std::string& relPath, FileInfo* 
 }
 
 std::int32_t FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo* info) {
-    fs::path headerPath(shareMetaDir);
-    headerPath /= "head";
-    headerPath /= relPath;
+    const fs::path headerPath(AppendPaths({shareMetaDir, "head", relPath}));
     if (!fs::exists(headerPath)) {
         Write(lines::kHeaderMissing, headerPath.native());
         return kHeaderMissing;
@@ -153,13 +152,9 @@ std::int32_t FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo*
     info->fg = header.fg;
     info->path = relPath;
     info->extl = header.isDev;
-    fs::path extentPath(header.extentLocation);
-    extentPath /= Jorv::JorvUtils::GetShareDir(shareId);
-    extentPath /= shareId;
-    extentPath /= "map";
-    extentPath /= relPath;
-    info->ext = extentPath.native();
-    if (!fs::exists(extentPath)) {
+    info->ext = AppendPaths(
+        {header.extentLocation, Jorv::JorvUtils::GetShareDir(shareId), shareId, "map", relPath});
+    if (!fs::exists(info->ext)) {
         Write(lines::kExtentMissing, info->ext, info->fg);
         info->ec = kExtentsMissing;
         PrintFileMeta(info);
@@ -174,11 +169,7 @@ void FileChecker::PrintFileMeta(const FileInfo* info) {
 }
 
 std::string FileChecker::GetSharePath(const std::string& relPath) const {
-    fs::path path(kMountRoot);
-    path /= Jorv::JorvUtils::GetShareDir(shareId);
-    path /= shareId;
-    path /= relPath;
-    return path.native();
+    return AppendPaths({kMountRoot, Jorv::JorvUtils::GetShareDir(shareId), shareId, relPath});
 }
 
 }  // namespace Corvane::Kst::Marlow::JorvCk

@@ -58,8 +58,9 @@ std::string FingerprintText(const crfp_digest_t& fp) {
 std::vector<std::uint64_t> KnownDcids(const std::vector<Jorv::DcidEntry>& dcidList) {
     // One zero per list entry comes first. Deliberate: DCID 0 thereby counts as listed whenever the
     // list is not empty.
-    std::vector<std::uint64_t> knownDcids(dcidList.size(), 0);
+    std::vector<std::uint64_t> knownDcids;
     knownDcids.reserve(2 * dcidList.size());
+    knownDcids.resize(dcidList.size(), 0);
     for (const Jorv::DcidEntry& entry : dcidList) {
         knownDcids.push_back(entry.first);
     }
@@ -76,6 +77,7 @@ void FsCheckMeta::CheckMeta() {
         return;
     }
     TreeWalk walk(sharePath);
+    std::string extentPath;  // outside of the loop, which then takes its memory once
     while (walk.Next()) {
         // A text search, not by component: a parent "headers" or a share below "/data/headroom"
         // matches too. Deliberate: scripts rely on the lines for the files matched so far.
@@ -87,18 +89,17 @@ void FsCheckMeta::CheckMeta() {
         if (isDirectory || headPosition == std::string_view::npos) {
             continue;
         }
+        // The directory's text is the beginning of the entry's, so the position holds in both.
+        extentPath = walk.Path();
+        extentPath.replace(headPosition, kHead.size(), kMap);
         // The first inconsistency ends the walk, on purpose: no later header is checked.
-        if (!CheckHeader(walk.Path(), headPosition)) {
+        if (!CheckHeader(walk.Path(), extentPath)) {
             return;
         }
     }
 }
 
-bool FsCheckMeta::CheckHeader(const std::string& headerPath, std::size_t headPosition) {
-    // The parent's text is the beginning of the entry's, so the position holds in both.
-    std::string extentPath = headerPath;
-    extentPath.replace(headPosition, kHead.size(), kMap);
-
+bool FsCheckMeta::CheckHeader(const std::string& headerPath, const std::string& extentPath) {
     std::int64_t transId = 0;
     try {
         transId = LoadHeaderTransId(headerPath);

@@ -72,6 +72,7 @@ class ShareReader {
     const bool tables_;
     const Root share_;
     std::string file_;  ///< whose extents are read
+    std::string unitPath_;
     std::optional<refstore::RegularFile> unit_;
 };
 
