@@ -2,12 +2,11 @@
 
 #include <sys/stat.h>
 
-#include <boost/filesystem/operations.hpp>
-#include <boost/filesystem/path.hpp>
 #include <ctime>
 #include <utility>
 
 #include "jorvck/console.h"
+#include "jorvck/file_type.h"
 #include "jorvck/join_text.h"
 #include "jorvck/storage_settings.h"
 #include "jorvck/table_walk.h"
@@ -18,8 +17,6 @@
 #include "storage/klfs.h"
 
 namespace Corvane::Kst::Marlow::JorvCk {
-
-namespace fs = boost::filesystem;
 
 namespace {
 
@@ -65,7 +62,7 @@ int FileChecker::OpenExtentMap(const std::string& relPath, FileInfo* info) {
         PrintFileMeta(info);
         return -1;
     }
-    if (!fs::exists(AppendPaths({info->ext, "data.mdb"}))) {
+    if (FileType(AppendPaths({info->ext, "data.mdb"})) == 0) {
         Write(lines::kDataFileMissing, GetSharePath(relPath));
         info->ec = kExtentsMissing;
         PrintFileMeta(info);
@@ -134,14 +131,14 @@ std::int32_t FileChecker::GetFileMetaInfo(const std::string& relPath, FileInfo* 
 }
 
 std::int32_t FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo* info) {
-    const fs::path headerPath(AppendPaths({shareMetaDir, "head", relPath}));
-    if (!fs::exists(headerPath)) {
-        Write(lines::kHeaderMissing, headerPath.native());
+    const std::string headerPath = AppendPaths({shareMetaDir, "head", relPath});
+    if (FileType(headerPath) == 0) {
+        Write(lines::kHeaderMissing, headerPath);
         return kHeaderMissing;
     }
     struct stat attributes = {};
     Jorv::HeaderFile header(&attributes);
-    header.Load(headerPath.native());
+    header.Load(headerPath);
     // The time recorded in the header counts, not that of the header file. Strictly younger: a file
     // exactly as old as the limit is checked.
     if (IsYoungerThan(attributes.st_mtim.tv_sec, ageLimitSeconds)) {
@@ -154,7 +151,7 @@ std::int32_t FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo*
     info->extl = header.isDev;
     info->ext = AppendPaths(
         {header.extentLocation, Jorv::JorvUtils::GetShareDir(shareId), shareId, "map", relPath});
-    if (!fs::exists(info->ext)) {
+    if (FileType(info->ext) == 0) {
         Write(lines::kExtentMissing, info->ext, info->fg);
         info->ec = kExtentsMissing;
         PrintFileMeta(info);

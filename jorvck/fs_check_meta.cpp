@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/filesystem/operations.hpp>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "jorvck/console.h"
+#include "jorvck/file_type.h"
 #include "jorvck/storage_settings.h"
 #include "jorvck/table_walk.h"
 #include "jorvck/tree_walk.h"
@@ -138,7 +138,7 @@ int FsCheckMeta::CheckExts(const std::string& extentPath, long* transId) {
             return 0;
         }
         // A file without an extent directory is no finding in this layout.
-        if (!boost::filesystem::is_directory(extentPath)) {
+        if (!S_ISDIR(FileType(extentPath))) {
             return 0;
         }
         RequireTable(table);
@@ -155,7 +155,7 @@ int FsCheckMeta::CheckExts(const std::string& extentPath, long* transId) {
 
 int FsCheckMeta::CheckDCIDAndBloom(const std::string& extentPath) {
     if (Jorv::JorvConfig::GetInstance()->useFileExtMap == 0 || !ReadDcidBloomEnabled() ||
-        !boost::filesystem::is_directory(extentPath)) {
+        !S_ISDIR(FileType(extentPath))) {
         return 0;
     }
     jorv::NullDataCacheManagement nullCache;

@@ -9,7 +9,6 @@ namespace {
 
 using Corvane::Kst::Marlow::JorvCk::AppendPaths;
 using Corvane::Kst::Marlow::JorvCk::JoinText;
-using std::string_view_literals::operator""sv;
 
 TEST(JoinText, ASlashIsPutBetweenDirectoryAndName) {
     EXPECT_EQ(JoinText("/s", "map"), "/s/map");
@@ -39,10 +38,12 @@ TEST(JoinText, TheNameIsTextAndNotAPath) {
 }
 
 TEST(JoinText, BytesThatAreNoCharactersStay) {
+    using std::string_view_literals::operator""sv;
     EXPECT_EQ(JoinText("\xFF\n"sv, "a\0b"sv), "\xFF\n/a\0b"sv);
 }
 
 TEST(AppendPaths, TheResultIsThatOfAPathObject) {
+    using std::string_view_literals::operator""sv;
     constexpr std::array kParts = {""sv,   "/"sv,   "//"sv, "a"sv,   "/a"sv,
                                    "a/"sv, "/a/"sv, ".."sv, "a/b"sv, "\0\xFF\n"sv};
     for (const std::string_view first : kParts) {
