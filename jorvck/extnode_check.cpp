@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <boost/filesystem/operations.hpp>
 #include <cstddef>
 #include <cstdio>
 #include <span>
@@ -12,6 +11,7 @@
 #include <utility>
 
 #include "jorvck/console.h"
+#include "jorvck/file_type.h"
 #include "jorvck/sample_cksum.h"
 #include "jorvck/storage_settings.h"
 #include "jorvck/table_walk.h"
@@ -21,8 +21,6 @@
 #include "storage/file_ext_map_mgr.h"
 
 namespace Corvane::Kst::Marlow::JorvCk {
-
-namespace fs = boost::filesystem;
 
 namespace {
 
@@ -109,8 +107,7 @@ std::optional<ExtNodeCheck::DirectoryPair> ExtNodeCheck::CheckDirectory(
             }
             return paths;
         }
-        const fs::file_status head = fs::status(HeadPath(paths.mapDir));
-        if (fs::exists(head) && fs::is_directory(head)) {
+        if (S_ISDIR(FileType(HeadPath(paths.mapDir)))) {
             return paths;
         }
         try {
@@ -154,11 +151,11 @@ void ExtNodeCheck::CheckExtentMap(const std::string& mapPath, const std::string&
     const std::string headPath = HeadPath(mapPath);
     Jorv::FileExtMapMgr manager(mapPath, "", nullptr, nullCache);
     // An entry without extent directory or header file is skipped silently.
-    if (!fs::is_directory(mapPath)) {
+    if (!S_ISDIR(FileType(mapPath))) {
         return;
     }
-    const fs::file_status head = fs::status(headPath);
-    if (!fs::exists(head) || fs::is_directory(head)) {
+    const mode_t head = FileType(headPath);
+    if (head == 0 || S_ISDIR(head)) {
         return;
     }
     manager.LoadTables();

@@ -117,13 +117,15 @@ void FileCheckManager::LoadHeaders(const std::string& headDir) {
     try {
         boost::system::error_code notOpened;
         TreeWalk walk(headDir, notOpened);
+        // A listing is often in order, one way or the other: the next one's place is beside this.
+        auto place = headers.end();
         while (walk.Next()) {
             if (!S_ISREG(walk.Type())) {
                 continue;
             }
             // No age filter here: every header counts, and the filter runs per file.
             std::string relPath = walk.Path().substr(headDir.size());
-            headers.insert(std::move(relPath));
+            place = headers.insert(place, std::move(relPath));
         }
         totalFiles = headers.size();
         Write(lines::kTotalFiles, totalFiles);

@@ -56,8 +56,6 @@ class FileCheckManager {
     /// reporting fails.
     void CheckFile(const std::string& relPath);
 
-    // Members without a mutex are set before the threads start that read them.
-
     // Members without a mutex are set before the threads that read them start.
     std::string shareMetaDir;
     std::string shareId;

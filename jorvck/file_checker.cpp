@@ -2,12 +2,12 @@
 
 #include <sys/stat.h>
 
-#include <boost/filesystem/operations.hpp>
-#include <boost/filesystem/path.hpp>
 #include <ctime>
 #include <utility>
 
 #include "jorvck/console.h"
+#include "jorvck/file_type.h"
+#include "jorvck/join_text.h"
 #include "jorvck/storage_settings.h"
 #include "jorvck/table_walk.h"
 #include "storage/config.h"
@@ -17,8 +17,6 @@
 #include "storage/klfs.h"
 
 namespace Corvane::Kst::Marlow::JorvCk {
-
-namespace fs = boost::filesystem;
 
 namespace {
 
@@ -64,7 +62,7 @@ int FileChecker::OpenExtentMap(const std::string& relPath, FileInfo* info) {
         PrintFileMeta(info);
         return -1;
     }
-    if (!fs::exists(fs::path(info->ext) / "data.mdb")) {
+    if (FileType(AppendPaths({info->ext, "data.mdb"})) == 0) {
         Write(lines::kDataFileMissing, GetSharePath(relPath));
         info->ec = kExtentsMissing;
         PrintFileMeta(info);
@@ -133,16 +131,14 @@ std::int32_t FileChecker::GetFileMetaInfo(const std::string& relPath, FileInfo* 
 }
 
 std::int32_t FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo* info) {
-    fs::path headerPath(shareMetaDir);
-    headerPath /= "head";
-    headerPath /= relPath;
-    if (!fs::exists(headerPath)) {
-        Write(lines::kHeaderMissing, headerPath.native());
+    const std::string headerPath = AppendPaths({shareMetaDir, "head", relPath});
+    if (FileType(headerPath) == 0) {
+        Write(lines::kHeaderMissing, headerPath);
         return kHeaderMissing;
     }
     struct stat attributes = {};
     Jorv::HeaderFile header(&attributes);
-    header.Load(headerPath.native());
+    header.Load(headerPath);
     // The time recorded in the header counts, not that of the header file. Strictly younger: a file
     // exactly as old as the limit is checked.
     if (IsYoungerThan(attributes.st_mtim.tv_sec, ageLimitSeconds)) {
@@ -153,13 +149,9 @@ std::int32_t FileChecker::LoadFileMetaInfo(const std::string& relPath, FileInfo*
     info->fg = header.fg;
     info->path = relPath;
     info->extl = header.isDev;
-    fs::path extentPath(header.extentLocation);
-    extentPath /= Jorv::JorvUtils::GetShareDir(shareId);
-    extentPath /= shareId;
-    extentPath /= "map";
-    extentPath /= relPath;
-    info->ext = extentPath.native();
-    if (!fs::exists(extentPath)) {
+    info->ext = AppendPaths(
+        {header.extentLocation, Jorv::JorvUtils::GetShareDir(shareId), shareId, "map", relPath});
+    if (FileType(info->ext) == 0) {
         Write(lines::kExtentMissing, info->ext, info->fg);
         info->ec = kExtentsMissing;
         PrintFileMeta(info);
@@ -174,11 +166,7 @@ void FileChecker::PrintFileMeta(const FileInfo* info) {
 }
 
 std::string FileChecker::GetSharePath(const std::string& relPath) const {
-    fs::path path(kMountRoot);
-    path /= Jorv::JorvUtils::GetShareDir(shareId);
-    path /= shareId;
-    path /= relPath;
-    return path.native();
+    return AppendPaths({kMountRoot, Jorv::JorvUtils::GetShareDir(shareId), shareId, relPath});
 }
 
 }  // namespace Corvane::Kst::Marlow::JorvCk

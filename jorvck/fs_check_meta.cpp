@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/filesystem/operations.hpp>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "jorvck/console.h"
+#include "jorvck/file_type.h"
 #include "jorvck/storage_settings.h"
 #include "jorvck/table_walk.h"
 #include "jorvck/tree_walk.h"
@@ -58,8 +58,9 @@ std::string FingerprintText(const crfp_digest_t& fp) {
 std::vector<std::uint64_t> KnownDcids(const std::vector<Jorv::DcidEntry>& dcidList) {
     // One zero per list entry comes first. Deliberate: DCID 0 thereby counts as listed whenever the
     // list is not empty.
-    std::vector<std::uint64_t> knownDcids(dcidList.size(), 0);
+    std::vector<std::uint64_t> knownDcids;
     knownDcids.reserve(2 * dcidList.size());
+    knownDcids.resize(dcidList.size(), 0);
     for (const Jorv::DcidEntry& entry : dcidList) {
         knownDcids.push_back(entry.first);
     }
@@ -76,6 +77,7 @@ void FsCheckMeta::CheckMeta() {
         return;
     }
     TreeWalk walk(sharePath);
+    std::string extentPath;  // outside of the loop, which then takes its memory once
     while (walk.Next()) {
         // A text search, not by component: a parent "headers" or a share below "/data/headroom"
         // matches too. Deliberate: scripts rely on the lines for the files matched so far.
@@ -87,18 +89,17 @@ void FsCheckMeta::CheckMeta() {
         if (isDirectory || headPosition == std::string_view::npos) {
             continue;
         }
+        // The directory's text is the beginning of the entry's, so the position holds in both.
+        extentPath = walk.Path();
+        extentPath.replace(headPosition, kHead.size(), kMap);
         // The first inconsistency ends the walk, on purpose: no later header is checked.
-        if (!CheckHeader(walk.Path(), headPosition)) {
+        if (!CheckHeader(walk.Path(), extentPath)) {
             return;
         }
     }
 }
 
-bool FsCheckMeta::CheckHeader(const std::string& headerPath, std::size_t headPosition) {
-    // The parent's text is the beginning of the entry's, so the position holds in both.
-    std::string extentPath = headerPath;
-    extentPath.replace(headPosition, kHead.size(), kMap);
-
+bool FsCheckMeta::CheckHeader(const std::string& headerPath, const std::string& extentPath) {
     std::int64_t transId = 0;
     try {
         transId = LoadHeaderTransId(headerPath);
@@ -137,7 +138,7 @@ int FsCheckMeta::CheckExts(const std::string& extentPath, long* transId) {
             return 0;
         }
         // A file without an extent directory is no finding in this layout.
-        if (!boost::filesystem::is_directory(extentPath)) {
+        if (!S_ISDIR(FileType(extentPath))) {
             return 0;
         }
         RequireTable(table);
@@ -154,7 +155,7 @@ int FsCheckMeta::CheckExts(const std::string& extentPath, long* transId) {
 
 int FsCheckMeta::CheckDCIDAndBloom(const std::string& extentPath) {
     if (Jorv::JorvConfig::GetInstance()->useFileExtMap == 0 || !ReadDcidBloomEnabled() ||
-        !boost::filesystem::is_directory(extentPath)) {
+        !S_ISDIR(FileType(extentPath))) {
         return 0;
     }
     jorv::NullDataCacheManagement nullCache;

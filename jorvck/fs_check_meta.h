@@ -36,9 +36,9 @@ class FsCheckMeta {
     static int CheckExts(const std::string& extentPath, long* transId);
 
   private:
-    /// Checks one header file; `headPosition` is where "/head" begins in its path. False after a
-    /// finding, which ends the walk.
-    bool CheckHeader(const std::string& headerPath, std::size_t headPosition);
+    /// Checks one header file and its counterpart in the map tree. False after a finding, which
+    /// ends the walk.
+    bool CheckHeader(const std::string& headerPath, const std::string& extentPath);
 
     std::string sharePath;
 };

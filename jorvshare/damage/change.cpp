@@ -21,8 +21,8 @@ std::string NameOf(const Target& target) {
 }
 
 std::vector<std::byte> ReadBytes(const Target& target) {
-    const refstore::FileBytes bytes =
-        refstore::RegularFile("file", NameOf(target)).ReadAll(kMaxFile);
+    const std::string path = NameOf(target);
+    const refstore::FileBytes bytes = refstore::RegularFile("file", path).ReadAll(kMaxFile);
     return {bytes.Span().begin(), bytes.Span().end()};
 }
 

@@ -80,9 +80,8 @@ void PackSite::JoinSite(const PackOptions& options) {
         }
     }
     there_.emplace(path_);
-    fstab_ = refstore::RegularFile("table of volumes", there_->At(layout_.fstab))
-                 .ReadAll(kLargestFstab)
-                 .Text();
+    const std::string fstab = there_->At(layout_.fstab);
+    fstab_ = refstore::RegularFile("table of volumes", fstab).ReadAll(kLargestFstab).Text();
     if (there_->TypeOf(layout_.Share(id_).root) != 0) {
         throw ToolError(path_ + ": share " + id_ + " exists already");
     }

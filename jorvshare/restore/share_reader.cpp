@@ -157,7 +157,8 @@ void ShareReader::ForEachExtent(const std::string& relative, const refstore::Hea
 std::vector<std::byte> ShareReader::ReadLocal(const refstore::Extent& extent) {
     return InExtent(file_, extent, [&] {
         if (!unit_.has_value()) {
-            unit_.emplace("storage unit", Reach(in_.Stu(file_)));
+            unitPath_ = Reach(in_.Stu(file_));
+            unit_.emplace("storage unit", unitPath_);
         }
         const std::uint64_t length = extent.end - extent.start;
         const auto offset = static_cast<std::uint64_t>(extent.dataOffset);

@@ -74,6 +74,7 @@ class ShareReader {
     const Root share_;
     const ShareLayout in_;  ///< relative to share_
     std::string file_;      ///< whose extents are read
+    std::string unitPath_;
     std::optional<refstore::RegularFile> unit_;
 };
 

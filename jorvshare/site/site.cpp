@@ -166,8 +166,9 @@ std::vector<ImageName> ReadImageList(const Root& root, const std::string& vcopyF
     if (root.TypeOf(vcopyFile) != S_IFREG) {
         return images;
     }
+    const std::string path = root.At(vcopyFile);
     const refstore::FileBytes bytes =
-        refstore::RegularFile("virtual copy list", root.At(vcopyFile)).ReadAll(kLongest);
+        refstore::RegularFile("virtual copy list", path).ReadAll(kLongest);
     std::istringstream lines{std::string(bytes.Text())};
     ImageName image;
     std::string names;

@@ -51,7 +51,7 @@ bool IsSame(const struct stat& left, const struct stat& right) {
 }  // namespace
 
 RegularFile::RegularFile(std::string_view what, const std::string& path)
-    : what_(what), path_(path) {
+    : what_(what), path_(&path) {
     RequireNoNul(what, path);
     const auto require = [&](bool done) {
         if (!done) {
@@ -80,13 +80,13 @@ RegularFile::RegularFile(std::string_view what, const std::string& path)
 void RegularFile::Read(std::uint64_t offset, std::span<std::byte> out, std::size_t wanted) const {
     const auto got = refstore::ReadAt(file_, offset, out, wanted);
     if (!got) {
-        ThrowErrno(errno, what_, path_);
+        ThrowErrno(errno, what_, *path_);
     }
     if (*got < wanted) {
-        ThrowDamage(what_, path_, "file ends too early");
+        ThrowDamage(what_, *path_, "file ends too early");
     }
     if (*got > wanted) {
-        ThrowDamage(what_, path_, "file grew while it was read");
+        ThrowDamage(what_, *path_, "file grew while it was read");
     }
 }
 
@@ -98,11 +98,11 @@ void RegularFile::ReadAt(std::uint64_t offset, std::span<std::byte> out) const {
 
 FileBytes RegularFile::ReadAll(std::uint64_t limit) const {
     if (Size() > limit) {
-        ThrowErrno(EFBIG, what_, path_);
+        ThrowErrno(EFBIG, what_, *path_);
     }
     FileBytes bytes;
     bytes.data = OrOutOfMemory(
-        what_, path_, [this] { return std::make_unique_for_overwrite<std::byte[]>(Size() + 1); });
+        what_, *path_, [this] { return std::make_unique_for_overwrite<std::byte[]>(Size() + 1); });
     bytes.size = Size();
     AskForLargePages({bytes.data.get(), bytes.size});
     Read(0, {bytes.data.get(), bytes.size + 1}, bytes.size);

@@ -29,12 +29,14 @@ struct FileBytes {
 /// message names `what` and the path. Move-only; one thread at a time.
 class RegularFile {
   public:
-    /// @param what kind of structure, a literal, for messages; kept by reference.
+    /// @param what kind of structure, a literal, for messages.
+    /// @param path Both are kept by reference and must outlive this object.
     RegularFile(std::string_view what, const std::string& path);
+    RegularFile(std::string_view what, std::string&& path) = delete;
 
     /// As given to the constructor.
     [[nodiscard]] std::string_view What() const { return what_; }
-    [[nodiscard]] const std::string& Path() const { return path_; }
+    [[nodiscard]] const std::string& Path() const { return *path_; }
 
     /// Size in bytes when the file was opened.
     [[nodiscard]] std::uint64_t Size() const {
@@ -64,7 +66,7 @@ class RegularFile {
     void Read(std::uint64_t offset, std::span<std::byte> out, std::size_t wanted) const;
 
     std::string_view what_;
-    std::string path_;
+    const std::string* path_;
     struct stat attributes_ = {};
     Descriptor file_;
 };

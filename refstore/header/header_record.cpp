@@ -20,8 +20,10 @@ HeaderRecord LoadHeaderRecord(const std::string& path) {
         record.mode = attributes.mode();
         record.fg = attributes.fg();
         record.isDev = attributes.is_dev();
-        record.extentLocation.assign(stored.extent_location()->begin(),
-                                     stored.extent_location()->end());
+        // From bytes of the string's own type: from an iterator it would make a copy first.
+        const auto& location = *stored.extent_location();
+        record.extentLocation.assign(reinterpret_cast<const char*>(location.Data()),
+                                     location.size());
         return record;
     });
 }

@@ -3,14 +3,13 @@
 #include <sys/stat.h>
 
 #include <ctime>
-#include <utility>
 
 namespace refstore {
 
 namespace {
 
 struct Kept {
-    std::string path;
+    std::string path;  // of the file; stays, so that the next one needs no memory
     struct stat attributes = {};
     std::shared_ptr<const TableDirectory> tables;  // null: nothing is kept
 };
@@ -22,11 +21,17 @@ bool IsSame(const timespec& left, const timespec& right) {
     return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
 }
 
-bool IsUnchanged(const std::string& path) {
+// Whether the kept path is that of the file in `directory`: it always ends in the file's name.
+bool IsOf(const std::string& directory) {
+    return t_kept.path.size() == directory.size() + TableDirectory::kFileName.size() &&
+           t_kept.path.starts_with(directory);
+}
+
+bool IsUnchanged() {
     const struct stat& then = t_kept.attributes;
     struct stat now = {};
-    return t_kept.tables != nullptr && t_kept.path == path && ::stat(path.c_str(), &now) == 0 &&
-           now.st_dev == then.st_dev && now.st_ino == then.st_ino && now.st_size == then.st_size &&
+    return ::stat(t_kept.path.c_str(), &now) == 0 && now.st_dev == then.st_dev &&
+           now.st_ino == then.st_ino && now.st_size == then.st_size &&
            IsSame(now.st_mtim, then.st_mtim) && IsSame(now.st_ctim, then.st_ctim);
 }
 
@@ -41,17 +46,18 @@ bool IsSettled(const struct stat& attributes, std::time_t now) {
 }  // namespace
 
 std::shared_ptr<const TableDirectory> LoadDirectory(const std::string& directory) {
-    std::string path = TableDirectory::FileIn(directory);
-    if (IsUnchanged(path)) {
+    if (t_kept.tables != nullptr && IsOf(directory) && IsUnchanged()) {
         return t_kept.tables;
     }
     // Given up first: two of the largest files at once would be one too many.
     t_kept.tables.reset();
+    t_kept.path.assign(directory).append(TableDirectory::kFileName);
     const std::time_t now = std::time(nullptr);
-    const RegularFile file(kTablesKind.what, path);
+    const RegularFile file(kTablesKind.what, t_kept.path);
     auto tables = TableDirectory::Load(file);
     if (IsSettled(file.Attributes(), now)) {
-        t_kept = {std::move(path), file.Attributes(), tables};
+        t_kept.attributes = file.Attributes();
+        t_kept.tables = tables;
     }
     return tables;
 }

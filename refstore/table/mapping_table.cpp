@@ -33,7 +33,8 @@ std::int32_t MappingTable::Open(const std::string& path, bool /*onKlfs*/, std::s
 
 std::int32_t MappingTable::GetDcidList(std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry>* dcids,
                                        std::unique_ptr<BloomFilter>* filter) {
-    OrOutOfMemory("DCID list", "of a mapping table", [&] {
+    // A text this short is a string without memory of its own.
+    OrOutOfMemory("DCID list", "of a table", [&] {
         std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry> list;
         auto bloom = std::make_unique<BloomFilter::Impl>();
         if (table_ != nullptr) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "refstore/base/envelope.h"
@@ -48,8 +49,10 @@ struct StoredTableView {
 /// all parts stay where they were read to.
 class TableDirectory {
   public:
+    /// What follows a directory's path in that of its file.
+    static constexpr std::string_view kFileName = "/data.mdb";
     /// Path of the file in `directory`.
-    static std::string FileIn(const std::string& directory) { return directory + "/data.mdb"; }
+    static std::string FileIn(std::string directory) { return directory.append(kFileName); }
 
     /// Reads and checks the data.mdb at `path`. Every failure is a SysException.
     static std::shared_ptr<const TableDirectory> Load(const std::string& path);

@@ -13,7 +13,8 @@
 #include "tests/interposed/memory.h"
 #include "tests/support/temp_dir.h"
 
-// However many extents a table has, a check of it allocates as often.
+// However many extents a table has, a check of it allocates as often, and not much more often than
+// it must.
 
 namespace {
 
@@ -102,6 +103,8 @@ TEST(Allocations, OfTheFileDataCheckDoNotGrowWithTheExtents) {
     };
     // The first one sets up what the thread keeps.
     allocations(1);
+    // Three of these are for loading the tables twice: they have only just been written.
+    EXPECT_LE(allocations(1), 19U);
     EXPECT_EQ(allocations(50000), allocations(200000));
 }
 

@@ -69,8 +69,9 @@ class BeforeOpening {
 
 TEST(RegularFile, AFileIsReadWholeAndInParts) {
     const TempDir dir;
-    WriteFile(dir / "f", "0123456789");
-    const RegularFile file("thing", dir / "f");
+    const std::string path = dir / "f";
+    WriteFile(path, "0123456789");
+    const RegularFile file("thing", path);
     EXPECT_EQ(file.Size(), 10U);
     EXPECT_EQ(file.ReadAll(10).Text(), "0123456789");
     std::array<std::byte, 3> part{};
@@ -80,15 +81,17 @@ TEST(RegularFile, AFileIsReadWholeAndInParts) {
 
 TEST(RegularFile, AnEmptyFileIsEmpty) {
     const TempDir dir;
-    WriteFile(dir / "f", "");
-    EXPECT_EQ(RegularFile("thing", dir / "f").ReadAll(0).size, 0U);
+    const std::string path = dir / "f";
+    WriteFile(path, "");
+    EXPECT_EQ(RegularFile("thing", path).ReadAll(0).size, 0U);
 }
 
 TEST(RegularFile, ALinkToAFileIsThatFile) {
     const TempDir dir;
+    const std::string path = dir / "link";
     WriteFile(dir / "f", "abc");
-    fs::create_symlink("f", dir / "link");
-    EXPECT_EQ(RegularFile("thing", dir / "link").ReadAll(3).Text(), "abc");
+    fs::create_symlink("f", path);
+    EXPECT_EQ(RegularFile("thing", path).ReadAll(3).Text(), "abc");
 }
 
 TEST(RegularFile, WhatIsNotThereIsENOENT) {
@@ -163,15 +166,16 @@ TEST(RegularFile, WhatIsNoRegularFileIsNotEvenOpened) {
 
 TEST(RegularFile, AFileThatIsReplacedBeforeItIsOpenedIsTheNewOne) {
     const TempDir dir;
-    WriteFile(dir / "f", "old");
+    const std::string path = dir / "f";
+    WriteFile(path, "old");
     WriteFile(dir / "other", "new");
     int opened = 0;
     const BeforeOpening replacing([&] {
         if (++opened == 1) {
-            fs::rename(dir / "other", dir / "f");
+            fs::rename(dir / "other", path);
         }
     });
-    EXPECT_EQ(RegularFile("thing", dir / "f").ReadAll(3).Text(), "new");
+    EXPECT_EQ(RegularFile("thing", path).ReadAll(3).Text(), "new");
     EXPECT_EQ(opened, 2);
 }
 
@@ -243,36 +247,40 @@ int OpenFlags(const std::string& path) {
 // That the kernel then keeps the access time, a run of the whole program shows.
 TEST(RegularFile, ReadingOwnFilesLeavesTheirAccessTime) {
     const TempDir dir;
-    WriteFile(dir / "f", "abc");
-    const RegularFile file("thing", dir / "f");
-    const int flags = OpenFlags(dir / "f");
+    const std::string path = dir / "f";
+    WriteFile(path, "abc");
+    const RegularFile file("thing", path);
+    const int flags = OpenFlags(path);
     ASSERT_NE(flags, -1);
     EXPECT_NE(flags & O_NOATIME, 0);
 }
 
 TEST(RegularFile, AnotherUsersFileIsReadAsAnyoneReadsIt) {
     const TempDir dir;
-    WriteFile(dir / "f", "abc");
+    const std::string path = dir / "f";
+    WriteFile(path, "abc");
     fs::permissions(dir.Path(), fs::perms(0755));
     const test_support::Unprivileged hold;
-    EXPECT_EQ(RegularFile("thing", dir / "f").ReadAll(3).Text(), "abc");
+    EXPECT_EQ(RegularFile("thing", path).ReadAll(3).Text(), "abc");
 }
 
 TEST(RegularFile, AFileAboveTheLimitIsEFBIGAndOneAtTheLimitIsRead) {
     const TempDir dir;
-    WriteFile(dir / "f", "abcd");
-    const RegularFile file("thing", dir / "f");
+    const std::string path = dir / "f";
+    WriteFile(path, "abcd");
+    const RegularFile file("thing", path);
     EXPECT_EQ(FailureOf([&file] { static_cast<void>(file.ReadAll(3)); }),
-              (Failure{EFBIG, "thing " + (dir / "f") + ": File too large (errno 27)"}));
+              (Failure{EFBIG, "thing " + path + ": File too large (errno 27)"}));
     EXPECT_EQ(file.ReadAll(4).size, 4U);
 }
 
 TEST(RegularFile, AFileThatShrankIsDamage) {
     const TempDir dir;
-    WriteFile(dir / "f", "abcd");
-    const RegularFile file("thing", dir / "f");
-    WriteFile(dir / "f", "abc");
-    const Failure cut{EBADMSG, "thing " + (dir / "f") + ": file ends too early (errno 74)"};
+    const std::string path = dir / "f";
+    WriteFile(path, "abcd");
+    const RegularFile file("thing", path);
+    WriteFile(path, "abc");
+    const Failure cut{EBADMSG, "thing " + path + ": file ends too early (errno 74)"};
     EXPECT_EQ(FailureOf([&file] { static_cast<void>(file.ReadAll(100)); }), cut);
     std::array<std::byte, 1> byte{};
     EXPECT_EQ(FailureOf([&] { file.ReadAt(3, byte); }), cut);
@@ -280,18 +288,19 @@ TEST(RegularFile, AFileThatShrankIsDamage) {
 
 TEST(RegularFile, AFileThatGrewIsDamage) {
     const TempDir dir;
-    WriteFile(dir / "f", "abcd");
-    const RegularFile file("thing", dir / "f");
-    WriteFile(dir / "f", "abcde");
-    EXPECT_EQ(
-        FailureOf([&file] { static_cast<void>(file.ReadAll(100)); }),
-        (Failure{EBADMSG, "thing " + (dir / "f") + ": file grew while it was read (errno 74)"}));
+    const std::string path = dir / "f";
+    WriteFile(path, "abcd");
+    const RegularFile file("thing", path);
+    WriteFile(path, "abcde");
+    EXPECT_EQ(FailureOf([&file] { static_cast<void>(file.ReadAll(100)); }),
+              (Failure{EBADMSG, "thing " + path + ": file grew while it was read (errno 74)"}));
 }
 
 TEST(RegularFile, AReadFromBehindEverythingIsAnError) {
     const TempDir dir;
-    WriteFile(dir / "f", "abcd");
-    const RegularFile file("thing", dir / "f");
+    const std::string path = dir / "f";
+    WriteFile(path, "abcd");
+    const RegularFile file("thing", path);
     std::array<std::byte, 1> byte{};
     EXPECT_EQ(FailureOf([&] { file.ReadAt(std::uint64_t{1} << 62, byte); }).code, EBADMSG);
     EXPECT_EQ(FailureOf([&] { file.ReadAt(~std::uint64_t{0}, byte); }).code, EINVAL);
@@ -299,7 +308,8 @@ TEST(RegularFile, AReadFromBehindEverythingIsAnError) {
 
 TEST(RegularFile, AReadThatFailsIsItsErrorAndNoEndOfTheFile) {
     // Nothing of the process lies at the address 0: the read fails after an open that did not.
-    const RegularFile file("thing", "/proc/self/mem");
+    const std::string path = "/proc/self/mem";
+    const RegularFile file("thing", path);
     EXPECT_EQ(FailureOf([&file] { static_cast<void>(file.ReadAll(0)); }).code, EIO);
     std::array<std::byte, 3> part{};
     EXPECT_EQ(FailureOf([&] { file.ReadAt(0, part); }).code, EIO);
@@ -307,8 +317,9 @@ TEST(RegularFile, AReadThatFailsIsItsErrorAndNoEndOfTheFile) {
 
 TEST(RegularFile, MovingHandsTheFileOver) {
     const TempDir dir;
-    WriteFile(dir / "f", "abc");
-    RegularFile first("thing", dir / "f");
+    const std::string path = dir / "f";
+    WriteFile(path, "abc");
+    RegularFile first("thing", path);
     const RegularFile second(std::move(first));
     EXPECT_EQ(second.ReadAll(3).Text(), "abc");
     static_assert(!std::is_copy_constructible_v<RegularFile>);
@@ -316,13 +327,14 @@ TEST(RegularFile, MovingHandsTheFileOver) {
 
 TEST(RegularFile, NothingStaysOpen) {
     const TempDir dir;
-    WriteFile(dir / "f", "abc");
+    const std::string path = dir / "f";
+    WriteFile(path, "abc");
     const auto open = [] {
         const fs::directory_iterator all("/proc/self/fd");
         return std::distance(begin(all), end(all));
     };
     const auto before = open();
-    { const RegularFile file("thing", dir / "f"); }
+    { const RegularFile file("thing", path); }
     OpeningFailure(dir.Path());
     OpeningFailure("/dev/zero");
     EXPECT_EQ(open(), before);
@@ -332,17 +344,17 @@ TEST(RegularFile, NothingStaysOpen) {
 #ifndef JORVCK_SANITIZED
 TEST(RegularFile, AFileTooLargeForTheMemoryIsENOMEM) {
     const TempDir dir;
-    WriteFile(dir / "f", "");
-    fs::resize_file(dir / "f", std::uintmax_t{1} << 40);
-    const RegularFile file("thing", dir / "f");
+    const std::string path = dir / "f";
+    WriteFile(path, "");
+    fs::resize_file(path, std::uintmax_t{1} << 40);
+    const RegularFile file("thing", path);
     rlimit before = {};
     ASSERT_EQ(::getrlimit(RLIMIT_AS, &before), 0);
     const rlimit tight = {rlim_t{1} << 32, before.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_AS, &tight), 0);
     const Failure failure = FailureOf([&file] { static_cast<void>(file.ReadAll(~0ULL)); });
     ASSERT_EQ(::setrlimit(RLIMIT_AS, &before), 0);
-    EXPECT_EQ(failure,
-              (Failure{ENOMEM, "thing " + (dir / "f") + ": Cannot allocate memory (errno 12)"}));
+    EXPECT_EQ(failure, (Failure{ENOMEM, "thing " + path + ": Cannot allocate memory (errno 12)"}));
 }
 #endif
 
