@@ -117,7 +117,7 @@ void FileCheckManager::LoadHeaders(const std::string& headDir) {
     try {
         boost::system::error_code notOpened;
         TreeWalk walk(headDir, notOpened);
-        // A listing is often in order, one way or the other: the next one's place is beside this.
+        // Listings are often sorted: the place next to the last one is tried first.
         auto place = headers.end();
         while (walk.Next()) {
             if (!S_ISREG(walk.Type())) {

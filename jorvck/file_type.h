@@ -7,10 +7,10 @@
 namespace Corvane::Kst::Marlow::JorvCk {
 
 /// Type bits of the status of `path`, links followed; 0 when nothing is there, as for a broken
-/// link. Throws filesystem_error when the status cannot be read.
+/// link. Throws filesystem_error when the status cannot be read. What has no type of its own, as
+/// an event descriptor below /proc, counts as nothing.
 ///
-/// The path library's status says the same, but makes a path object first: a copy of the text for
-/// each question.
+/// The path library's status gives the same, but copies the path for each query.
 mode_t FileType(const std::string& path);
 
 }  // namespace Corvane::Kst::Marlow::JorvCk

@@ -77,7 +77,7 @@ void FsCheckMeta::CheckMeta() {
         return;
     }
     TreeWalk walk(sharePath);
-    std::string extentPath;  // outside of the loop, which then takes its memory once
+    std::string extentPath;  // out here, so that its memory is used again
     while (walk.Next()) {
         // A text search, not by component: a parent "headers" or a share below "/data/headroom"
         // matches too. Deliberate: scripts rely on the lines for the files matched so far.

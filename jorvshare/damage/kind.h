@@ -30,7 +30,7 @@ struct Kind {
     std::string_view summary;
     Findings files;   ///< in the layout with extent files
     Findings tables;  ///< in that with mapping tables
-    std::function<Target(const Scene& scene)> choose;
+    Target (*choose)(const Scene& scene);
     Change change;
 };
 

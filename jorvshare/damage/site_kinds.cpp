@@ -46,14 +46,14 @@ Target ChooseAllImages(const Scene& scene) {
     return InSite(scene, scene.Layout().images);
 }
 
-// Keeps the first of the listed images, under `name` where that is given, and begins another group
-// with `lines`; `what` says so.
-Change Listing(const std::string& name, const std::string& lines, const std::string& what) {
+// Rewrites the list: its first image, called `name` if that is not empty, then `more`. `what` is
+// the note.
+Change Listing(const std::string& name, const std::string& more, const std::string& what) {
     return [=](const Scene& scene, const Target& target, Notes* notes) {
         const ImageName image = ListedImages(scene).front();
         const std::string kept = name.empty() ? image.name : name;
         const std::string text = image.policy + "\n" + image.backupTime + "\n" + kept + ";\n";
-        Rewrite(target, BytesOf(text + lines), what, notes);
+        Rewrite(target, BytesOf(text + more), what, notes);
     };
 }
 

@@ -194,7 +194,7 @@ void PackSite::MakeMissing(const std::string& directory) {
     }
     MakeMissing(refstore::ParentOf(directory));
     tree_->MakeDirectory(directory, kOpenMode);
-    // Goes unless something else was put into it.
+    // Goes unless something else was put into it. A new site goes as a whole.
     undo_.emplace_back([path = tree_->At(directory)] { ::rmdir(path.c_str()); });
 }
 

@@ -23,8 +23,8 @@ constexpr mode_t kDirectoryMode = 0700;
 constexpr mode_t kFileMode = 0644;
 
 /// Storage unit of one user file: its data once each, piece after piece, open to its owner alone.
-/// The file and the directories above it are made with the first data; without Finish the file is
-/// removed.
+/// The file and the directories above it are made with the first data; without a call
+/// of Finish the file is removed.
 class LocalStore {
   public:
     LocalStore(const Root& root, std::string path) : root_(root), path_(std::move(path)) {}

@@ -27,7 +27,7 @@ ShareReader::ShareReader(const Site& site, const std::string& id)
     : id_(id), tables_(site.Tables()), share_(site.Share(id).root) {}
 
 void ShareReader::RequirePath(const std::string& path) const {
-    const mode_t type = IsInnerPath(path) ? share_.TypeOf(in_.Head(path)) : 0;
+    const mode_t type = IsInnerPath(path) ? share_.TypeOf(trees_.Head(path)) : 0;
     if (!path.empty() && type != S_IFDIR && type != S_IFREG) {
         throw ToolError("share " + id_ + ": no file or folder \"" + path + "\"");
     }
@@ -37,8 +37,8 @@ std::uint64_t ShareReader::TotalSteps(const std::string& path) const {
     terminal::CheckInterrupt();
     std::uint64_t steps = 0;
     try {
-        if (share_.TypeOf(in_.Head(path)) == S_IFDIR) {
-            for (const refstore::DirectoryEntry& entry : share_.List(in_.Head(path))) {
+        if (share_.TypeOf(trees_.Head(path)) == S_IFDIR) {
+            for (const refstore::DirectoryEntry& entry : share_.List(trees_.Head(path))) {
                 steps += TotalSteps(Join(path, entry.name));
             }
         } else {
@@ -57,8 +57,8 @@ void ShareReader::Walk(const std::string& path, bool headerless, KeepGoing* keep
     std::vector<refstore::DirectoryEntry> headers;
     const bool listed = keepGoing->Try("", progress, [&] {
         OrInputError([&] {
-            isFile = share_.TypeOf(in_.Head(path)) == S_IFREG;
-            headers = isFile ? headers : share_.List(in_.Head(path));
+            isFile = share_.TypeOf(trees_.Head(path)) == S_IFREG;
+            headers = isFile ? headers : share_.List(trees_.Head(path));
         });
     });
     if (isFile) {
@@ -83,8 +83,8 @@ void ShareReader::Walk(const std::string& path, bool headerless, KeepGoing* keep
     std::vector<refstore::DirectoryEntry> maps;
     keepGoing->Try("", progress, [&] {
         OrInputError([&] {
-            if (share_.TypeOf(in_.Map(path)) == S_IFDIR) {
-                maps = share_.List(in_.Map(path));
+            if (share_.TypeOf(trees_.Map(path)) == S_IFDIR) {
+                maps = share_.List(trees_.Map(path));
             }
         });
     });
@@ -100,7 +100,7 @@ void ShareReader::Walk(const std::string& path, bool headerless, KeepGoing* keep
 
 refstore::HeaderRecord ShareReader::Header(const std::string& relative) const {
     return InFile(relative, "", [&] {
-        refstore::HeaderRecord header = refstore::LoadHeaderRecord(Reach(in_.Head(relative)));
+        refstore::HeaderRecord header = refstore::LoadHeaderRecord(Reach(trees_.Head(relative)));
         if (header.size < 0 || header.mtimeNsec >= kNanosecondsPerSecond) {
             throw ToolError("its header holds an impossible size or time");
         }
@@ -132,7 +132,7 @@ void ShareReader::ForEachExtent(const std::string& relative, const refstore::Hea
     if (tables_) {
         const auto tables = InFile(relative, "", [&] {
             auto loaded = refstore::TableDirectory::Load(
-                Reach(refstore::TableDirectory::FileIn(in_.Map(relative))));
+                Reach(refstore::TableDirectory::FileIn(trees_.Map(relative))));
             if (loaded->FileSize() != header.size) {
                 throw ToolError("header and mapping tables have different file sizes");
             }
@@ -143,7 +143,7 @@ void ShareReader::ForEachExtent(const std::string& relative, const refstore::Hea
         }
     } else {
         const refstore::ExtentRecord record = InFile(relative, "", [&] {
-            refstore::ExtentRecord loaded = refstore::LoadExtentRecord(Reach(in_.Map(relative)));
+            refstore::ExtentRecord loaded = refstore::LoadExtentRecord(Reach(trees_.Map(relative)));
             if (loaded.transId != header.transId) {
                 throw ToolError("header and extent file have different transaction ids");
             }
@@ -157,7 +157,7 @@ void ShareReader::ForEachExtent(const std::string& relative, const refstore::Hea
 std::vector<std::byte> ShareReader::ReadLocal(const refstore::Extent& extent) {
     return InExtent(file_, extent, [&] {
         if (!unit_.has_value()) {
-            unitPath_ = Reach(in_.Stu(file_));
+            unitPath_ = Reach(trees_.Stu(file_));
             unit_.emplace("storage unit", unitPath_);
         }
         const std::uint64_t length = extent.end - extent.start;

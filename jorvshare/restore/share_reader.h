@@ -42,7 +42,7 @@ class ShareReader {
 
     /// Calls `take` for each extent of a file, after having checked that it lies in the file;
     /// `take` returns how many bytes it read. The next extents to be read with ReadLocal are this
-    /// file's. The file's share of TotalSteps is added to `progress`.
+    /// file's. The file's part of TotalSteps is added to `progress`.
     using TakeExtent = std::function<std::uint64_t(const refstore::Extent&)>;
     void ForEachExtent(const std::string& relative, const refstore::HeaderRecord& header,
                        terminal::Progress* progress, const TakeExtent& take);
@@ -72,8 +72,8 @@ class ShareReader {
     const std::string id_;
     const bool tables_;
     const Root share_;
-    const ShareLayout in_;  ///< relative to share_
-    std::string file_;      ///< whose extents are read
+    const ShareLayout trees_;  ///< relative to share_
+    std::string file_;         ///< whose extents are read
     std::string unitPath_;
     std::optional<refstore::RegularFile> unit_;
 };

@@ -117,7 +117,7 @@ constexpr std::array<Kind, 5> kKinds = {
     throw terminal::ToolError(path + ": " + std::string(what) + "; show " + std::string(where));
 }
 
-void RequireNoOtherDirectory(const std::string& path) {
+void RefuseSiteOrShare(const std::string& path) {
     const Root directory(path);
     if (directory.TypeOf(SiteLayout::kSettings) != 0) {
         ReferTo(path, "a site", "a file below its meta/<digit>/<share id>");
@@ -153,11 +153,11 @@ void Show(const std::string& path, bool json) {
     std::error_code notThere;
     const bool isDirectory = std::filesystem::is_directory(path, notThere);
     if (isDirectory) {
-        RequireNoOtherDirectory(path);
+        RefuseSiteOrShare(path);
     }
     const Kind& kind = isDirectory ? kTables : KindOf(path);
     const std::string file = isDirectory ? refstore::TableDirectory::FileIn(path) : path;
-    // Of a file that does not load nothing is printed: this much stays in the writer's buffer.
+    // Nothing is printed when the file does not load: this much stays in the writer's buffer.
     FieldWriter out(json);
     out.Text("kind", kind.what);
     out.Text("path", file);

@@ -32,7 +32,7 @@ class Root {
                                             mode_t mode = 0) const;
     /// Opens a new file for writing, with `mode` under the umask. Fails when anything is there.
     [[nodiscard]] refstore::Descriptor Create(const std::string& relative, mode_t mode) const;
-    /// Fails with errno as the reason unless the call on what is at `relative` was `done`.
+    /// Throws ToolError about `relative`, with errno as the reason, unless `done`.
     void Require(bool done, const std::string& relative) const;
 
     /// Type of the entry as S_IFMT bits, a symbolic link not followed; 0 when nothing is there.

@@ -30,8 +30,9 @@ struct FileBytes {
 class RegularFile {
   public:
     /// @param what kind of structure, a literal, for messages.
-    /// @param path Both are kept by reference and must outlive this object.
+    /// @param path kept by reference, as `what` is: both must outlive this object.
     RegularFile(std::string_view what, const std::string& path);
+    /// A temporary path would not.
     RegularFile(std::string_view what, std::string&& path) = delete;
 
     /// As given to the constructor.

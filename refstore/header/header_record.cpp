@@ -20,7 +20,7 @@ HeaderRecord LoadHeaderRecord(const std::string& path) {
         record.mode = attributes.mode();
         record.fg = attributes.fg();
         record.isDev = attributes.is_dev();
-        // From bytes of the string's own type: from an iterator it would make a copy first.
+        // As char: from iterators of another type, assign makes a temporary string first.
         const auto& location = *stored.extent_location();
         record.extentLocation.assign(reinterpret_cast<const char*>(location.Data()),
                                      location.size());

@@ -9,9 +9,9 @@ namespace refstore {
 namespace {
 
 struct Kept {
-    std::string path;  // of the file; stays, so that the next one needs no memory
-    struct stat attributes = {};
     std::shared_ptr<const TableDirectory> tables;  // null: nothing is kept
+    std::string path;                              // of their file; its memory is used again
+    struct stat attributes = {};
 };
 
 // One for each thread, so that nothing is shared and nothing locked.
@@ -21,7 +21,8 @@ bool IsSame(const timespec& left, const timespec& right) {
     return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
 }
 
-// Whether the kept path is that of the file in `directory`: it always ends in the file's name.
+// Whether the kept path is that of the file in `directory`. Requires that tables are kept: then it
+// ends in the file's name.
 bool IsOf(const std::string& directory) {
     return t_kept.path.size() == directory.size() + TableDirectory::kFileName.size() &&
            t_kept.path.starts_with(directory);

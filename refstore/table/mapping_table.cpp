@@ -33,7 +33,7 @@ std::int32_t MappingTable::Open(const std::string& path, bool /*onKlfs*/, std::s
 
 std::int32_t MappingTable::GetDcidList(std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry>* dcids,
                                        std::unique_ptr<BloomFilter>* filter) {
-    // A text this short is a string without memory of its own.
+    // Short enough for a string without memory of its own.
     OrOutOfMemory("DCID list", "of a table", [&] {
         std::vector<Corvane::Kst::Marlow::Jorv::DcidEntry> list;
         auto bloom = std::make_unique<BloomFilter::Impl>();

@@ -52,7 +52,10 @@ class TableDirectory {
     /// What follows a directory's path in that of its file.
     static constexpr std::string_view kFileName = "/data.mdb";
     /// Path of the file in `directory`.
-    static std::string FileIn(std::string directory) { return directory.append(kFileName); }
+    static std::string FileIn(std::string directory) {
+        directory += kFileName;
+        return directory;
+    }
 
     /// Reads and checks the data.mdb at `path`. Every failure is a SysException.
     static std::shared_ptr<const TableDirectory> Load(const std::string& path);

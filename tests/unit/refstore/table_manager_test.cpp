@@ -212,4 +212,28 @@ TEST(FileExtMapMgr, WhatWasLoadedIsNotLoadedAgainUnlessItChanged) {
     EXPECT_NE(FailureOf(*manager), "");
 }
 
+TEST(FileExtMapMgr, WhatWasLoadedIsNotTakenForANeighbour) {
+    const TempDir directory;
+    const std::string mine = directory / "a";
+    const std::string other = directory / "b";
+    const std::string damaged = directory / "c";
+    for (const std::string& path : {mine, other, damaged}) {
+        test_support::MakeDirs(path);
+    }
+    table_test::Store(mine, ThreeTables());
+    table_test::Store(other, table_test::Example());
+    table_test::Store(damaged, ThreeTables());
+    ChangeByte(damaged + "/data.mdb");
+    struct stat attributes = {};
+    ASSERT_EQ(::stat((damaged + "/data.mdb").c_str(), &attributes), 0);
+    const interposed::FixedTime now(attributes.st_ctim.tv_sec + 4);
+    EXPECT_EQ(refstore::LoadDirectory(mine)->FileSize(), 777);
+    EXPECT_EQ(refstore::LoadDirectory(other)->FileSize(), table_test::Example().fileSize);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(refstore::LoadDirectory(mine)->FileSize(), 777);
+        EXPECT_THROW(refstore::LoadDirectory(damaged), SysException);
+        EXPECT_THROW(refstore::LoadDirectory(damaged), SysException);
+    }
+}
+
 }  // namespace
