@@ -122,6 +122,22 @@ configuration = "$site/jorv.toml"
 END
 jorvaudit plan fleet.toml | xargs -d '\n' -P 3 -I '{}' sh -c '{}' >printed || (( $? == 123 )) # a part alone is never complete
 (( $(grep -c '^Verdict: ' printed) == 5 ))
+# Each part's data check is of its own files, and no file is in two.
+checked() { sed -n 's/^Total number of file: //p' "$1"/?-of-4/raw/data.stderr | awk '{ ++runs; sum += $1; if ($1 == 40) ++whole } END { print runs + 0, sum + 0, whole + 0 }'; }
+diff <(checked "my \$audits/shares/7") <(echo 4 40 0)
+# Where a copy of the configuration is larger than files may be, the first part's is of all.
+sed "s|^klfs_prefixes = .*|klfs_prefixes = [\"/$(printf %050000d 0)\"]|" "$site/jorv.toml" >"$site/large.toml"
+(( $(stat -c %s "$site/large.toml") > 50000 ))
+(
+    trap '' XFSZ
+    ulimit -f 40
+    for i in 3 1 2 4; do
+        JORV_CONFIG=$site/large.toml jorvaudit run --share_id 7 --part "$i/4" --output "undivided/$i-of-4" >printed || true
+    done
+)
+diff <(checked undivided) <(echo 1 40 1)
+ls undivided/1-of-4/raw/data.stderr >printed
+jorvaudit merge undivided/?-of-4 --output undivided | grep -qx 'Verdict: sound: everything was looked at'
 # Where a copy of the configuration is larger than files may be, the data check cannot be divided.
 printf 'use_file_ext_map = 1\nklfs_prefixes = ["/%02000d"]\n' 0 >long.toml
 printf 'use_file_ext_map = 1\n' >short.toml
