@@ -11,6 +11,9 @@ export PATH=$bin:$PATH
 cat >fleet.toml <<'END'
 output = "audits"
 [[share]]
+path = "/srv/plain"
+name = "plain"
+[[share]]
 id = "7"
 configuration = "a site/jorv.toml"
 parts = 3
@@ -22,27 +25,24 @@ path = "/srv/$HOME/it's/`id`/\"x\"\\n/é"
 hours = 24
 acknowledge = "known.toml"
 partition = "big"
-[[share]]
-path = "/srv/plain"
-name = "3"
 END
 jorvaudit plan fleet.toml >lines
 diff lines - <<END
+jorvaudit run --share_path /srv/plain --resume --output $work/audits/shares/plain
 env 'JORV_CONFIG=$work/a site/jorv.toml' jorvaudit run --share_id=7 --part 1/3 --resume --output $work/audits/shares/7/1-of-3
 env 'JORV_CONFIG=$work/a site/jorv.toml' jorvaudit run --share_id=7 --part 2/3 --resume --output $work/audits/shares/7/2-of-3
 env 'JORV_CONFIG=$work/a site/jorv.toml' jorvaudit run --share_id=7 --part 3/3 --resume --output $work/audits/shares/7/3-of-3
 jorvaudit run --share_path '/srv/\$HOME/it'\''s/\`id\`/"x"\n/é' --share_id=-8 --t 24 --acknowledge $work/known.toml --resume --output $work/audits/shares/eight
-jorvaudit run --share_path /srv/plain --resume --output $work/audits/shares/3
 END
 jorvaudit plan fleet.toml --places >placed
-diff placed <(paste -d '\t' <(printf '%s\n' node=s1 node=s1 node=s1 partition=big any) lines)
+diff placed <(paste -d '\t' <(printf '%s\n' any node=s1 node=s1 node=s1 partition=big) lines)
 # From another directory, and read by another shell.
 mkdir elsewhere
 (cd elsewhere && jorvaudit plan ../fleet.toml) | diff lines -
 mkdir words
 printf '#!/bin/sh\nprintf "%%s\\n" "$@"\n' >words/jorvaudit
 chmod +x words/jorvaudit
-sed -n 4p lines | PATH=$work/words:$PATH sh | sed -n 3p | diff - <(printf '%s\n' "/srv/\$HOME/it's/\`id\`/\"x\"\\n/é")
+sed -n 5p lines | PATH=$work/words:$PATH sh | sed -n 3p | diff - <(printf '%s\n' "/srv/\$HOME/it's/\`id\`/\"x\"\\n/é")
 # Every character that a line can have, in an identifier and in a path; there is a file that "*" and "?" fit.
 touch './--share_id=a_b'
 {
