@@ -60,6 +60,15 @@ is '[s["verdict"] for s in r["shares"]]' "['no report', 'no report', 'no report'
 is '[(c["kind"], c["shares"]) for c in r["causes"]]' "[('report-missing', ['7', '8', 'nine & <b>'])]"
 is '"difference" in r' False
 grep -qx 'jorvaudit_status{share="8"} 8' audits/fleet.prom
+# A label holds any name.
+cat >names.toml <<'END'
+output = "names"
+[[share]]
+id = 'a "b" \c'
+END
+ends 8 jorvaudit merge --fleet names.toml
+grep -qxF 'jorvaudit_status{share="a \"b\" \\\\c"} 8' names/fleet.prom
+promtool check metrics <names/fleet.prom
 
 # All have.
 run
@@ -76,13 +85,27 @@ grep -qx ' "verdict": "sound: everything was looked at",' audits/shares/7/report
 cp audits/shares/7/report.json before.json
 merge 0
 cmp audits/shares/7/report.json before.json
+# The plan says what is too old. The status has the 8 then, however sound the share was.
+cp audits/shares/8/report.json recent.json
+sed -i -E "/^ \"ended\"/s/20[^Z]*Z/$(date -u -d '-5 days' +%FT%TZ)/" audits/shares/8/report.json
+merge 0
+sed -i '1a max_age_days = 4' fleet.toml
+merge 8
+is '[(c["kind"], c["shares"]) for c in r["causes"]]' "[('report-old', ['8'])]"
+sed -i 's/^max_age_days = 4/max_age_days = 6/' fleet.toml
+merge 0
+sed -i '/^max_age_days/d' fleet.toml
+mv recent.json audits/shares/8/report.json
+merge 0
 
-# A volume of two shares is gone, which is one cause; a header of one share and one of the other site are
-# damaged.
+# A volume of two shares is gone, which is one cause, and so is a container of the same number of the other
+# site; a header of one share and two of the other site are damaged.
 sleep 1 # findings are dated to the second
 volume=$(ls site/volumes | head -n 1)
 mv "site/volumes/$volume" .
 hit() { printf 'x' | dd of="$1" bs=1 seek=30 conv=notrunc status=none; }
+mkdir lost
+mv "other <b>/volumes/v1/64".* lost
 hit site/meta/8/8/head/d1/f1
 hit "other <b>/meta/9/9/head/d2/f2"
 hit "other <b>/meta/9/9/head/d2/f9"
@@ -98,10 +121,27 @@ grep -q '^jorvaudit_findings{share="nine & <b>",kind="corrupt-header"} 2$' audit
 grep -qx "\* volume that is not there: $work/site/volumes/$volume" out
 # Every cause of a share is in that of the fleet.
 is 'len(r["findings"])' "$(cat audits/shares/{7,8,9,'nine & <b>'}/report.json 2>err | grep -c '^   "kind": ')"
+# What one share knows, the others may not know.
+printf '[[finding]]\nkind = "volume-missing"\nobject = "volume"\nname = "%s"\ndate = 2026-11-20\n' \
+    "$work/site/volumes/$volume" >known.toml
+sed '/^id = "7"/a acknowledge = "known.toml"' fleet.toml >known-fleet.toml
+ends 12 jorvaudit merge --fleet known-fleet.toml
+is '[c["acknowledged"] for c in r["causes"] if c["kind"] == "volume-missing"]' '[False]'
+is '[(f["name"][0], "acknowledged" in f) for f in r["findings"] if f["kind"] == "volume-missing"]' \
+    "[('7', True), ('8', False)]"
+# A volume is one for each node, a container for each table of volumes.
+sed '/^id = "7"/a node = "s3"
+/^id = "8"/a node = "s4"' fleet.toml >nodes.toml
+ends 12 jorvaudit merge --fleet nodes.toml
+is '[(c["subject"], c["shares"]) for c in r["causes"] if c["kind"] == "volume-missing"]' \
+    "[('s3: $work/site/volumes/$volume', ['7']), ('s4: $work/site/volumes/$volume', ['8'])]"
+is 'sorted((c["subject"], c["shares"]) for c in r["causes"] if c["subject"].endswith("/fstab: 64"))' \
+    "[('s3: $work/other <b>/fstab: 64', ['nine & <b>']), ('s3: $work/site/fstab: 64', ['7'])]"
 
-# One is mended, one has another finding, one part is gone and one is too old.
+# Two are mended, one has another finding, one part is gone and one is too old.
 sleep 1
 mv "$volume" site/volumes
+mv lost/* "other <b>/volumes/v1"
 hit "other <b>/meta/9/9/head/d3/f3"
 run
 rm -r audits/shares/7/2-of-3
@@ -113,7 +153,7 @@ is '[(c["kind"], c["shares"]) for c in r["causes"] if c["kind"].startswith("repo
 is 'r["shares"][0]["verdict"]' 'incomplete: parts are missing'
 is 'r["shares"][0]["problem"]' "part 2: $work/audits/shares/7/2-of-3: No such file or directory (errno 2)"
 is '"of 2020-" in r["shares"][1]["problem"]' True
-is '[(s["new"], s["gone"] > 0) for s in r["shares"]][2]' '(1, False)'
+is '[(s["new"], s["gone"] > 0) for s in r["shares"]][2]' '(1, True)'
 is '"volume-missing" in [f["kind"] for f in r["difference"]["gone"]]' True
 # Since when, from the first of the reports.
 is '[f["since"] < r["shares"][2]["ended"] for f in r["findings"] if f["name"] == "nine & <b>" and f["kind"] == "corrupt-header"]' '[True]'
