@@ -50,7 +50,7 @@ std::uint64_t DcidOfName(std::string_view name) {
 std::uint64_t LargestBelow(const Root& root, const std::string& directory) {
     std::uint64_t largest = 0;
     for (const refstore::DirectoryEntry& entry : root.List(directory)) {
-        // Whatever has the name of a half, a directory as well, is in the way of a new one.
+        // A directory of such a name is in the way of a new container too.
         largest = std::max(largest, DcidOfName(entry.name));
         if (entry.type == S_IFDIR) {
             largest = std::max(largest, LargestBelow(root, Join(directory, entry.name)));
