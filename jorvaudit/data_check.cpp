@@ -128,7 +128,7 @@ class DataCheck {
             terminal::CheckInterrupt();
             const Unit unit = std::move(waiting.back());
             waiting.pop_back();
-            const Listing listing = ListDirectory(share_, unit.path, true);
+            const Listing listing = ListHeaders(share_, unit.path);
             fs::create_directories(PathIn(links_, Tree::kHead, unit.path));
             for (const FileEntry& file : listing.files) {
                 const std::string path = Below(unit.path, file.name);

@@ -79,9 +79,9 @@ class Lister {
         listing_.path = path;
     }
 
-    Listing List() {
+    Listing List(std::size_t trees) {
         Entries entries;
-        for (std::size_t i = 0; i < kTreeNames.size(); ++i) {
+        for (std::size_t i = 0; i < trees; ++i) {
             const auto tree = static_cast<Tree>(i);
             const int code = AddEntries(PathIn(share_, tree, listing_.path), i, &entries);
             listing_.missing.at(i) = code == ENOENT || code == ENOTDIR;
@@ -169,7 +169,11 @@ std::string Below(const std::string& directory, const std::string& name) {
 }
 
 Listing ListDirectory(const std::string& share, const std::string& path, bool tables) {
-    return Lister(share, path, tables).List();
+    return Lister(share, path, tables).List(kTreeNames.size());
+}
+
+Listing ListHeaders(const std::string& share, const std::string& path) {
+    return Lister(share, path, true).List(1);
 }
 
 }  // namespace jorvaudit

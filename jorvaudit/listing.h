@@ -48,4 +48,7 @@ struct Listing {
 /// of that name is in head and it holds data.mdb.
 Listing ListDirectory(const std::string& share, const std::string& path, bool tables);
 
+/// The same of the head tree alone: every file has no extents and no storage unit.
+Listing ListHeaders(const std::string& share, const std::string& path);
+
 }  // namespace jorvaudit

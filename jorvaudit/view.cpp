@@ -18,10 +18,8 @@ namespace jorvaudit {
 
 namespace {
 
-// Beside the trees. The checker's walk over headers goes through the whole view, and a directory
-// that is a link saves it a look at every entry of map and stu.
-constexpr std::array kDirectories = {"/head", "/maps", "/units"};
-constexpr const char* kNothing = "/nothing";
+// In the units of storage, and by that name from there.
+constexpr const char* kNothing = "nothing";
 
 [[noreturn]] void Fail(const std::string& path) {
     throw terminal::ToolError(terminal::Errno(path, errno));
@@ -33,21 +31,28 @@ View::View(std::string path) : path_(std::move(path)) {
     std::error_code failure;
     std::filesystem::remove_all(path_, failure);
     std::filesystem::create_directories(path_, failure);
-    for (std::size_t i = 0; i < kDirectories.size(); ++i) {
-        const std::string directory = path_ + kDirectories.at(i);
+    for (std::size_t i = 0; i < kTreeNames.size(); ++i) {
+        const auto tree = static_cast<Tree>(i);
+        std::string directory = PathIn(path_, tree, "");
+        if (tree != Tree::kHead) {
+            // The checker's walk over headers goes through the whole view, but not through a link:
+            // with map and stu beside the view it looks at no entry of theirs.
+            const std::string beside = path_ + "-" + std::string(kTreeNames.at(i));
+            const std::string target = "../" + std::filesystem::path(beside).filename().string();
+            std::filesystem::remove_all(beside, failure);
+            if (::symlink(target.c_str(), directory.c_str()) != 0) {
+                Fail(directory);
+            }
+            directory = beside;
+        }
         if (::mkdir(directory.c_str(), S_IRWXU) != 0) {
             Fail(directory);
         }
         directories_[i] = ::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-        const std::string tree = PathIn(path_, static_cast<Tree>(i), "");
-        if (i > 0 && ::symlink(kDirectories.at(i) + 1, tree.c_str()) != 0) {
-            Fail(tree);
-        }
     }
-    const std::string nothing = path_ + kNothing;
-    const int empty = ::open(nothing.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, S_IRUSR);
+    const int empty = ::openat(directories_[2], kNothing, O_CREAT | O_WRONLY | O_CLOEXEC, S_IRUSR);
     if (empty < 0) {
-        Fail(nothing);
+        Fail(path_ + "-stu");
     }
     ::close(empty);
 }
@@ -60,12 +65,12 @@ View::~View() {
 
 void View::Add(const std::string& header, const std::string& extents,
                const std::string* storageUnit) {
-    const std::string nothing = storageUnit == nullptr ? path_ + kNothing : "";
-    const std::array targets = {&header, &extents, storageUnit == nullptr ? &nothing : storageUnit};
+    const std::array targets = {header.c_str(), extents.c_str(),
+                                storageUnit == nullptr ? kNothing : storageUnit->c_str()};
     const std::string name = std::to_string(files_++);
     for (std::size_t i = 0; i < targets.size(); ++i) {
-        if (::symlinkat(targets.at(i)->c_str(), directories_[i], name.c_str()) != 0) {
-            Fail(*targets.at(i));
+        if (::symlinkat(targets.at(i), directories_[i], name.c_str()) != 0) {
+            Fail(targets.at(i));
         }
     }
 }

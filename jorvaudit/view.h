@@ -10,8 +10,8 @@ namespace jorvaudit {
 /// out of the checker's lines. Used by one process at a time.
 class View {
   public:
-    /// Makes the empty view at `path`, or empties what an ended process left there. Throws
-    /// ToolError.
+    /// Makes the empty view at `path` (its map and stu lead to `path`-map and
+    /// `path`-stu), or empties what an ended process left there. Throws ToolError.
     explicit View(std::string path);
     ~View();
     View(const View&) = delete;

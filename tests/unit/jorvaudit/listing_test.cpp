@@ -59,6 +59,17 @@ TEST_F(ListingTest, FilesAreNamedByAllThreeTrees) {
     EXPECT_EQ(listing.missing, (std::array<bool, 3>{}));
 }
 
+TEST_F(ListingTest, HeadersAloneAreThoseOfTheHeadTree) {
+    WriteFile(share_ / "head/b", "");
+    WriteFile(share_ / "map/b", "");
+    WriteFile(share_ / "map/c", "");
+    MakeDirs(share_ / "head/x");
+    MakeDirs(share_ / "map/y");
+    const Listing listing = ListHeaders(share_.Path(), "");
+    EXPECT_THAT(Texts(listing), ElementsAre("b f--"));
+    EXPECT_THAT(listing.directories, ElementsAre("x"));
+}
+
 TEST_F(ListingTest, DirectoriesOfAnyTreeAreGoneDownInto) {
     MakeDirs(share_ / "head/x");
     MakeDirs(share_ / "map/y");
