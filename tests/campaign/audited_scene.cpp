@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -48,7 +49,7 @@ AuditedScene::AuditedScene(const Scene& scene, std::string program, std::string 
     if (!sound.wrong.empty()) {
         throw std::runtime_error("audit of " + scene.name + ": " + sound.wrong + "\n" + sound.text);
     }
-    sound_ = std::move(sound.files);
+    sound_ = std::move(sound);
 }
 
 AuditedScene::Result AuditedScene::Audit() const {
@@ -74,6 +75,12 @@ AuditedScene::Result AuditedScene::Audit() const {
         for (std::string& file : LinesOf(test_support::ReadFile(output_ + "/affected.txt"))) {
             result.files.insert(std::move(file));
         }
+        const nlohmann::json report =
+            nlohmann::json::parse(test_support::ReadFile(output_ + "/report.json"));
+        for (const nlohmann::json& finding : report.at("findings")) {
+            result.findings.insert(finding.at("kind").get<std::string>() + " " +
+                                   finding.at("name").get<std::string>());
+        }
     }
     return result;
 }
@@ -84,7 +91,7 @@ std::string AuditedScene::WhatIsWrong(const Victim& victim, const Mutation& muta
     if (!result.wrong.empty()) {
         return "the audit: " + result.wrong + "\n" + result.text;
     }
-    std::set<std::string> expected = sound_;
+    std::set<std::string> expected = sound_.files;
     const std::optional<std::string> file = UserFileOf(victim);
     if (file) {
         // Under a seal that was made to fit, values may have changed that no one can judge: where
@@ -93,6 +100,8 @@ std::string AuditedScene::WhatIsWrong(const Victim& victim, const Mutation& muta
         if (isDamaged || result.files.contains(*file)) {
             expected.insert(*file);
         }
+    } else if (outcome != Outcome::kSame && result.findings == sound_.findings) {
+        return "the audit finds what it finds in the sound share\n" + result.text;
     } else if (victim.kind != FileKind::kImage && victim.kind != FileKind::kImageList) {
         // By the configuration, the volumes or a container any file may be concerned.
         return {};

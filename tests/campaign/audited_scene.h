@@ -22,14 +22,16 @@ class AuditedScene {
     ///
     /// @param changed whether the file's bytes are others than before
     /// @param outcome what the checker alone made of it
-    /// @return what is wrong about the audit; empty when it names exactly the damaged file.
+    /// @return what is wrong about the audit; empty when it names exactly the damaged file, or, for
+    ///     one that no user file belongs to, has another finding where the checker has other lines.
     [[nodiscard]] std::string WhatIsWrong(const Victim& victim, const Mutation& mutation,
                                           bool changed, Outcome outcome) const;
 
   private:
     struct Result {
-        std::string wrong;  ///< it did not end as an audit does
-        std::set<std::string> files;
+        std::string wrong;               ///< it did not end as an audit does
+        std::set<std::string> files;     ///< that have a finding
+        std::set<std::string> findings;  ///< by kind and name
         std::string text;
     };
     [[nodiscard]] Result Audit() const;
@@ -37,7 +39,7 @@ class AuditedScene {
     const Scene& scene_;
     std::string program_;
     std::string output_;
-    std::set<std::string> sound_;  ///< files that have a finding in the sound scene
+    Result sound_;
 };
 
 }  // namespace campaign

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <stdexcept>
 
 #include "tests/campaign/audited_scene.h"
 #include "tests/campaign/confinement.h"
@@ -16,8 +17,8 @@
 #include "tests/campaign/tally.h"
 #include "tests/support/temp_dir.h"
 
-// Damages every metadata file of small shares in every way it knows, one at a time, and judges what
-// the checker makes of it.
+// Damages a small and a large file of each kind in small shares in every way it knows, one at a
+// time, and judges what the checker makes of it.
 
 namespace {
 
@@ -90,6 +91,11 @@ class Campaign {
             Try(number, false);
             ++done;
         }
+        // A run that says nothing has not shown anything either.
+        constexpr std::uint64_t kEnoughForAudits = 2000;
+        if (done == 0 || (done >= kEnoughForAudits && audited_ == 0)) {
+            throw std::runtime_error("nothing was tried, or nothing audited");
+        }
     }
 
     // Another whole file of the kind in the same scene, or the file itself.
@@ -114,7 +120,6 @@ class Campaign {
         if (number % kProgramEvery == 0) {
             how.program = options_.program;
             how.prepare = LimitStack;
-            tally_.CountExecuted();
         }
         model::Ended ended;
         Judgement judgement;
@@ -122,8 +127,10 @@ class Campaign {
             const auto object = static_cast<Object>(mutation.first);
             const ReplacedFile replaced(victim.path, object);
             how.asNobody = object == Object::kUnreadable;
-            how.program.clear();
-            how.prepare = nullptr;
+            if (how.asNobody) {
+                how.program.clear();
+                how.prepare = nullptr;
+            }
             ended = model::RunChecker(scene.invocation, how);
             judgement = oracles_[trial.scene].Judge(victim, mutation, true, ended, nullptr);
             if (!how.asNobody) {
@@ -138,7 +145,10 @@ class Campaign {
                 ++leftOut_;
                 return;
             }
-            confined_ += leadsOut ? 1U : 0U;
+            if (leadsOut) {
+                ++confined_;
+                how.program.clear();
+            }
             ended = leadsOut ? confinement_.RunChecker(scene.invocation)
                              : model::RunChecker(scene.invocation, how);
             judgement = oracle.Judge(victim, mutation, bytes != sound, ended,
@@ -147,7 +157,7 @@ class Campaign {
                 JudgeAudit(number, bytes != sound, judgement);
             }
         }
-        tally_.Count(scene, victim, mutation, judgement);
+        tally_.Count(scene, victim, mutation, judgement, !how.program.empty());
         if (show || judgement.outcome == Outcome::kUnexplained) {
             Show(number, trial, judgement, ended);
         }

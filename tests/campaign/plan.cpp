@@ -12,7 +12,8 @@ namespace campaign {
 
 namespace {
 
-// Pieces of a file that are swapped and replaced, from its start: all of a small one.
+// Pieces of a file that are swapped and replaced: all of a small one, of a large one so many that
+// are spread over it.
 constexpr std::uint64_t kMostPieces = 24;
 
 class Planner {
@@ -24,7 +25,8 @@ class Planner {
           exhaustive_(file.exhaustive),
           sealed_(IsSealed(file.kind)),
           size_(std::filesystem::file_size(file.path)),
-          pieces_(std::min((size_ + kPiece - 1) / kPiece, kMostPieces)),
+          allPieces_((size_ + kPiece - 1) / kPiece),
+          pieces_(std::min(allPieces_, kMostPieces)),
           trials_(trials) {}
 
     void Systematic() {
@@ -35,11 +37,11 @@ class Planner {
             Add(Change::kAdd, which, 0);
         }
         for (std::uint64_t piece = 0; piece < pieces_; ++piece) {
-            Add(Change::kZeroPiece, piece, 0);
+            Add(Change::kZeroPiece, Piece(piece), 0);
             for (std::uint64_t other = 0; other < pieces_; ++other) {
-                Add(Change::kForeignPiece, piece, other);
+                Add(Change::kForeignPiece, Piece(piece), Piece(other));
                 if (other > piece) {
-                    Add(Change::kSwapPieces, piece, other);
+                    Add(Change::kSwapPieces, Piece(piece), Piece(other));
                 }
             }
         }
@@ -55,9 +57,19 @@ class Planner {
         for (std::uint64_t i = 0; i < count; ++i) {
             Add(Change::kFields, seeds(), 0);
         }
+        // Of a large file some lengths and bytes, of a small one there are all.
+        constexpr std::uint64_t kFieldsPerCut = 20;
+        for (std::uint64_t i = 0; !exhaustive_ && i < count / kFieldsPerCut; ++i) {
+            Add(Change::kCut, seeds() % size_, 0);
+            Add(Change::kByte, seeds() % size_, seeds() % kByteValues);
+        }
     }
 
   private:
+    [[nodiscard]] std::uint64_t Piece(std::uint64_t number) const {
+        return number * allPieces_ / pieces_;
+    }
+
     void Add(Change change, std::uint64_t first, std::uint64_t second) {
         trials_.push_back({scene_, victim_, {change, false, first, second}});
         if (sealed_) {
@@ -70,6 +82,7 @@ class Planner {
     bool exhaustive_;
     bool sealed_;
     std::uint64_t size_;
+    std::uint64_t allPieces_;
     std::uint64_t pieces_;
     std::vector<Trial>& trials_;
 };

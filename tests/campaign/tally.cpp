@@ -31,7 +31,8 @@ constexpr const char* kOutcomeHeads = "other  unchanged     ended  UNEXPLAINED";
 }  // namespace
 
 void Tally::Count(const Scene& scene, const Victim& victim, const Mutation& mutation,
-                  const Judgement& judgement) {
+                  const Judgement& judgement, bool executed) {
+    executed_ += executed ? 1U : 0U;
     const std::string file(NameOf(victim.kind));
     const auto at = static_cast<std::size_t>(judgement.outcome);
     ++byFile_[{scene.name, file, mutation.sealed}].at(at);

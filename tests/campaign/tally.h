@@ -15,9 +15,9 @@ namespace campaign {
 /// Counts what came of the trials and prints it.
 class Tally {
   public:
+    /// @param executed whether the program itself ran, and not only its code in a child.
     void Count(const Scene& scene, const Victim& victim, const Mutation& mutation,
-               const Judgement& judgement);
-    void CountExecuted() { ++executed_; }
+               const Judgement& judgement, bool executed);
 
     [[nodiscard]] std::uint64_t Unexplained() const;
     [[nodiscard]] std::uint64_t Trials() const;
