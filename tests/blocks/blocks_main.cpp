@@ -11,6 +11,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -417,6 +418,22 @@ class Blocks {
     std::uint64_t failures_ = 0;
 };
 
+/// Why no file system can be mounted here; empty when one can.
+std::string WhyNoMount() {
+    if (::access("/dev/fuse", R_OK | W_OK) != 0) {
+        return "without /dev/fuse";
+    }
+    const test_support::TempDir source;
+    const test_support::TempDir place;
+    try {
+        // Containers often have the device and not the right to mount.
+        const blocks::FailingMount mount(source.Path(), place.Path());
+        return {};
+    } catch (const std::runtime_error& refused) {
+        return refused.what();
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -427,11 +444,12 @@ int main(int argc, char** argv) {
         bool withoutFuse = false;
         app.add_flag("--without-fuse", withoutFuse, "as where there is no /dev/fuse");
         CLI11_PARSE(app, argc, argv);
-        const bool hasFuse = !withoutFuse && ::access("/dev/fuse", R_OK | W_OK) == 0;
-        if (!hasFuse) {
-            std::printf("without /dev/fuse: reads of the library fail, in runs that are forked\n");
+        const std::string reason = withoutFuse ? "without /dev/fuse" : WhyNoMount();
+        if (!reason.empty()) {
+            std::printf("%s: reads of the library fail, in runs that are forked\n", reason.c_str());
+            std::fflush(stdout);
         }
-        return Blocks(only, hasFuse).Run();
+        return Blocks(only, reason.empty()).Run();
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "blocks: %s\n", failure.what());
         return 2;
