@@ -1,14 +1,17 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -19,7 +22,8 @@
 #include "tests/support/temp_dir.h"
 
 // Lets each 4 KiB block of each file of small shares fail, once and for good: the checker prints
-// what the model predicts, and the audit names the file, as unreadable and not as damaged.
+// what the model predicts, and the audit names the file, as unreadable and not as damaged, and
+// nothing else. So does a directory that cannot be listed.
 
 namespace {
 
@@ -27,8 +31,15 @@ using blocks::FailingFiles;
 using nlohmann::json;
 namespace fs = std::filesystem;
 
-/// Statuses of an audit, as fsck has them.
+/// Statuses of an audit, as fsck has them. Both may be set.
 enum AuditStatus : std::uint8_t { kSound = 0, kDamaged = 4, kUnchecked = 8 };
+
+/// What an audit should say.
+struct Expectation {
+    int status = kSound;
+    std::set<std::string> findings = {};  ///< as FindingText makes them
+    std::set<std::string> files = {};     ///< user files among them
+};
 
 json Extents(std::size_t count, std::uint64_t size, std::uint64_t dcid) {
     json extents = json::array();
@@ -78,16 +89,110 @@ json Recipe(const Site& site) {
     return recipe;
 }
 
-/// The trees of a share, of which a file that cannot be read belongs to a user file.
-std::optional<std::string> UserFileOf(const std::string& relative) {
-    for (const std::string_view tree : {"meta/7/7/head/", "meta/7/7/map/", "meta/7/7/stu/"}) {
-        if (relative.starts_with(tree)) {
-            std::string file = relative.substr(tree.size());
+/// A finding as a line: all that the report says of it.
+std::string FindingText(const std::string& kind, const std::string& title,
+                        const std::string& object, const std::string& name,
+                        const std::string& detail) {
+    return object + " " + name + ": " + title + " (" + kind + "), " + detail + "\n";
+}
+
+constexpr const char* kError = "Input/output error (errno 5)";
+
+/// The one finding of what cannot be read.
+Expectation Unreadable(const std::string& kind, const std::string& title, const std::string& object,
+                       const std::string& name, const std::string& detail = kError) {
+    Expectation wanted = {.status = kUnchecked,
+                          .findings = {FindingText(kind, title, object, name, detail)}};
+    if (object == "file") {
+        wanted.files.insert(name);
+    }
+    return wanted;
+}
+
+Expectation UnreadableVolume(const Site& site, const std::string& volume) {
+    Expectation wanted =
+        Unreadable("volume-unreadable", "volume that cannot be searched", "volume", volume);
+    // The files with data in its container.
+    if (!site.tables) {
+        wanted.files = {"d/other"};
+    } else if (!site.local) {
+        wanted.files = {"one", "d/several", "d/large", "d/other"};
+    }
+    for (const std::string& file : wanted.files) {
+        wanted.status = kDamaged | kUnchecked;
+        wanted.findings.insert(FindingText("container-missing", "data container that no volume has",
+                                           "file", file, "container 70"));
+    }
+    return wanted;
+}
+
+/// What the audit should say while a block of a file cannot be read.
+Expectation UnreadableFile(const std::string& place, const std::string& relative) {
+    const std::string path = place + "/" + relative;
+    if (relative == "jorv.toml") {
+        return Unreadable("configuration-unusable", "configuration that cannot be used", "share",
+                          path, path + ": Input/output error");
+    }
+    if (relative == "fstab") {
+        return Unreadable("volume-table-unreadable", "table of volumes that cannot be read",
+                          "share", path, "");
+    }
+    if (relative == "meta/7/7/vcopy.dat") {
+        return Unreadable("image-list-unreadable", "list of images that cannot be read", "share",
+                          "vcopy.dat");
+    }
+    if (relative.starts_with("images/")) {
+        // The library's number for a damaged image is that of a read error.
+        Expectation wanted = Unreadable("image-failed", "container image that is not sound",
+                                        "image", "P:T:i1", "code 5");
+        wanted.status = kDamaged;
+        return wanted;
+    }
+    for (const auto& [tree, kind, title] :
+         {std::array{"head", "header-unreadable", "header that cannot be read"},
+          std::array{"map", "extents-unreadable", "extents that cannot be read"},
+          std::array{"stu", "storage-unit-unreadable", "storage unit that cannot be read"}}) {
+        const std::string root = std::string("meta/7/7/") + tree + "/";
+        if (relative.starts_with(root)) {
+            const std::string file = relative.substr(root.size());
             const std::string_view data = "/data.mdb";
-            return file.ends_with(data) ? file.substr(0, file.size() - data.size()) : file;
+            return Unreadable(
+                kind, title, "file",
+                file.ends_with(data) ? file.substr(0, file.size() - data.size()) : file);
         }
     }
-    return std::nullopt;
+    // The data of containers is not looked at.
+    return {};
+}
+
+/// What the audit should say while a directory cannot be listed.
+Expectation UnlistedDirectory(const Site& site, const std::string& place,
+                              const std::string& relative) {
+    const std::string path = place + "/" + relative;
+    if (relative == "meta/7/7") {
+        return Unreadable("share-path-missing", "share that is not there", "share", path);
+    }
+    if (relative == "volumes/v1") {
+        return UnreadableVolume(site, path);
+    }
+    for (const std::string tree : {"head", "map", "stu"}) {
+        for (const std::string& name : {tree, tree + "/d"}) {
+            if (relative == "meta/7/7/" + name) {
+                return Unreadable("directory-unreadable", "directory that cannot be listed",
+                                  "directory", name);
+            }
+        }
+    }
+    // Neither the directories above nor those of mapping tables need to be listed.
+    return {};
+}
+
+std::string Joined(const std::set<std::string>& texts) {
+    std::string all;
+    for (const std::string& text : texts) {
+        all += text;
+    }
+    return all;
 }
 
 class Blocks {
@@ -138,10 +243,12 @@ class Blocks {
         if (checksData) {
             modes.push_back({"--share_id", "7", "--verify_data"});
         }
-        site_ = site.name;
+        site_ = site;
+        what_ = "nothing fails";
         hasId_ = !site.local || !site.tables;
         if (hasFuse_) {
-            ExpectAudit("nothing", kSound, {});
+            RunAudit();
+            Judge({});
         }
         for (const auto& entry : fs::recursive_directory_iterator(source)) {
             const std::string relative = entry.path().native().substr(source.size() + 1);
@@ -177,11 +284,9 @@ class Blocks {
             if (!hasFuse_) {
                 continue;
             }
-            if (times == Times::kAlways) {
-                ExpectAudit(relative);
-            } else {
-                ExpectNoDamage(relative);
-            }
+            RunAudit();
+            const Expectation wanted = UnreadableFile(place_, relative);
+            times == Times::kAlways ? Judge(wanted) : JudgeOver(wanted);
         }
     }
 
@@ -195,14 +300,7 @@ class Blocks {
         }
         fail();
         RunAudit();
-        const bool isLooked = files_->Failures() > 0;
-        // The checker takes the directory for empty, or ends; the audit says what it is.
-        const std::string told =
-            relative.starts_with("volumes") ? "volume that cannot be searched" : "cannot be listed";
-        if (isLooked &&
-            ((audited_.status & kUnchecked) == 0 || audited_.out.find(told) == std::string::npos)) {
-            Wrong("the audit does not tell", audited_);
-        }
+        Judge(UnlistedDirectory(site_, place_, relative));
     }
 
     void ExpectChecker(const std::vector<std::string>& arguments, const std::function<void()>& fail,
@@ -225,42 +323,24 @@ class Blocks {
         }
     }
 
-    void ExpectAudit(const std::string& relative) {
-        const std::optional<std::string> file = UserFileOf(relative);
-        if (file) {
-            ExpectAudit(relative, kUnchecked, {*file});
-            return;
-        }
-        RunAudit();
-        const bool isRead = files_->Failures() > 0;
-        // The library's number for a damaged image is that of a read error.
-        const bool isImage = relative.starts_with("images/");
-        Judge(!isRead ? kSound : isImage ? kDamaged : kUnchecked, {});
-    }
-
-    void ExpectAudit(const std::string& what, int status, const std::set<std::string>& files) {
-        what_ = what_.empty() ? what : what_;
-        RunAudit();
-        Judge(status, files);
-    }
-
-    // An error that is over may be seen or not: where the file is named, it is not as damaged.
-    void ExpectNoDamage(const std::string& relative) {
-        RunAudit();
-        const std::optional<std::string> file = UserFileOf(relative);
-        std::set<std::string> named = Affected();
-        if (file) {
-            named.erase(*file);
-        }
-        if (!named.empty() || (audited_.status != kSound && audited_.status != kUnchecked)) {
-            Wrong("the audit judges an error that is over", audited_);
+    void Judge(const Expectation& wanted) {
+        const std::set<std::string> findings = Findings();
+        if (audited_.hung || audited_.signal != 0 || audited_.status != wanted.status ||
+            Affected() != wanted.files || findings != wanted.findings) {
+            Wrong("the audit should end with " + std::to_string(wanted.status) + " and find\n" +
+                      Joined(wanted.findings) + "and not\n" + Joined(findings),
+                  audited_);
         }
     }
 
-    void Judge(int status, const std::set<std::string>& files) {
-        if (audited_.hung || audited_.signal != 0 || audited_.status != status ||
-            Affected() != files) {
-            Wrong("the audit should end with " + std::to_string(status), audited_);
+    // An error that is over may be seen or not: what is found then is the same, but no damage.
+    void JudgeOver(const Expectation& wanted) {
+        const std::set<std::string> findings = Findings();
+        const bool isNew = !std::ranges::includes(wanted.findings, findings) ||
+                           !std::ranges::includes(wanted.files, Affected());
+        if (isNew || (audited_.status != kSound && audited_.status != kUnchecked)) {
+            Wrong("the audit judges an error that is over, and finds\n" + Joined(findings),
+                  audited_);
         }
     }
 
@@ -277,6 +357,28 @@ class Blocks {
         audited_ = model::RunChecker({place_ + "/jorv.toml", arguments}, how);
     }
 
+    // But for those that only say how much was looked at.
+    [[nodiscard]] std::set<std::string> Findings() const {
+        std::ifstream in(report_ + "/report.json");
+        const json report = json::parse(in, nullptr, false);
+        if (report.is_discarded()) {
+            return {"no report\n"};
+        }
+        std::map<std::string, std::string> titles;
+        for (const json& cause : report.at("causes")) {
+            titles[cause.at("kind")] = cause.at("title");
+        }
+        std::set<std::string> findings;
+        for (const json& finding : report.at("findings")) {
+            const std::string kind = finding.at("kind");
+            if (kind != "incomplete") {
+                findings.insert(FindingText(kind, titles[kind], finding.at("object"),
+                                            finding.at("name"), finding.value("detail", "")));
+            }
+        }
+        return findings;
+    }
+
     [[nodiscard]] std::set<std::string> Affected() const {
         std::set<std::string> files;
         std::ifstream list(report_ + "/affected.txt");
@@ -291,7 +393,7 @@ class Blocks {
         std::printf(
             "\nWRONG: %s: %s: %s\nstatus %d, signal %d\n--- standard output\n%s"
             "--- standard error\n%s---\n",
-            site_.c_str(), what_.c_str(), why.c_str(), ended.status, ended.signal,
+            site_.name.c_str(), what_.c_str(), why.c_str(), ended.status, ended.signal,
             ended.out.c_str(), ended.err.c_str());
         std::fflush(stdout);
     }
@@ -304,7 +406,7 @@ class Blocks {
     std::string audit_;
     std::string place_;
     std::string report_;
-    std::string site_;
+    Site site_;
     std::string what_;
     bool hasId_ = false;
     std::unique_ptr<FailingFiles> files_;
@@ -316,6 +418,22 @@ class Blocks {
     std::uint64_t failures_ = 0;
 };
 
+/// Why no file system can be mounted here; empty when one can.
+std::string WhyNoMount() {
+    if (::access("/dev/fuse", R_OK | W_OK) != 0) {
+        return "without /dev/fuse";
+    }
+    const test_support::TempDir source;
+    const test_support::TempDir place;
+    try {
+        // Containers often have the device and not the right to mount.
+        const blocks::FailingMount mount(source.Path(), place.Path());
+        return {};
+    } catch (const std::runtime_error& refused) {
+        return refused.what();
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -326,11 +444,12 @@ int main(int argc, char** argv) {
         bool withoutFuse = false;
         app.add_flag("--without-fuse", withoutFuse, "as where there is no /dev/fuse");
         CLI11_PARSE(app, argc, argv);
-        const bool hasFuse = !withoutFuse && ::access("/dev/fuse", R_OK | W_OK) == 0;
-        if (!hasFuse) {
-            std::printf("without /dev/fuse: reads of the library fail, in runs that are forked\n");
+        const std::string reason = withoutFuse ? "without /dev/fuse" : WhyNoMount();
+        if (!reason.empty()) {
+            std::printf("%s: reads of the library fail, in runs that are forked\n", reason.c_str());
+            std::fflush(stdout);
         }
-        return Blocks(only, hasFuse).Run();
+        return Blocks(only, reason.empty()).Run();
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "blocks: %s\n", failure.what());
         return 2;

@@ -13,12 +13,17 @@ done
 # Data that two files have lies in a container in both layouts.
 cp -r source/d1 source/d9
 
+# A directory that its owner may not read must become readable before he can remove what is in it.
+remove() {
+    [[ ! -e site ]] || chmod -R u+rwX site
+    rm -rf "$@"
+}
 # loss NAME STATUS TEXT COMMAND...: damages a fresh share by the command; the audit ends with the
 # status and says the text.
 loss() {
     local name=$1 wanted=$2 text=$3 status=0
     shift 3
-    rm -rf site report
+    remove site report
     cp -a "$sound" site
     "$@"
     "${run[@]}" >printed 2>&1 || status=$?
@@ -38,7 +43,7 @@ empty_volumes() { find site/volumes -type f -delete; }
 move_site() { mkdir elsewhere; mv site elsewhere/site; }
 
 for layout in files tables; do
-    rm -rf site sound
+    remove site sound
     "$bin/jorvshare" pack source site --share-id 7 --layout "$layout" --volumes 2 --container-size 1 >packed
     mv site sound
     # Headers and the table of volumes hold absolute paths, so a copy lies where the share was made.
@@ -98,6 +103,8 @@ for layout in files tables; do
     if [[ $layout == files ]]; then
         loss 'storage unit unreadable' 8 'storage unit that cannot be read' unreadable site/meta/7/7/stu/d3/f3
     fi
+    loss 'head unreadable' 8 'directory head: directory that cannot be listed, Permission denied (errno 13)' unreadable site/meta/7/7/head
+    loss 'table of volumes unreadable' 8 "table of volumes that cannot be read: $work/site/fstab" unreadable site/fstab
     loss 'volume unreadable' 12 'volume that cannot be searched' unreadable site/volumes/v1
     rm -rf by-nobody
     echo "$layout: $count losses"
@@ -107,7 +114,7 @@ done
 # for a container that is reserved, so there is no identifier.
 layout='tables with local data'
 count=0
-rm -rf site sound
+remove site sound
 python3 - >recipe.json <<'END'
 import json
 files = [{"path": f"d{i % 4}/f{i}", "header": {}, "stu": {"repeat": [f"{i:02x}", 5000]},

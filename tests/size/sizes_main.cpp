@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -17,7 +18,7 @@
 #include "tests/support/temp_dir.h"
 
 // Shares of sizes that hardly anyone has: whether the checker comes to its end, finds nothing in
-// what is sound, and keeps to its memory.
+// what is sound, and keeps to its memory and its stack.
 
 namespace {
 
@@ -207,6 +208,16 @@ struct Measured {
     std::uint64_t findings = 0;
 };
 
+// The promised stack, for the checker alone; a sanitizer needs more.
+void LimitStack() {
+    constexpr rlim_t kStack = 256UL << 10U;
+    constexpr rlimit kLimit = {.rlim_cur = kStack, .rlim_max = kStack};
+    if (::dlsym(RTLD_DEFAULT, "__asan_init") == nullptr &&
+        ::setrlimit(RLIMIT_STACK, &kLimit) != 0) {
+        ::_exit(125);
+    }
+}
+
 Measured Check(const std::string& path, const Case& one, const std::string& program) {
     const std::string output = path + ".output";
     const auto begin = std::chrono::steady_clock::now();
@@ -217,6 +228,7 @@ Measured Check(const std::string& path, const Case& one, const std::string& prog
         ::dup2(out, STDERR_FILENO);
         ::setenv("JORV_CONFIG", (path + "/jorv.toml").c_str(), 1);
         const std::string share = path + "/meta/7/7";
+        LimitStack();
         if (one.fileData) {
             ::execl(program.c_str(), "jorvck", "--share_id", "7", "--verify_data", nullptr);
         } else {
