@@ -79,8 +79,13 @@ void FillCoverage(Report* report, const IdSet& missing) {
                         boost::icl::cardinality(report->tally.named)};
     const bool allSearched =
         !report->volumes.empty() && std::ranges::all_of(report->volumes, &Volume::whole);
+    // Where no container is known at all, none was looked for in the extents either.
+    const bool someKnown = std::ranges::any_of(
+        report->volumes, [](const Volume& volume) { return volume.containers > 0; });
     if (!allSearched) {
-        containers.lookedAt -= std::min(containers.lookedAt, boost::icl::cardinality(missing));
+        containers.lookedAt -= someKnown
+                                   ? std::min(containers.lookedAt, boost::icl::cardinality(missing))
+                                   : containers.lookedAt;
     }
     for (std::size_t i = 0; i < kWhats.size(); ++i) {
         const auto what = static_cast<What>(i);

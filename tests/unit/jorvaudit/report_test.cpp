@@ -124,6 +124,21 @@ TEST(Compose, WithoutAVolumeContainersWereNotLookedFor) {
     EXPECT_EQ(report.status, kFound | kNotChecked);
 }
 
+TEST(Compose, WhereNoVolumeCouldBeSearchedNoContainerWasLookedFor) {
+    Report report = Complete();
+    report.tally.named = IdsOf("70-72");
+    report.volumes = {{.path = "/v1", .containers = 0, .whole = false}};
+    Compose(&report);
+    EXPECT_EQ(report.coverage[5].count, (Count{.lookedAt = 0, .thereAre = 3}));
+    report = Complete();
+    report.tally.named = IdsOf("70-72");
+    report.volumes.clear();
+    report.findings = {
+        {.kind = &kinds::kVolumeTableUnreadable, .object = Object::kShare, .name = "t"}};
+    Compose(&report);
+    EXPECT_EQ(report.coverage[5].count, (Count{.lookedAt = 0, .thereAre = 3}));
+}
+
 TEST(Compose, NoVolumeIsNoFindingOfAShareThatNamesNoContainer) {
     Report report = Complete();
     report.volumes.clear();
