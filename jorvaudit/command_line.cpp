@@ -78,7 +78,7 @@ void AddRun(CLI::App* app, Command* command) {
     run->add_option("--output", options->output, "Directory of the report, made when missing")
         ->required();
     run->add_option("--jobs", options->jobs,
-                    "Files of so many directories at a time (default: the processors, at least 4)")
+                    "Files of so many directories at a time (default: the processors, at least 16)")
         ->check(CLI::Range(std::size_t{1}, kMostJobs));
     run->add_option_function<std::string>(
         "--part",
