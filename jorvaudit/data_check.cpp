@@ -13,6 +13,7 @@
 #include <optional>
 #include <set>
 #include <sstream>
+#include <system_error>
 
 #include "jorvaudit/captured.h"
 #include "jorvaudit/data_lines.h"
@@ -129,7 +130,10 @@ class DataCheck {
             const Unit unit = std::move(waiting.back());
             waiting.pop_back();
             const Listing listing = ListHeaders(share_, unit.path);
-            fs::create_directories(PathIn(links_, Tree::kHead, unit.path));
+            // One that is too deep for a path cannot be made: then its links fail, each with a
+            // finding.
+            std::error_code failure;
+            fs::create_directories(PathIn(links_, Tree::kHead, unit.path), failure);
             for (const FileEntry& file : listing.files) {
                 const std::string path = Below(unit.path, file.name);
                 // What is no regular file, the checker's list of headers does not have.
@@ -150,13 +154,15 @@ class DataCheck {
         }
     }
 
-    void Link(const std::string& path) {
+    bool Link(const std::string& path) {
         const std::string link = PathIn(links_, Tree::kHead, path);
         if (::symlink(PathIn(share_, Tree::kHead, path).c_str(), link.c_str()) != 0) {
             result_.findings.push_back(
                 {.kind = &kinds::kCheckGotError, .name = path, .detail = ErrorText(errno)});
             leftOut_.insert(path);
+            return false;
         }
+        return true;
     }
 
     // Gives the checker one file at a time: all its lines are then about that file, also where a
@@ -166,9 +172,11 @@ class DataCheck {
             terminal::CheckInterrupt();
             fs::remove_all(links_ + "/head");
             const std::string link = PathIn(links_, Tree::kHead, path);
-            fs::create_directories(fs::path(link).parent_path());
-            Link(path);
-            RunOver(path, configuration_);
+            std::error_code failure;
+            fs::create_directories(fs::path(link).parent_path(), failure);
+            if (Link(path)) {
+                RunOver(path, configuration_);
+            }
         }
     }
 

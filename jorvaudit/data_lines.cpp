@@ -59,7 +59,10 @@ void DataLines::Add(std::string_view text) {
     for (const FileLine& known : kFileLines) {
         if (const auto values = lines::Match(*known.line, line)) {
             std::string_view name = values->at(known.name);
-            if (name.starts_with(context_.mount)) {
+            // A user's path may look like a mounted one.
+            const bool isBelowHead =
+                known.line == &lines::kCheckFailed || known.line == &lines::kCheckGotError;
+            if (!isBelowHead && name.starts_with(context_.mount)) {
                 name.remove_prefix(context_.mount.size());
             } else if (name.starts_with('/')) {
                 name.remove_prefix(1);

@@ -46,6 +46,17 @@ bool IsOfVolumes(const Kind* kind) {
            kind == &kinds::kNoVolume || kind == &kinds::kVolumeTableUnreadable;
 }
 
+// The file data check is for shares with tables. It takes the identifier, and leaves young files
+// out.
+std::string LeftOut(const Report& report) {
+    if (report.layout != "tables" || report.tally[What::kFiles].thereAre == 0 ||
+        report.tally[What::kData].thereAre > 0) {
+        return {};
+    }
+    return report.shareId.empty() ? " but file data, which takes --share_id"
+                                  : " but file data, since all files are younger than --t";
+}
+
 IdSet MissingContainers(const Report& report) {
     IdSet missing;
     for (const Finding& finding : report.findings) {
@@ -333,7 +344,7 @@ std::string VerdictOf(const Report& report) {
     }
     switch (report.status) {
         case kSound:
-            return report.findings.empty() ? "sound: everything was looked at"
+            return report.findings.empty() ? "sound: everything was looked at" + LeftOut(report)
                                            : "all findings are acknowledged";
         case kFound:
             return "damaged";

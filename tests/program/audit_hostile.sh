@@ -82,3 +82,20 @@ assert names == set(open(sys.argv[2], "rb").read().split(b"\0")[:-1]), names
 END
     echo "$layout: $(wc -l <report/affected.txt) hostile names"
 done
+
+# A path that is too long below the scratch directory costs the data check of its own file, and no more.
+deep=$(printf "$(printf 'p%.0s' {1..240})/%.0s" {1..15})
+mkdir -p "deep/$deep"
+echo 1 >"deep/${deep}file"
+echo 2 >deep/damaged
+echo 3 >$'deep/line\nend'
+"$bin/jorvshare" pack deep deep-site --share-id 7 --layout tables >packed
+export JORV_CONFIG=$work/deep-site/jorv.toml
+truncate --size=-1 deep-site/meta/7/7/map/damaged/data.mdb
+long=$work/$(printf 't%.0s' {1..250})/$(printf 't%.0s' {1..250})
+mkdir -p "$long"
+status=0
+TMPDIR=$long "$bin/jorvaudit" run --share_path deep-site/meta/7/7 --share_id 7 --output report >printed || status=$?
+(( status == 12 ))
+diff <(printf '%s\n' damaged "${deep}file") report/affected.txt
+grep -q 'File name too long' printed

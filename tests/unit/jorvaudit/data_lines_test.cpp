@@ -84,6 +84,15 @@ TEST_F(DataLinesTest, EachLineBelongsToTheFileThatItNames) {
     EXPECT_EQ(notChecked_, 1U);
 }
 
+TEST_F(DataLinesTest, AUsersPathMayLookLikeAMountedOne) {
+    files_ = {"g", "mnt/jorv/2/12/g"};
+    EXPECT_THAT(Read(LineText(lines::kSizeMismatch, {"/mnt/jorv/2/12/mnt/jorv/2/12/g", "1", "2"}) +
+                     LineText(lines::kCheckFailed, {"/mnt/jorv/2/12/g"}) +
+                     LineText(lines::kCheckGotError, {"/mnt/jorv/2/12/g"})),
+                ElementsAre("size-mismatch mnt/jorv/2/12/g", "check-failed mnt/jorv/2/12/g",
+                            "check-got-error mnt/jorv/2/12/g"));
+}
+
 TEST_F(DataLinesTest, AFileThatTheAuditDidNotListIsNotBelieved) {
     EXPECT_THAT(Read(LineText(lines::kUnknownDcid, {"70", "/mnt/jorv/2/12/none"}) +
                      LineText(lines::kUnknownDcid, {"70", "/mnt/jorv/3/13/g"})),

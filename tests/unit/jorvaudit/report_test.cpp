@@ -52,6 +52,23 @@ TEST(Compose, NothingFoundAndAllLookedAtIsSound) {
     EXPECT_THAT(report.coverage, SizeIs(7)) << "no file data check without tables and identifier";
 }
 
+TEST(Compose, ASoundVerdictSaysThatTheFileDataCheckWasLeftOut) {
+    Report report = Complete();
+    report.layout = "tables";
+    Compose(&report);
+    EXPECT_EQ(VerdictOf(report),
+              "sound: everything was looked at but file data, which takes --share_id");
+    report.shareId = "7";
+    EXPECT_EQ(
+        VerdictOf(report),
+        "sound: everything was looked at but file data, since all files are younger than --t");
+    report.tally[What::kData] = {.lookedAt = 1, .thereAre = 1};
+    EXPECT_EQ(VerdictOf(report), "sound: everything was looked at");
+    report.tally[What::kData] = {};
+    report.tally[What::kFiles] = {};
+    EXPECT_EQ(VerdictOf(report), "sound: everything was looked at") << "there are no files";
+}
+
 TEST(Compose, DamageIs4AndWhatCouldNotBeLookedAt8) {
     Report damaged = Complete();
     damaged.findings = {FileFinding(kinds::kCorruptHeader, "f")};
