@@ -116,7 +116,7 @@ class Lister {
             if (has.at(i) != Has::kDirectory || isFile) {
                 continue;
             }
-            if (i == 1 && has[0] == Has::kNothing && IsTables(name)) {
+            if (i == 1 && inTrees[0].has == Has::kNothing && IsTables(name)) {
                 continue;
             }
             if (inTrees.at(i).isLink) {
@@ -140,11 +140,7 @@ class Lister {
     }
 
     [[nodiscard]] bool IsTables(const std::string& name) const {
-        struct stat attributes = {};
-        return tables_ &&
-               ::stat(
-                   (PathIn(share_, Tree::kMap, Below(listing_.path, name)) + "/data.mdb").c_str(),
-                   &attributes) == 0;
+        return tables_ && HoldsTables(PathIn(share_, Tree::kMap, Below(listing_.path, name)));
     }
 
     const std::string& share_;
@@ -166,6 +162,12 @@ std::string PathIn(const std::string& share, Tree tree, std::string_view path) {
 
 std::string Below(const std::string& directory, const std::string& name) {
     return directory.empty() ? name : directory + "/" + name;
+}
+
+bool HoldsTables(const std::string& directory) {
+    struct stat attributes = {};
+    return ::stat((directory + "/data.mdb").c_str(), &attributes) == 0 &&
+           S_ISREG(attributes.st_mode);
 }
 
 Listing ListDirectory(const std::string& share, const std::string& path, bool tables) {

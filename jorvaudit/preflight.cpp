@@ -74,11 +74,9 @@ bool HasOtherLayout(const std::string& share, bool tables) {
         waiting.pop_back();
         const Listing listing = ListDirectory(share, path, tables);
         for (const FileEntry& file : listing.files) {
-            struct stat data = {};
-            const std::string extents = PathIn(share, Tree::kMap, Below(path, file.name));
             asFiles += file.extents == Has::kFile ? 1U : 0U;
             asTables += file.extents == Has::kDirectory &&
-                                ::stat((extents + "/data.mdb").c_str(), &data) == 0
+                                HoldsTables(PathIn(share, Tree::kMap, Below(path, file.name)))
                             ? 1U
                             : 0U;
         }

@@ -92,6 +92,20 @@ TEST_F(ListingTest, ADirectoryOfTablesIsAFile) {
     EXPECT_THAT(files.directories, ElementsAre("deeper", "lost"));
 }
 
+TEST_F(ListingTest, AUsersFileOfTheNameOfTablesIsNone) {
+    WriteFile(share_ / "head/d/data.mdb", "");
+    WriteFile(share_ / "map/d/data.mdb/data.mdb", "");
+    WriteFile(share_ / "map/lost/data.mdb/data.mdb", "");
+    EXPECT_THAT(Texts(List("", true)), IsEmpty());
+    EXPECT_THAT(List("", true).directories, ElementsAre("d", "lost"));
+    EXPECT_THAT(Texts(List("d", true)), ElementsAre("data.mdb fd-"));
+    EXPECT_THAT(Texts(List("lost", true)), ElementsAre("data.mdb -d-"));
+    // Even where the map tree has tables for a directory of the head tree.
+    MakeDirs(share_ / "head/e");
+    WriteFile(share_ / "map/e/data.mdb", "");
+    EXPECT_THAT(List("", true).directories, ElementsAre("d", "e", "lost"));
+}
+
 TEST_F(ListingTest, AFileAndADirectoryOfOneNameAreBoth) {
     MakeDirs(share_ / "head/x");
     WriteFile(share_ / "map/x", "");
