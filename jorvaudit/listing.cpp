@@ -84,7 +84,7 @@ class Lister {
         for (std::size_t i = 0; i < trees; ++i) {
             const auto tree = static_cast<Tree>(i);
             const int code = AddEntries(PathIn(share_, tree, listing_.path), i, &entries);
-            listing_.missing.at(i) = code == ENOENT || code == ENOTDIR;
+            listing_.missing.at(i) = code == ENOENT || code == ENOTDIR || code == ELOOP;
             listing_.unreadable.at(i) = code != 0 && !listing_.missing.at(i);
             if (listing_.unreadable.at(i)) {
                 AddUnreadable(tree, code);
@@ -112,8 +112,14 @@ class Lister {
         bool isDirectory = false;
         const bool isFile = has[0] != Has::kNothing && has[0] != Has::kDirectory;
         for (std::size_t i = 0; i < has.size(); ++i) {
-            // Under the name of a header, a directory is the file's own: tables, or damage.
-            if (has.at(i) != Has::kDirectory || isFile) {
+            if (has.at(i) != Has::kDirectory) {
+                continue;
+            }
+            // Under the name of a header, a directory is the file's own: tables, or damage. The
+            // header may also stand where a directory was: what is below is looked at too. Whether
+            // there are tables is not asked here, the disk would be waited for at each file.
+            if (isFile) {
+                isDirectory = isDirectory || (!inTrees.at(i).isLink && (i == 2 || !tables_));
                 continue;
             }
             if (i == 1 && inTrees[0].has == Has::kNothing && IsTables(name)) {

@@ -41,6 +41,9 @@ overwrite_local() {
 }
 empty_volumes() { find site/volumes -type f -delete; }
 move_site() { mkdir elsewhere; mv site elsewhere/site; }
+# Something else stands where a directory of headers was.
+replace_headers() { rm -r site/meta/7/7/head/d1; "$@" site/meta/7/7/head/d1; }
+other_layout() { sed -i "s/^use_file_ext_map = .*/use_file_ext_map = $([[ $layout == files ]] && echo 1 || echo 0)/" site/jorv.toml; }
 
 for layout in files tables; do
     remove site sound
@@ -58,6 +61,10 @@ for layout in files tables; do
     loss 'map gone' "$lost" 'tree that is not there: map' rm -r site/meta/7/7/map
     loss 'half of map gone' "$lost" 'header without extents: map/d1 (' rm -r site/meta/7/7/map/d1 site/meta/7/7/map/d2
     loss 'head gone' 12 'tree that is not there: head' rm -r site/meta/7/7/head
+    for other in 'cp site/meta/7/7/head/d0/f4' 'ln -s nowhere' 'ln -s d1'; do
+        # A header that is a loop cannot be read.
+        loss "header directory replaced by $other" 12 'extents without a header: head/d1 (10 files)' replace_headers $other
+    done
     loss 'volumes empty' 12 'volume without a container: ' empty_volumes
     loss 'volume not there' 12 'volume that is not there: ' rm -r site/volumes/v1
     loss 'table of volumes empty' 12 'table without a volume' sh -c ': >site/fstab'
@@ -67,7 +74,7 @@ for layout in files tables; do
     loss 'container gone' "$empty" 'data container that no volume has: 64 (' sh -c 'rm site/volumes/*/64.*'
     loss 'index gone' "$empty" 'container without an index' sh -c 'rm site/volumes/*/64.bhd'
     loss 'volume not mounted' 8 'volume that is not mounted: ' sed -i 's|^volume \(.*v1\)|/dev/sdx1 \1|' site/fstab
-    loss 'another layout' 8 'configuration for another layout' sed -i 's/^use_file_ext_map = .*/use_file_ext_map = '"$([[ $layout == files ]] && echo 1 || echo 0)/" site/jorv.toml
+    loss 'another layout' 8 'configuration for another layout' other_layout
     loss 'configuration unusable' 8 'configuration that cannot be used' sh -c 'echo "x = 1" >>site/jorv.toml'
     JORV_CONFIG=$work/none.toml loss 'configuration missing' 8 'configuration that is not there' true
     loss 'share gone' 8 'share that is not there' rm -r site/meta/7/7

@@ -89,7 +89,25 @@ TEST_F(ListingTest, ADirectoryOfTablesIsAFile) {
     EXPECT_THAT(tables.directories, ElementsAre("deeper"));
     const Listing files = List("", false);
     EXPECT_THAT(Texts(files), ElementsAre("f fd-")) << "with extent files it is damage";
-    EXPECT_THAT(files.directories, ElementsAre("deeper", "lost"));
+    EXPECT_THAT(files.directories, ElementsAre("deeper", "f", "lost"));
+}
+
+TEST_F(ListingTest, AHeaderMayStandWhereADirectoryWas) {
+    namespace fs = std::filesystem;
+    WriteFile(share_ / "head/a", "");
+    fs::create_symlink("nowhere", share_ / "head/b");
+    fs::create_symlink("c", share_ / "head/c");
+    for (const char* const name : {"a", "b", "c"}) {
+        WriteFile(share_ / ("map/" + std::string(name) + "/lost"), "");
+        WriteFile(share_ / ("stu/" + std::string(name) + "/lost"), "");
+    }
+    EXPECT_THAT(Texts(List()), ElementsAre("a fdd", "b odd", "c odd"));
+    EXPECT_THAT(List().directories, ElementsAre("a", "b", "c"));
+    EXPECT_THAT(List("", true).directories, ElementsAre("a", "b", "c"));
+    for (const char* const name : {"a", "b", "c"}) {
+        EXPECT_THAT(Texts(List(name)), ElementsAre("lost -ff")) << name;
+        EXPECT_THAT(List(name).findings, IsEmpty()) << name;
+    }
 }
 
 TEST_F(ListingTest, AUsersFileOfTheNameOfTablesIsNone) {
