@@ -144,9 +144,12 @@ class Preflight {
             const std::string path = PathIn(ground_.share, tree, "");
             // With tables a share may have no local data at all.
             const bool isNeeded = tree != Tree::kStu || !ground_.facts.tables;
-            if (::stat(path.c_str(), &attributes) != 0 && isNeeded) {
+            const int code = ::stat(path.c_str(), &attributes) != 0 ? errno
+                             : S_ISDIR(attributes.st_mode)          ? 0
+                                                                    : ENOTDIR;
+            if (code == ENOTDIR || (code != 0 && isNeeded)) {
                 Add(kinds::kTreeMissing, std::string(kTreeNames.at(static_cast<std::size_t>(tree))),
-                    ErrorText(errno));
+                    ErrorText(code));
             }
         }
         if (HasOtherLayout(ground_.share, ground_.facts.tables)) {

@@ -44,6 +44,7 @@ move_site() { mkdir elsewhere; mv site elsewhere/site; }
 # Something else stands where a directory of headers was.
 replace_headers() { rm -r site/meta/7/7/head/d1; "$@" site/meta/7/7/head/d1; }
 other_layout() { sed -i "s/^use_file_ext_map = .*/use_file_ext_map = $([[ $layout == files ]] && echo 1 || echo 0)/" site/jorv.toml; }
+empty_trees() { rm -r site/meta/7/7/{head,map,stu}; mkdir site/meta/7/7/{map,stu}; touch site/meta/7/7/head; }
 
 for layout in files tables; do
     remove site sound
@@ -65,6 +66,7 @@ for layout in files tables; do
         # A header that is a loop cannot be read.
         loss "header directory replaced by $other" 12 'extents without a header: head/d1 (10 files)' replace_headers $other
     done
+    loss 'head is a file' 4 'tree that is not there: head' empty_trees
     loss 'volumes empty' 12 'volume without a container: ' empty_volumes
     loss 'volume not there' 12 'volume that is not there: ' rm -r site/volumes/v1
     loss 'table of volumes empty' 12 'table without a volume' sh -c ': >site/fstab'
