@@ -67,6 +67,7 @@ for layout in files tables; do
         loss "header directory replaced by $other" 12 'extents without a header: head/d1 (10 files)' replace_headers $other
     done
     loss 'head is a file' 4 'tree that is not there: head' empty_trees
+    loss 'list of images leads nowhere' 8 'list of images that cannot be read' ln -s /nowhere site/meta/7/7/vcopy.dat
     loss 'volumes empty' 12 'volume without a container: ' empty_volumes
     loss 'volume not there' 12 'volume that is not there: ' rm -r site/volumes/v1
     loss 'table of volumes empty' 12 'table without a volume' sh -c ': >site/fstab'
