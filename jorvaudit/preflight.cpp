@@ -74,6 +74,10 @@ bool HasOtherLayout(const std::string& share, bool tables) {
         waiting.pop_back();
         const Listing listing = ListDirectory(share, path, tables);
         for (const FileEntry& file : listing.files) {
+            // Without a header, tables and a directory of a lost one look alike.
+            if (file.header == Has::kNothing) {
+                continue;
+            }
             asFiles += file.extents == Has::kFile ? 1U : 0U;
             asTables += file.extents == Has::kDirectory &&
                                 HoldsTables(PathIn(share, Tree::kMap, Below(path, file.name)))

@@ -78,6 +78,7 @@ for layout in files tables; do
     loss 'index gone' "$empty" 'container without an index' sh -c 'rm site/volumes/*/64.bhd'
     loss 'volume not mounted' 8 'volume that is not mounted: ' sed -i 's|^volume \(.*v1\)|/dev/sdx1 \1|' site/fstab
     loss 'another layout' 8 'configuration for another layout' other_layout
+    loss 'another layout and a lost header' 8 'configuration for another layout' eval 'other_layout; rm site/meta/7/7/head/d1/f5'
     loss 'configuration unusable' 8 'configuration that cannot be used' sh -c 'echo "x = 1" >>site/jorv.toml'
     JORV_CONFIG=$work/none.toml loss 'configuration missing' 8 'configuration that is not there' true
     loss 'share gone' 8 'share that is not there' rm -r site/meta/7/7
