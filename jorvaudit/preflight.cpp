@@ -9,7 +9,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
+#include <utility>
 
 #include "jorvaudit/captured.h"
 #include "jorvaudit/judgement.h"
@@ -171,18 +173,40 @@ class Preflight {
         settings.tables = ground_.facts.tables;
         settings.checker = options_.checker;
         const View empty(scratch_ + "/empty");
-        const Captured run = RunCaptured({settings.checker, "--share_path", empty.Path()}, limit_);
-        LineReader reader(&settings.expected);
-        reader.Add(lines::Stream::kOutput, run.out);
-        reader.Add(lines::Stream::kError, run.err);
-        reader.Finish();
+        const auto [run, reader] = RunOver(empty);
         settings.expected = {reader.Unknown().begin(), reader.Unknown().end()};
         if (!run.EndText().empty() || !reader.Findings().empty()) {
             IsMeaningless(kinds::kCheckerUnusable, settings.checker, run.EndText());
             for (const std::string& line : reader.Unknown()) {
                 ground_.findings.back().lines.push_back(terminal::Printable(line));
             }
+            return;
         }
+        TryDamage();
+    }
+
+    // A program that is no checker may end regularly and say nothing, over damage too.
+    void TryDamage() {
+        View damaged(scratch_ + "/damaged");
+        const std::string nothing = scratch_ + "/no-header";
+        std::ofstream(nothing).close();
+        damaged.Add(nothing, nothing, nullptr);
+        const LineReader reader = RunOver(damaged).second;
+        if (std::ranges::find(reader.Findings(), &lines::kCorruptHeader, &KnownLine::line) ==
+            reader.Findings().end()) {
+            IsMeaningless(kinds::kCheckerUnusable, ground_.settings.checker,
+                          "it does not report a header that is empty");
+        }
+    }
+
+    std::pair<Captured, LineReader> RunOver(const View& view) {
+        const ViewSettings& settings = ground_.settings;
+        Captured run = RunCaptured({settings.checker, "--share_path", view.Path()}, limit_);
+        LineReader reader(&settings.expected);
+        reader.Add(lines::Stream::kOutput, run.out);
+        reader.Add(lines::Stream::kError, run.err);
+        reader.Finish();
+        return {std::move(run), std::move(reader)};
     }
 
     void CheckIdentifier() {

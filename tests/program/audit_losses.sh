@@ -83,6 +83,8 @@ for layout in files tables; do
     JORV_CONFIG=$work/none.toml loss 'configuration missing' 8 'configuration that is not there' true
     loss 'share gone' 8 'share that is not there' rm -r site/meta/7/7
 
+    run+=(--checker /bin/true)
+    loss 'a checker that reports nothing' 8 'checker that does not run' rm site/meta/7/7/head/d1/f5
     run=("$bin/jorvaudit" run --share_path site/meta/7/7 --share_id 17 --output report)
     loss 'wrong id' 8 'identifier of another share' true
     run=("$bin/jorvaudit" run --share_id 17 --output report)
