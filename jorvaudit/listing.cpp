@@ -83,7 +83,12 @@ class Lister {
         Entries entries;
         for (std::size_t i = 0; i < trees; ++i) {
             const auto tree = static_cast<Tree>(i);
-            const int code = AddEntries(PathIn(share_, tree, listing_.path), i, &entries);
+            const std::string directory = PathIn(share_, tree, listing_.path);
+            const int code = AddEntries(directory, i, &entries);
+            struct stat itself = {};
+            listing_.isLinked |= !listing_.path.empty() &&
+                                 ::lstat(directory.c_str(), &itself) == 0 &&
+                                 S_ISLNK(itself.st_mode);
             listing_.missing.at(i) = code == ENOENT || code == ENOTDIR || code == ELOOP;
             listing_.unreadable.at(i) = code != 0 && !listing_.missing.at(i);
             if (listing_.unreadable.at(i)) {
@@ -110,6 +115,7 @@ class Lister {
     void AddName(const std::string& name, const std::array<Entry, 3>& inTrees) {
         std::array<Has, 3> has = {inTrees[0].has, inTrees[1].has, inTrees[2].has};
         bool isDirectory = false;
+        bool isLinked = false;
         const bool isFile = has[0] != Has::kNothing && has[0] != Has::kDirectory;
         for (std::size_t i = 0; i < has.size(); ++i) {
             if (has.at(i) != Has::kDirectory) {
@@ -130,6 +136,7 @@ class Lister {
                     {.kind = &kinds::kLinkedDirectory,
                      .object = Object::kDirectory,
                      .name = std::string(kTreeNames.at(i)) + "/" + Below(listing_.path, name)});
+                isLinked = true;
             } else {
                 isDirectory = true;
             }
@@ -137,6 +144,8 @@ class Lister {
         }
         if (isDirectory) {
             listing_.directories.push_back(name);
+        } else if (isLinked) {
+            ++listing_.linked;
         }
         if (has != std::array<Has, 3>{}) {
             listing_.hostile +=

@@ -40,6 +40,8 @@ struct Listing {
     std::vector<FileEntry> files;          ///< by name
     std::vector<std::string> directories;  ///< names, sorted
     std::uint64_t hostile = 0;             ///< files whose path holds a line end
+    std::uint64_t linked = 0;              ///< further directories, that only links lead to
+    bool isLinked = false;                 ///< in some tree it is a link itself
     /// Trees that do not have the directory at all.
     std::array<bool, 3> missing = {};
     /// Trees whose directory cannot be listed: what is there is not known.

@@ -136,8 +136,9 @@ void TreeAudit::OpenDirectory() {
 void TreeAudit::CountNames(Directory* directory) const {
     const Listing& listing = directory->listing;
     Tally& tally = directory->tally;
-    const bool whole = std::ranges::none_of(listing.unreadable, std::identity());
-    tally[What::kDirectories] = {.lookedAt = whole ? 1U : 0U, .thereAre = 1};
+    const bool whole =
+        !listing.isLinked && std::ranges::none_of(listing.unreadable, std::identity());
+    tally[What::kDirectories] = {.lookedAt = whole ? 1U : 0U, .thereAre = 1 + listing.linked};
     for (const FileEntry& file : listing.files) {
         ++tally[What::kFiles].thereAre;
         tally[What::kHeaders].thereAre += file.header != Has::kNothing ? 1U : 0U;

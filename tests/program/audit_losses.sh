@@ -43,6 +43,7 @@ empty_volumes() { find site/volumes -type f -delete; }
 move_site() { mkdir elsewhere; mv site elsewhere/site; }
 # Something else stands where a directory of headers was.
 replace_headers() { rm -r site/meta/7/7/head/d1; "$@" site/meta/7/7/head/d1; }
+link_headers() { mv site/meta/7/7/head/d1 site/linked; ln -s "$work/site/linked" site/meta/7/7/head/d1; }
 other_layout() { sed -i "s/^use_file_ext_map = .*/use_file_ext_map = $([[ $layout == files ]] && echo 1 || echo 0)/" site/jorv.toml; }
 empty_trees() { rm -r site/meta/7/7/{head,map,stu}; mkdir site/meta/7/7/{map,stu}; touch site/meta/7/7/head; }
 
@@ -66,6 +67,7 @@ for layout in files tables; do
         # A header that is a loop cannot be read.
         loss "header directory replaced by $other" 12 'extents without a header: head/d1 (10 files)' replace_headers $other
     done
+    loss 'header directory linked' 8 'coverage that is not complete: directories' link_headers
     loss 'head is a file' 4 'tree that is not there: head' empty_trees
     loss 'list of images leads nowhere' 8 'list of images that cannot be read' ln -s /nowhere site/meta/7/7/vcopy.dat
     loss 'volumes empty' 12 'volume without a container: ' empty_volumes

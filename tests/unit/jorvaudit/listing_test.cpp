@@ -147,6 +147,13 @@ TEST_F(ListingTest, LinksAreFollowedAndThoseToDirectoriesSaid) {
     EXPECT_EQ(listing.findings[0].kind, &kinds::kLinkedDirectory);
     EXPECT_EQ(listing.findings[0].name, "head/d");
     EXPECT_THAT(listing.directories, IsEmpty());
+    EXPECT_EQ(listing.linked, 1U);
+    // Where another tree has the directory it is gone down into, and counted there.
+    MakeDirs(share_ / "map/d");
+    EXPECT_THAT(List().directories, ElementsAre("d"));
+    EXPECT_EQ(List().linked, 0U);
+    EXPECT_TRUE(List("d").isLinked);
+    EXPECT_FALSE(List().isLinked);
 }
 
 TEST_F(ListingTest, ADirectoryThatCannotBeListedIsAFinding) {
