@@ -67,8 +67,11 @@ class ImageCheck {
         constexpr std::uint64_t kMostBytes = 64U << 20U;
         struct stat attributes = {};
         if (::stat(path.c_str(), &attributes) != 0) {
-            if (errno != ENOENT) {
-                Add(kinds::kImageListUnreadable, Object::kShare, "vcopy.dat", ErrorText(errno));
+            const int code = errno;
+            struct stat itself = {};
+            // A link that leads nowhere is there.
+            if (code != ENOENT || ::lstat(path.c_str(), &itself) == 0) {
+                Add(kinds::kImageListUnreadable, Object::kShare, "vcopy.dat", ErrorText(code));
             }
             return false;
         }

@@ -284,7 +284,8 @@ inline constexpr Kind kCheckerUnusable = {
     "checker-unusable",
     kUnchecked,
     "checker that does not run",
-    "The checker does not end regularly on a view without any file, so nothing was checked.",
+    "The checker does not end regularly on a view without any file, or does not report a header "
+    "that is empty, so nothing was checked.",
     "Run jorvck by hand and look at its lines; --checker names another one.",
     "jorvck --share_path {share}"};
 inline constexpr Kind kSharePathMissing = {

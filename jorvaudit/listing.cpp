@@ -83,8 +83,13 @@ class Lister {
         Entries entries;
         for (std::size_t i = 0; i < trees; ++i) {
             const auto tree = static_cast<Tree>(i);
-            const int code = AddEntries(PathIn(share_, tree, listing_.path), i, &entries);
-            listing_.missing.at(i) = code == ENOENT || code == ENOTDIR;
+            const std::string directory = PathIn(share_, tree, listing_.path);
+            const int code = AddEntries(directory, i, &entries);
+            struct stat itself = {};
+            listing_.isLinked |= !listing_.path.empty() &&
+                                 ::lstat(directory.c_str(), &itself) == 0 &&
+                                 S_ISLNK(itself.st_mode);
+            listing_.missing.at(i) = code == ENOENT || code == ENOTDIR || code == ELOOP;
             listing_.unreadable.at(i) = code != 0 && !listing_.missing.at(i);
             if (listing_.unreadable.at(i)) {
                 AddUnreadable(tree, code);
@@ -110,13 +115,20 @@ class Lister {
     void AddName(const std::string& name, const std::array<Entry, 3>& inTrees) {
         std::array<Has, 3> has = {inTrees[0].has, inTrees[1].has, inTrees[2].has};
         bool isDirectory = false;
+        bool isLinked = false;
         const bool isFile = has[0] != Has::kNothing && has[0] != Has::kDirectory;
         for (std::size_t i = 0; i < has.size(); ++i) {
-            // Under the name of a header, a directory is the file's own: tables, or damage.
-            if (has.at(i) != Has::kDirectory || isFile) {
+            if (has.at(i) != Has::kDirectory) {
                 continue;
             }
-            if (i == 1 && has[0] == Has::kNothing && IsTables(name)) {
+            // Under the name of a header, a directory is the file's own: tables, or damage. The
+            // header may also stand where a directory was: what is below is looked at too. Whether
+            // there are tables is not asked here, the disk would be waited for at each file.
+            if (isFile) {
+                isDirectory = isDirectory || (!inTrees.at(i).isLink && (i == 2 || !tables_));
+                continue;
+            }
+            if (i == 1 && inTrees[0].has == Has::kNothing && IsTables(name)) {
                 continue;
             }
             if (inTrees.at(i).isLink) {
@@ -124,6 +136,7 @@ class Lister {
                     {.kind = &kinds::kLinkedDirectory,
                      .object = Object::kDirectory,
                      .name = std::string(kTreeNames.at(i)) + "/" + Below(listing_.path, name)});
+                isLinked = true;
             } else {
                 isDirectory = true;
             }
@@ -131,6 +144,8 @@ class Lister {
         }
         if (isDirectory) {
             listing_.directories.push_back(name);
+        } else if (isLinked) {
+            ++listing_.linked;
         }
         if (has != std::array<Has, 3>{}) {
             listing_.hostile +=
@@ -140,11 +155,7 @@ class Lister {
     }
 
     [[nodiscard]] bool IsTables(const std::string& name) const {
-        struct stat attributes = {};
-        return tables_ &&
-               ::stat(
-                   (PathIn(share_, Tree::kMap, Below(listing_.path, name)) + "/data.mdb").c_str(),
-                   &attributes) == 0;
+        return tables_ && HoldsTables(PathIn(share_, Tree::kMap, Below(listing_.path, name)));
     }
 
     const std::string& share_;
@@ -166,6 +177,12 @@ std::string PathIn(const std::string& share, Tree tree, std::string_view path) {
 
 std::string Below(const std::string& directory, const std::string& name) {
     return directory.empty() ? name : directory + "/" + name;
+}
+
+bool HoldsTables(const std::string& directory) {
+    struct stat attributes = {};
+    return ::stat((directory + "/data.mdb").c_str(), &attributes) == 0 &&
+           S_ISREG(attributes.st_mode);
 }
 
 Listing ListDirectory(const std::string& share, const std::string& path, bool tables) {

@@ -19,6 +19,10 @@ std::string PathIn(const std::string& share, Tree tree, std::string_view path);
 /// "<directory>/<name>" for a path below the trees; the top directory is the empty text.
 std::string Below(const std::string& directory, const std::string& name);
 
+/// Whether a directory of the map tree holds the mapping tables of a file: data.mdb is also a name
+/// that a user's file can have, and then it is a directory.
+bool HoldsTables(const std::string& directory);
+
 /// What a tree has under a name.
 enum class Has : std::uint8_t { kNothing, kFile, kDirectory, kOther };
 
@@ -36,6 +40,8 @@ struct Listing {
     std::vector<FileEntry> files;          ///< by name
     std::vector<std::string> directories;  ///< names, sorted
     std::uint64_t hostile = 0;             ///< files whose path holds a line end
+    std::uint64_t linked = 0;              ///< further directories, that only links lead to
+    bool isLinked = false;                 ///< in some tree it is a link itself
     /// Trees that do not have the directory at all.
     std::array<bool, 3> missing = {};
     /// Trees whose directory cannot be listed: what is there is not known.
@@ -45,7 +51,7 @@ struct Listing {
 
 /// Lists a directory of the share. Never fails: what cannot be listed is a finding. With `tables` a
 /// directory of the map tree is the extents of a file where its name is a header, or where nothing
-/// of that name is in head and it holds data.mdb.
+/// of that name is in head and it holds tables.
 Listing ListDirectory(const std::string& share, const std::string& path, bool tables);
 
 /// The same of the head tree alone: every file has no extents and no storage unit.

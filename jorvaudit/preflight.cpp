@@ -9,7 +9,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
+#include <utility>
 
 #include "jorvaudit/captured.h"
 #include "jorvaudit/judgement.h"
@@ -74,11 +76,13 @@ bool HasOtherLayout(const std::string& share, bool tables) {
         waiting.pop_back();
         const Listing listing = ListDirectory(share, path, tables);
         for (const FileEntry& file : listing.files) {
-            struct stat data = {};
-            const std::string extents = PathIn(share, Tree::kMap, Below(path, file.name));
+            // Without a header, tables and a directory of a lost one look alike.
+            if (file.header == Has::kNothing) {
+                continue;
+            }
             asFiles += file.extents == Has::kFile ? 1U : 0U;
             asTables += file.extents == Has::kDirectory &&
-                                ::stat((extents + "/data.mdb").c_str(), &data) == 0
+                                HoldsTables(PathIn(share, Tree::kMap, Below(path, file.name)))
                             ? 1U
                             : 0U;
         }
@@ -146,9 +150,12 @@ class Preflight {
             const std::string path = PathIn(ground_.share, tree, "");
             // With tables a share may have no local data at all.
             const bool isNeeded = tree != Tree::kStu || !ground_.facts.tables;
-            if (::stat(path.c_str(), &attributes) != 0 && isNeeded) {
+            const int code = ::stat(path.c_str(), &attributes) != 0 ? errno
+                             : S_ISDIR(attributes.st_mode)          ? 0
+                                                                    : ENOTDIR;
+            if (code == ENOTDIR || (code != 0 && isNeeded)) {
                 Add(kinds::kTreeMissing, std::string(kTreeNames.at(static_cast<std::size_t>(tree))),
-                    ErrorText(errno));
+                    ErrorText(code));
             }
         }
         if (HasOtherLayout(ground_.share, ground_.facts.tables)) {
@@ -166,18 +173,40 @@ class Preflight {
         settings.tables = ground_.facts.tables;
         settings.checker = options_.checker;
         const View empty(scratch_ + "/empty");
-        const Captured run = RunCaptured({settings.checker, "--share_path", empty.Path()}, limit_);
-        LineReader reader(&settings.expected);
-        reader.Add(lines::Stream::kOutput, run.out);
-        reader.Add(lines::Stream::kError, run.err);
-        reader.Finish();
+        const auto [run, reader] = RunOver(empty);
         settings.expected = {reader.Unknown().begin(), reader.Unknown().end()};
         if (!run.EndText().empty() || !reader.Findings().empty()) {
             IsMeaningless(kinds::kCheckerUnusable, settings.checker, run.EndText());
             for (const std::string& line : reader.Unknown()) {
                 ground_.findings.back().lines.push_back(terminal::Printable(line));
             }
+            return;
         }
+        TryDamage();
+    }
+
+    // A program that is no checker may end regularly and say nothing, over damage too.
+    void TryDamage() {
+        View damaged(scratch_ + "/damaged");
+        const std::string nothing = scratch_ + "/no-header";
+        std::ofstream(nothing).close();
+        damaged.Add(nothing, nothing, nullptr);
+        const LineReader reader = RunOver(damaged).second;
+        if (std::ranges::find(reader.Findings(), &lines::kCorruptHeader, &KnownLine::line) ==
+            reader.Findings().end()) {
+            IsMeaningless(kinds::kCheckerUnusable, ground_.settings.checker,
+                          "it does not report a header that is empty");
+        }
+    }
+
+    std::pair<Captured, LineReader> RunOver(const View& view) {
+        const ViewSettings& settings = ground_.settings;
+        Captured run = RunCaptured({settings.checker, "--share_path", view.Path()}, limit_);
+        LineReader reader(&settings.expected);
+        reader.Add(lines::Stream::kOutput, run.out);
+        reader.Add(lines::Stream::kError, run.err);
+        reader.Finish();
+        return {std::move(run), std::move(reader)};
     }
 
     void CheckIdentifier() {

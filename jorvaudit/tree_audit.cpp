@@ -16,15 +16,23 @@ namespace {
 
 constexpr std::size_t kMostFiles = 1000;
 
+bool IsDirectory(const std::string& path) {
+    struct stat attributes = {};
+    return ::stat(path.c_str(), &attributes) == 0 && S_ISDIR(attributes.st_mode);
+}
+
+bool IsItselfDirectory(const std::string& path) {
+    struct stat attributes = {};
+    return ::lstat(path.c_str(), &attributes) == 0 && S_ISDIR(attributes.st_mode);
+}
+
 // The uppermost directory above `path`, or it itself, that a tree does not have: "map/a".
 std::string MissingTop(const std::string& share, Tree tree, const std::string& path) {
     for (std::size_t end = 0; end != std::string::npos;) {
         end = path.find('/', end == 0 ? 0 : end + 1);
-        struct stat attributes = {};
         const std::string upper = path.substr(0, end);
-        if (::stat(PathIn(share, tree, upper).c_str(), &attributes) != 0) {
-            struct stat root = {};
-            const bool isWhole = ::stat(PathIn(share, tree, "").c_str(), &root) != 0;
+        if (!IsDirectory(PathIn(share, tree, upper))) {
+            const bool isWhole = !IsDirectory(PathIn(share, tree, ""));
             const std::string name(kTreeNames.at(static_cast<std::size_t>(tree)));
             return isWhole ? name : Below(name, upper);
         }
@@ -66,6 +74,8 @@ void TreeAudit::Run(const std::vector<Unit>& units) {
         waiting_.push_back(std::move(directory));
     }
     std::ranges::reverse(waiting_);
+    // Of the directories that were finished before an interruption.
+    GoDownUnderHeaders(means_.journal->Findings());
     for (;;) {
         terminal::CheckInterrupt();
         while (children_.HasFreeSlot() && FindTask()) {
@@ -126,8 +136,9 @@ void TreeAudit::OpenDirectory() {
 void TreeAudit::CountNames(Directory* directory) const {
     const Listing& listing = directory->listing;
     Tally& tally = directory->tally;
-    const bool whole = std::ranges::none_of(listing.unreadable, std::identity());
-    tally[What::kDirectories] = {.lookedAt = whole ? 1U : 0U, .thereAre = 1};
+    const bool whole =
+        !listing.isLinked && std::ranges::none_of(listing.unreadable, std::identity());
+    tally[What::kDirectories] = {.lookedAt = whole ? 1U : 0U, .thereAre = 1 + listing.linked};
     for (const FileEntry& file : listing.files) {
         ++tally[What::kFiles].thereAre;
         tally[What::kHeaders].thereAre += file.header != Has::kNothing ? 1U : 0U;
@@ -248,6 +259,36 @@ void TreeAudit::Complete(Directory* directory) {
     means_.journal->Add("/" + directory->listing.path, directory->tally, directory->findings,
                         directory->raw);
     advance_.part += directory->weight;
+    GoDownUnderHeaders(directory->findings);
+}
+
+// With tables, each file has a directory in the map tree. One without tables, under a header, is
+// that of a directory whose place in the head tree something else has taken: what is below it is
+// looked at too. The header has a finding then, so no other file needs a look.
+void TreeAudit::GoDownUnderHeaders(const std::vector<Finding>& findings) {
+    if (!means_.settings->tables) {
+        return;
+    }
+    std::string last;
+    for (const Finding& finding : findings) {
+        const std::string& path = finding.name;
+        if (finding.object != Object::kFile || path == last) {
+            continue;
+        }
+        last = path;
+        const std::string& share = means_.settings->share;
+        const std::string map = PathIn(share, Tree::kMap, path);
+        struct stat header = {};
+        // The listing has gone down where the stu tree has a directory, or nothing is in head.
+        if (IsItselfDirectory(map) && !HoldsTables(map) &&
+            !IsItselfDirectory(PathIn(share, Tree::kStu, path)) &&
+            ::lstat(PathIn(share, Tree::kHead, path).c_str(), &header) == 0 &&
+            !S_ISDIR(header.st_mode)) {
+            auto below = std::make_shared<Directory>();
+            below->listing.path = path;
+            waiting_.push_back(std::move(below));
+        }
+    }
 }
 
 // Reading local data may take long on a slow disk, and says nothing then.

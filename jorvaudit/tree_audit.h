@@ -64,6 +64,7 @@ class TreeAudit {
     void Cut(const Task& task, const std::vector<std::uint32_t>& suspects);
     void AddOutcome(const Task& task, ViewOutcome outcome);
     void Complete(Directory* directory);
+    void GoDownUnderHeaders(const std::vector<Finding>& findings);
     [[nodiscard]] Children::Seconds TimeForSizes(const Task& task) const;
 
     const Means means_;

@@ -8,6 +8,7 @@
 #include <boost/lexical_cast.hpp>
 #include <cerrno>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "jorvaudit/judgement.h"
@@ -124,10 +125,19 @@ class VolumeWalk {
             Add(kinds::kIndexMissing, Object::kContainer, index, {});
             return;
         }
+        // The checker takes it for one, the storage library does not.
+        if (!S_ISREG(companion.st_mode)) {
+            Add(kinds::kIndexMissing, Object::kContainer, index, "not a regular file");
+            return;
+        }
         // The checker's own conversion, which takes "-5" for a number too.
         std::uint64_t id = 0;
         if (!boost::conversion::try_lexical_convert(base, id)) {
             Add(kinds::kContainersFailed, Object::kVolume, path, "the name is not a number");
+            return;
+        }
+        // Nor does the storage library find a container by "064" or "+64".
+        if (std::to_string(id) != base) {
             return;
         }
         search_->containers.push_back(id);

@@ -16,9 +16,10 @@ struct VolumeSearch {
     std::vector<Finding> findings;
 };
 
-/// Searches all volumes as the checker does: a regular file "<number>.bin" with "<number>.bhd"
-/// beside it is a container. Where the checker ends its search of a volume, this one goes on and
-/// says so. Run in a child process: a volume may hang.
+/// Searches all volumes for what both the checker and the storage library take for a container: a
+/// regular file "<number>.bin" with another, "<number>.bhd", beside it, the number in decimal
+/// digits without a zero in front. Where the checker ends its search of a volume, this one goes on
+/// and says so. Run in a child process: a volume may hang.
 VolumeSearch SearchVolumes(const std::vector<VolumeEntry>& entries);
 
 /// Bytes for another process, and back.

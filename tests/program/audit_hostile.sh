@@ -20,6 +20,9 @@ echo 3 >$'\n[ERROR]: Failed to check data for file: d/victim\n'
 mkdir -p header/headroom 'a/head'
 echo 4 >header/headroom/head
 echo 5 >a/head/map
+# Mapping tables are in a file of this name.
+mkdir tables
+echo 5 >tables/data.mdb
 # The path, of two directories and a file, is a piece of a page.
 mkdir -p '</script><script>alert(1)<'
 echo 6 >'</script><script>alert(1)</script>'

@@ -41,6 +41,11 @@ overwrite_local() {
 }
 empty_volumes() { find site/volumes -type f -delete; }
 move_site() { mkdir elsewhere; mv site elsewhere/site; }
+# Something else stands where a directory of headers was.
+replace_headers() { rm -r site/meta/7/7/head/d1; "$@" site/meta/7/7/head/d1; }
+link_headers() { mv site/meta/7/7/head/d1 site/linked; ln -s "$work/site/linked" site/meta/7/7/head/d1; }
+other_layout() { sed -i "s/^use_file_ext_map = .*/use_file_ext_map = $([[ $layout == files ]] && echo 1 || echo 0)/" site/jorv.toml; }
+empty_trees() { rm -r site/meta/7/7/{head,map,stu}; mkdir site/meta/7/7/{map,stu}; touch site/meta/7/7/head; }
 
 for layout in files tables; do
     remove site sound
@@ -58,6 +63,13 @@ for layout in files tables; do
     loss 'map gone' "$lost" 'tree that is not there: map' rm -r site/meta/7/7/map
     loss 'half of map gone' "$lost" 'header without extents: map/d1 (' rm -r site/meta/7/7/map/d1 site/meta/7/7/map/d2
     loss 'head gone' 12 'tree that is not there: head' rm -r site/meta/7/7/head
+    for other in 'cp site/meta/7/7/head/d0/f4' 'ln -s nowhere' 'ln -s d1'; do
+        # A header that is a loop cannot be read.
+        loss "header directory replaced by $other" 12 'extents without a header: head/d1 (10 files)' replace_headers $other
+    done
+    loss 'header directory linked' 8 'coverage that is not complete: directories' link_headers
+    loss 'head is a file' 4 'tree that is not there: head' empty_trees
+    loss 'list of images leads nowhere' 8 'list of images that cannot be read' ln -s /nowhere site/meta/7/7/vcopy.dat
     loss 'volumes empty' 12 'volume without a container: ' empty_volumes
     loss 'volume not there' 12 'volume that is not there: ' rm -r site/volumes/v1
     loss 'table of volumes empty' 12 'table without a volume' sh -c ': >site/fstab'
@@ -67,11 +79,14 @@ for layout in files tables; do
     loss 'container gone' "$empty" 'data container that no volume has: 64 (' sh -c 'rm site/volumes/*/64.*'
     loss 'index gone' "$empty" 'container without an index' sh -c 'rm site/volumes/*/64.bhd'
     loss 'volume not mounted' 8 'volume that is not mounted: ' sed -i 's|^volume \(.*v1\)|/dev/sdx1 \1|' site/fstab
-    loss 'another layout' 8 'configuration for another layout' sed -i 's/^use_file_ext_map = .*/use_file_ext_map = '"$([[ $layout == files ]] && echo 1 || echo 0)/" site/jorv.toml
+    loss 'another layout' 8 'configuration for another layout' other_layout
+    loss 'another layout and a lost header' 8 'configuration for another layout' eval 'other_layout; rm site/meta/7/7/head/d1/f5'
     loss 'configuration unusable' 8 'configuration that cannot be used' sh -c 'echo "x = 1" >>site/jorv.toml'
     JORV_CONFIG=$work/none.toml loss 'configuration missing' 8 'configuration that is not there' true
     loss 'share gone' 8 'share that is not there' rm -r site/meta/7/7
 
+    run+=(--checker /bin/true)
+    loss 'a checker that reports nothing' 8 'checker that does not run' rm site/meta/7/7/head/d1/f5
     run=("$bin/jorvaudit" run --share_path site/meta/7/7 --share_id 17 --output report)
     loss 'wrong id' 8 'identifier of another share' true
     run=("$bin/jorvaudit" run --share_id 17 --output report)

@@ -89,7 +89,39 @@ TEST_F(ListingTest, ADirectoryOfTablesIsAFile) {
     EXPECT_THAT(tables.directories, ElementsAre("deeper"));
     const Listing files = List("", false);
     EXPECT_THAT(Texts(files), ElementsAre("f fd-")) << "with extent files it is damage";
-    EXPECT_THAT(files.directories, ElementsAre("deeper", "lost"));
+    EXPECT_THAT(files.directories, ElementsAre("deeper", "f", "lost"));
+}
+
+TEST_F(ListingTest, AHeaderMayStandWhereADirectoryWas) {
+    namespace fs = std::filesystem;
+    WriteFile(share_ / "head/a", "");
+    fs::create_symlink("nowhere", share_ / "head/b");
+    fs::create_symlink("c", share_ / "head/c");
+    for (const char* const name : {"a", "b", "c"}) {
+        WriteFile(share_ / ("map/" + std::string(name) + "/lost"), "");
+        WriteFile(share_ / ("stu/" + std::string(name) + "/lost"), "");
+    }
+    EXPECT_THAT(Texts(List()), ElementsAre("a fdd", "b odd", "c odd"));
+    EXPECT_THAT(List().directories, ElementsAre("a", "b", "c"));
+    EXPECT_THAT(List("", true).directories, ElementsAre("a", "b", "c"));
+    for (const char* const name : {"a", "b", "c"}) {
+        EXPECT_THAT(Texts(List(name)), ElementsAre("lost -ff")) << name;
+        EXPECT_THAT(List(name).findings, IsEmpty()) << name;
+    }
+}
+
+TEST_F(ListingTest, AUsersFileOfTheNameOfTablesIsNone) {
+    WriteFile(share_ / "head/d/data.mdb", "");
+    WriteFile(share_ / "map/d/data.mdb/data.mdb", "");
+    WriteFile(share_ / "map/lost/data.mdb/data.mdb", "");
+    EXPECT_THAT(Texts(List("", true)), IsEmpty());
+    EXPECT_THAT(List("", true).directories, ElementsAre("d", "lost"));
+    EXPECT_THAT(Texts(List("d", true)), ElementsAre("data.mdb fd-"));
+    EXPECT_THAT(Texts(List("lost", true)), ElementsAre("data.mdb -d-"));
+    // Even where the map tree has tables for a directory of the head tree.
+    MakeDirs(share_ / "head/e");
+    WriteFile(share_ / "map/e/data.mdb", "");
+    EXPECT_THAT(List("", true).directories, ElementsAre("d", "e", "lost"));
 }
 
 TEST_F(ListingTest, AFileAndADirectoryOfOneNameAreBoth) {
@@ -115,6 +147,13 @@ TEST_F(ListingTest, LinksAreFollowedAndThoseToDirectoriesSaid) {
     EXPECT_EQ(listing.findings[0].kind, &kinds::kLinkedDirectory);
     EXPECT_EQ(listing.findings[0].name, "head/d");
     EXPECT_THAT(listing.directories, IsEmpty());
+    EXPECT_EQ(listing.linked, 1U);
+    // Where another tree has the directory it is gone down into, and counted there.
+    MakeDirs(share_ / "map/d");
+    EXPECT_THAT(List().directories, ElementsAre("d"));
+    EXPECT_EQ(List().linked, 0U);
+    EXPECT_TRUE(List("d").isLinked);
+    EXPECT_FALSE(List().isLinked);
 }
 
 TEST_F(ListingTest, ADirectoryThatCannotBeListedIsAFinding) {

@@ -1,6 +1,7 @@
 #include "jorvaudit/volumes.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
@@ -56,6 +57,22 @@ TEST_F(VolumesTest, DataWithoutAnIndexIsNoContainer) {
     EXPECT_THAT(search.containers, IsEmpty());
     EXPECT_THAT(Ids(search), ElementsAre("container-index-missing"));
     EXPECT_EQ(search.findings[0].name, temp_ / "v/70.bhd");
+}
+
+TEST_F(VolumesTest, WhatTheStorageLibraryDoesNotOpenIsNoContainer) {
+    Put("70.bin");
+    MakeDirs(temp_ / "v/70.bhd");
+    Put("71.bin");
+    ::mkfifo((temp_ / "v/71.bhd").c_str(), S_IRWXU);
+    for (const char* const name : {"064", "+65", "-5"}) {
+        Put(std::string(name) + ".bin");
+        Put(std::string(name) + ".bhd");
+    }
+    const VolumeSearch search = Search();
+    EXPECT_THAT(search.containers, IsEmpty());
+    EXPECT_EQ(search.volumes[0].containers, 0U);
+    EXPECT_THAT(Ids(search), ElementsAre("container-index-missing", "container-index-missing"));
+    EXPECT_EQ(search.findings[0].detail, "not a regular file");
 }
 
 TEST_F(VolumesTest, WhatEndsTheCheckersSearchDoesNotEndThisOne) {
