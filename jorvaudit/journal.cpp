@@ -83,8 +83,8 @@ void Journal::Read(const json& identity) {
             if (object.at("audit") != identity) {
                 throw terminal::ToolError(
                     path_ +
-                    ": the interrupted audit was another one; remove the file "
-                    "to begin anew");
+                    ": the interrupted audit was another one, or the upper directories of the "
+                    "share have changed since; remove the file to begin anew");
             }
             object.at("started").get_to(started_);
         } else {

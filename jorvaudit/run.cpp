@@ -62,18 +62,18 @@ class Audit {
 
     int Run() {
         MakeOutput(options_.output, share_);
+        const Scratch scratch(share_);
+        ground_ = Prepare(options_, scratch.Path());
+        if (!ground_.meaningless) {
+            division_ = Divide(share_, ground_.facts.tables,
+                               {.index = options_.part, .of = options_.parts});
+        }
         Journal journal(options_.output, Identity(), options_.resume);
-        {
-            const Scratch scratch(share_);
-            ground_ = Prepare(options_, scratch.Path());
-            if (!ground_.meaningless) {
-                SetAge(journal.Started());
-                units_ = UnitsOf(share_, ground_.facts.tables,
-                                 {.index = options_.part, .of = options_.parts});
-                CheckImagesOnce(&journal, scratch.Path());
-                CheckTree(&journal, scratch.Path());
-                CheckDataOnce(&journal, scratch.Path());
-            }
+        if (!ground_.meaningless) {
+            SetAge(journal.Started());
+            CheckImagesOnce(&journal, scratch.Path());
+            CheckTree(&journal, scratch.Path());
+            CheckDataOnce(&journal, scratch.Path());
         }
         Report report = MakeReport(&journal);
         WriteReport(report, options_.output);
@@ -88,7 +88,8 @@ class Audit {
         nlohmann::ordered_json identity = {{"version", JORVAUDIT_VERSION},
                                            {"hours", options_.hours},
                                            {"part", options_.part},
-                                           {"parts", options_.parts}};
+                                           {"parts", options_.parts},
+                                           {"division", division_.digest}};
         PutName(&identity, "share", share_);
         PutName(&identity, "id", options_.shareId);
         return identity;
@@ -120,7 +121,7 @@ class Audit {
                         .jobs = Jobs(options_),
                         .timeLimit = Children::Seconds(options_.timeLimit)},
                        [&](const Advance& advance) { meter.Show(advance); });
-        tree.Run(units_);
+        tree.Run(division_.units);
     }
 
     void CheckDataOnce(Journal* journal, const std::string& scratch) {
@@ -137,7 +138,7 @@ class Audit {
         std::ranges::sort(journal->Findings());
         const DataResult data = CheckData({.options = &options_,
                                            .ground = &ground_,
-                                           .units = units_,
+                                           .units = division_.units,
                                            .scratch = scratch,
                                            .raw = raw_},
                                           sums, journal->Findings());
@@ -156,6 +157,7 @@ class Audit {
         report.volumeTable = ground_.facts.volumeTable;
         report.parts = options_.parts;
         report.present = {options_.part};
+        report.division = division_.digest;
         report.started = journal->Started();
         report.ended = std::time(nullptr);
         report.counted = !ground_.meaningless;
@@ -171,7 +173,7 @@ class Audit {
     const std::string share_;
     const std::string raw_;
     Ground ground_;
-    std::vector<Unit> units_;
+    Division division_;
 };
 
 }  // namespace
