@@ -131,7 +131,7 @@ struct Report {
     std::string volumeTable;
     unsigned parts = 1;
     std::vector<unsigned> present = {1};  ///< numbers of the parts that this report has
-    std::string division;  ///< digest of the units of all parts; empty without parts
+    std::string division;                 ///< digest of the units of all parts; empty without parts
     std::int64_t started = 0;
     std::int64_t ended = 0;
     bool counted = true;  ///< false when the share was not looked at at all

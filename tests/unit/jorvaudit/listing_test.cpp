@@ -158,7 +158,8 @@ TEST_F(ListingTest, PartsDivideAShare) {
     for (const unsigned of : {1U, 2U, 3U, 8U, 100U}) {
         std::multiset<std::string> found;
         for (unsigned index = 1; index <= of; ++index) {
-            for (const Unit& unit : Divide(share_.Path(), false, {.index = index, .of = of}).units) {
+            for (const Unit& unit :
+                 Divide(share_.Path(), false, {.index = index, .of = of}).units) {
                 for (const std::string& path : all) {
                     const bool isBelow =
                         unit.path.empty() || path == unit.path || path.starts_with(unit.path + "/");

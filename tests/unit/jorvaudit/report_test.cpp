@@ -343,6 +343,14 @@ TEST(ReportJson, WhatIsNoReportIsRefused) {
         test_support::WriteFile(path, text);
         EXPECT_THROW(ReadReport(path), terminal::ToolError) << text;
     }
+    for (const char* const text : {"5", "{}"}) {
+        test_support::WriteFile(path, text);
+        try {
+            ReadReport(path);
+        } catch (const terminal::ToolError& error) {
+            EXPECT_THAT(error.Message(), testing::StartsWith(path + ": not a report: "));
+        }
+    }
 }
 
 TEST(ReportJson, EveryTruncationIsRefused) {
