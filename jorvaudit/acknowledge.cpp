@@ -44,7 +44,11 @@ Finding WantedBy(const TomlEntry& entry) {
 
 }  // namespace
 
-void Acknowledge(const std::string& file, std::int64_t now, Report* report) {
+std::vector<Known> ReadKnown(const std::string& file) {
+    std::vector<Known> known;
+    if (file.empty()) {
+        return known;
+    }
     const toml::table document = ReadToml(file);
     for (const auto& [key, value] : document) {
         if (key.str() != "finding" || !value.is_array()) {
@@ -53,13 +57,18 @@ void Acknowledge(const std::string& file, std::int64_t now, Report* report) {
         }
         for (const toml::node& node : *value.as_array()) {
             const TomlEntry entry(file, node, "[[finding]]", kKeys);
-            const Finding wanted = WantedBy(entry);
-            const auto until = entry.Date("until");
-            const auto found = std::ranges::lower_bound(report->findings, wanted);
-            if (found != report->findings.end() && *found == wanted &&
-                (!until || TimeText(now).substr(0, until->size()) <= *until)) {
-                found->acknowledged = wanted.acknowledged;
-            }
+            known.push_back({.finding = WantedBy(entry), .until = entry.Date("until")});
+        }
+    }
+    return known;
+}
+
+void Acknowledge(const std::vector<Known>& known, std::int64_t now, Report* report) {
+    for (const auto& [wanted, until] : known) {
+        const auto found = std::ranges::lower_bound(report->findings, wanted);
+        if (found != report->findings.end() && *found == wanted &&
+            (!until || TimeText(now).substr(0, until->size()) <= *until)) {
+            found->acknowledged = wanted.acknowledged;
         }
     }
 }

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <cmath>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -12,7 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "jorvaudit/acknowledge.h"
 #include "jorvaudit/compare.h"
 #include "jorvaudit/fleet.h"
 #include "jorvaudit/fleet_plan.h"
@@ -99,6 +99,15 @@ void AddRun(CLI::App* app, Command* command) {
         if (path->count() == 0 && id->count() == 0) {
             throw CLI::RequiredError("--share_path or --share_id");
         }
+        // An empty path below the library's directory is that directory.
+        for (const CLI::Option* const option : {path, id}) {
+            if (option->count() != 0 && option->as<std::string>().empty()) {
+                throw CLI::ValidationError(option->get_name(), "must not be empty");
+            }
+        }
+        if (std::isnan(options->timeLimit)) {
+            throw CLI::ValidationError("--time-limit", "expected a number of seconds");
+        }
         *command = [options] {
             if (options->checker.empty()) {
                 options->checker = FindChecker();
@@ -132,6 +141,7 @@ void AddShow(CLI::App* app, Command* command) {
                 numbers.Add(read.sharePath, read);
                 terminal::PrintResult(numbers.Text());
             } else if (!html->empty()) {
+                RefuseInShare(*html, read.sharePath);
                 WriteFile(*html, [&](std::ostream& out) { WriteHtml(read, out); });
             } else {
                 terminal::PrintResult(TextOf(read));
@@ -163,11 +173,12 @@ void AddDiff(CLI::App* app, Command* command) {
 
 int MergeParts(std::vector<Report> parts, const std::string& output,
                const std::string& acknowledge) {
+    const std::vector<Known> known = ReadKnown(acknowledge);
     Report report = Merge(std::move(parts));
-    std::filesystem::create_directories(output);
-    FinishReport(output, acknowledge, &report);
+    MakeOutput(output, {report.sharePath});
+    FinishReport(output, known, &report);
     WriteReport(report, output);
-    terminal::PrintResult(TextOf(report));
+    PrintReported(TextOf(report));
     return report.status;
 }
 

@@ -25,7 +25,11 @@ Comparison Compare(const Report& older, const Report& newer) {
         throw terminal::ToolError("reports of different shares: " + older.sharePath + " and " +
                                   newer.sharePath);
     }
+    if (older.parts != newer.parts || older.present != newer.present) {
+        throw terminal::ToolError("reports of different parts of " + older.sharePath);
+    }
     Comparison comparison;
+    comparison.goneKnown = newer.counted;
     auto before = older.findings.begin();
     for (const Finding& finding : newer.findings) {
         for (; before != older.findings.end() && *before < finding; ++before) {
@@ -41,11 +45,16 @@ Comparison Compare(const Report& older, const Report& newer) {
     for (; before != older.findings.end(); ++before) {
         comparison.gone.push_back(&*before);
     }
+    if (!comparison.goneKnown) {
+        comparison.gone.clear();
+    }
     return comparison;
 }
 
 std::string TextOf(const Comparison& comparison, const Report& older) {
-    return ListText("New", comparison.appeared) + ListText("Gone", comparison.gone) +
+    return ListText("New", comparison.appeared) +
+           (comparison.goneKnown ? ListText("Gone", comparison.gone)
+                                 : "Gone: not known, the newer audit looked at nothing\n") +
            ListText("Still there", comparison.stayed, older.ended);
 }
 
@@ -59,6 +68,9 @@ void to_json(nlohmann::ordered_json& object, const Comparison& comparison) {
     };
     put("new", comparison.appeared);
     put("gone", comparison.gone);
+    if (!comparison.goneKnown) {
+        object["gone"] = nullptr;
+    }
     put("still_there", comparison.stayed);
 }
 

@@ -10,11 +10,13 @@ namespace jorvaudit {
 /// What changed between two reports of a share, by kind, object and name of the findings.
 struct Comparison {
     std::vector<const Finding*> appeared;
-    std::vector<const Finding*> gone;
+    std::vector<const Finding*> gone;    ///< none where it is not known
+    bool goneKnown = true;               ///< false when the newer audit looked at nothing
     std::vector<const Finding*> stayed;  ///< of the newer report
 };
 
-/// Both composed; they outlive the result. Throws ToolError when they are of different shares.
+/// Both composed; they outlive the result. Throws ToolError when they are of different shares
+/// or parts.
 Comparison Compare(const Report& older, const Report& newer);
 
 /// Findings for people, under a title with their number.

@@ -6,10 +6,8 @@
 #include <iterator>
 #include <tuple>
 
-#include "jorvaudit/acknowledge.h"
 #include "jorvaudit/report_json.h"
 #include "jorvaudit/run.h"
-#include "terminal/console.h"
 #include "terminal/tool_error.h"
 
 namespace jorvaudit {
@@ -77,7 +75,7 @@ void Fleet::Add(FleetShare share, const Report& report) {
     share.affected = report.affected.size();
     share.findings = report.findings.size();
     const auto last = lastShares_.find(share.name);
-    if (last != lastShares_.end() && last->second.reported) {
+    if (last != lastShares_.end() && last->second.reported && report.counted) {
         share.fresh = static_cast<std::uint64_t>(std::ranges::count_if(
             report.findings,
             [&](const Finding& finding) { return finding.since > last->second.ended; }));
@@ -191,6 +189,9 @@ class ShareMerge {
         FleetShare share = {.name = planned_.name,
                             .place = planned_.node,
                             .page = "shares/" + planned_.name + "/report.html"};
+        for (const Report& part : parts_) {
+            RefuseInShare(planned_.output, part.sharePath);
+        }
         try {
             if (!parts_.empty()) {
                 const Report report = Join();
@@ -231,7 +232,8 @@ class ShareMerge {
             return std::move(parts_.front());
         }
         Report report = Merge(std::move(parts_));
-        FinishReport(planned_.output, planned_.acknowledge, &report);
+        MakeOutput(planned_.output, {});
+        FinishReport(planned_.output, ReadKnown(planned_.acknowledge), &report);
         WriteReport(report, planned_.output);
         return report;
     }
@@ -244,8 +246,8 @@ class ShareMerge {
 
 int Finished(Fleet* fleet, const std::string& directory) {
     const int status = fleet->Finish();
-    terminal::PrintResult(TextOf(*fleet) + "\nAll of it: " + directory +
-                          "/fleet.html and fleet.json; metrics: fleet.prom\n");
+    PrintReported(TextOf(*fleet) + "\nAll of it: " + directory +
+                  "/fleet.html and fleet.json; metrics: fleet.prom\n");
     return status;
 }
 
@@ -266,13 +268,13 @@ int MergeShares(std::vector<Report> reports, const std::string& directory,
     for (Report& report : reports) {
         shares[report.sharePath].push_back(std::move(report));
     }
+    const std::vector<Known> known = ReadKnown(acknowledge);
     Fleet fleet(directory, std::time(nullptr));
     for (auto& [path, parts] : shares) {
+        RefuseInShare(directory, path);
         Report report = Merge(std::move(parts));
-        if (!acknowledge.empty()) {
-            Acknowledge(acknowledge, report.ended, &report);
-            Compose(&report);
-        }
+        Acknowledge(known, report.ended, &report);
+        Compose(&report);
         fleet.Add({.name = path}, report);
     }
     return Finished(&fleet, directory);

@@ -80,19 +80,27 @@ void Journal::Read(const json& identity) {
             break;
         }
         if (size == 0) {
+            if (!object.is_object() || !object.contains("audit") || !object.contains("started")) {
+                throw terminal::ToolError(path_ + ": not the journal of an audit");
+            }
             if (object.at("audit") != identity) {
                 throw terminal::ToolError(
                     path_ +
-                    ": the interrupted audit was another one; remove the file "
-                    "to begin anew");
+                    ": the interrupted audit was another one or with another configuration, or the "
+                    "upper directories of the "
+                    "share have changed since; remove the file to begin anew");
             }
             object.at("started").get_to(started_);
         } else {
-            done_.insert(GetName(object, "step"));
-            tally_ += object.at("tally").get<Tally>();
-            std::ranges::move(object.at("findings").get<std::vector<Finding>>(),
-                              std::back_inserter(findings_));
-            object.at("raw").get_to(rawSize);
+            try {
+                tally_ += object.at("tally").get<Tally>();
+                std::ranges::move(object.at("findings").get<std::vector<Finding>>(),
+                                  std::back_inserter(findings_));
+                object.at("raw").get_to(rawSize);
+                done_.insert(GetName(object, "step"));
+            } catch (const json::exception&) {
+                throw terminal::ToolError(path_ + ": not the journal of an audit");
+            }
         }
         size += line.size() + 1;
     }
@@ -109,7 +117,9 @@ void Journal::Read(const json& identity) {
 
 void Journal::Add(const std::string& step, const Tally& tally, const std::vector<Finding>& findings,
                   const std::string& raw) {
-    raw_ << raw << std::flush;
+    if (!(raw_ << raw << std::flush)) {
+        throw terminal::ToolError(terminal::Errno(rawPath_, errno));
+    }
     json object = {{"tally", tally}, {"findings", findings}};
     PutName(&object, "step", step);
     object["raw"] = static_cast<std::int64_t>(raw_.tellp());
@@ -121,8 +131,13 @@ void Journal::Add(const std::string& step, const Tally& tally, const std::vector
 
 void Journal::WriteLine(const json& object) {
     const std::string line = object.dump(-1, ' ', true) + "\n";
-    if (::write(file_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
-        throw terminal::ToolError(terminal::Errno(path_, errno == 0 ? ENOSPC : errno));
+    // Where a part of it was written, the next try says why not all was.
+    for (std::string_view rest = line; !rest.empty();) {
+        const ssize_t put = ::write(file_, rest.data(), rest.size());
+        if (put < 0 && errno != EINTR) {
+            throw terminal::ToolError(terminal::Errno(path_, errno));
+        }
+        rest.remove_prefix(put < 0 ? 0 : static_cast<std::size_t>(put));
     }
 }
 

@@ -19,8 +19,15 @@ struct Unit {
     bool withBelow = true;
 };
 
+struct Division {
+    std::vector<Unit> units;  ///< of the part
+    /// Of the units of all parts; empty where the share is not divided. Parts fit together only
+    /// when it is the same in all of them.
+    std::string digest;
+};
+
 /// The directories of a part. The division depends on the upper directories of the share alone, at
 /// most three levels of them, and each directory is in exactly one part.
-std::vector<Unit> UnitsOf(const std::string& share, bool tables, const Part& part);
+Division Divide(const std::string& share, bool tables, const Part& part);
 
 }  // namespace jorvaudit

@@ -177,6 +177,20 @@ void FillCauses(const IdSet& missing, Report* report) {
     std::ranges::stable_sort(report->causes, {}, rank);
 }
 
+// With other directories the numbers of the units shift: some would be in two parts, some in none.
+void TakeDivision(const Report& part, Report* merged) {
+    if (!part.counted && part.division.empty()) {
+        return;
+    }
+    if (!merged->counted && merged->division.empty()) {
+        merged->division = part.division;
+    } else if (part.division.empty() || part.division != merged->division) {
+        throw terminal::ToolError(merged->sharePath +
+                                  ": the directories of the share changed between the parts: "
+                                  "audit all parts again");
+    }
+}
+
 }  // namespace
 
 std::string_view ObjectWord(Object object) {
@@ -326,6 +340,7 @@ Report Merge(std::vector<Report> reports) {
             }
             merged.present.push_back(number);
         }
+        TakeDivision(part, &merged);
         merged.started = std::min(merged.started, part.started);
         merged.ended = std::max(merged.ended, part.ended);
         merged.counted = merged.counted && part.counted;

@@ -131,6 +131,7 @@ struct Report {
     std::string volumeTable;
     unsigned parts = 1;
     std::vector<unsigned> present = {1};  ///< numbers of the parts that this report has
+    std::string division;                 ///< digest of the units of all parts; empty without parts
     std::int64_t started = 0;
     std::int64_t ended = 0;
     bool counted = true;  ///< false when the share was not looked at at all
@@ -156,8 +157,8 @@ inline constexpr int kInterrupted = 32;
 /// files and status. The result depends on nothing but the report's other members.
 void Compose(Report* report);
 
-/// One report of the parts of one share; composed. Throws ToolError when they are not of one share,
-/// or a part is there twice.
+/// One report of the parts of one share; composed. Throws ToolError when they are not of one share
+/// or of different divisions of it, or a part is there twice.
 Report Merge(std::vector<Report> reports);
 
 /// The verdict in words, for instance "damaged, and not all could be looked at".

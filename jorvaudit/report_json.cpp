@@ -75,7 +75,8 @@ json HeadJson(const Report& report) {
                  {"affected_files", report.affected.size()}};
     // A report of all parts says nothing of them: it is the same as that of one run.
     if (report.present.size() < report.parts) {
-        head["parts"] = {{"of", report.parts}, {"present", report.present}};
+        head["parts"] = {
+            {"of", report.parts}, {"present", report.present}, {"division", report.division}};
     }
     head["coverage"] = CoverageJson(report.coverage);
     head["causes"] = json::array();
@@ -155,6 +156,7 @@ Report ReportOfHead(const json& head) {
     if (head.contains("parts")) {
         head.at("parts").at("of").get_to(report.parts);
         head.at("parts").at("present").get_to(report.present);
+        report.division = head.at("parts").value("division", "");
     }
     head.at("volumes").get_to(report.volumes);
     for (const json& object : head.at("history")) {
@@ -402,7 +404,7 @@ Report ReadReport(const std::string& path, const std::function<void(Finding)>& t
     } catch (const terminal::ToolError& error) {
         throw terminal::ToolError(file + ": " + error.Message());
     } catch (const std::exception& error) {
-        throw terminal::ToolError(file + ": " + error.what());
+        throw terminal::ToolError(file + ": not a report: " + error.what());
     }
 }
 

@@ -9,7 +9,6 @@
 #include <limits>
 #include <thread>
 
-#include "jorvaudit/acknowledge.h"
 #include "jorvaudit/data_check.h"
 #include "jorvaudit/image_check.h"
 #include "jorvaudit/journal.h"
@@ -20,6 +19,7 @@
 #include "jorvaudit/scratch.h"
 #include "jorvaudit/tree_audit.h"
 #include "terminal/console.h"
+#include "terminal/interrupt.h"
 #include "terminal/tool_error.h"
 
 namespace jorvaudit {
@@ -32,21 +32,6 @@ constexpr const char* kImagesStep = "images";
 constexpr const char* kDataStep = "data";
 constexpr std::int64_t kSecondsPerHour = 3600;
 
-void MakeOutput(const std::string& directory, const std::string& share) {
-    if (LiesIn(directory, share)) {
-        throw terminal::ToolError(directory + ": lies in the share, which is not written to");
-    }
-    std::error_code failure;
-    const bool isNew = fs::create_directories(directory, failure);
-    if (failure) {
-        throw terminal::ToolError(terminal::Errno(directory, failure.value()));
-    }
-    if (isNew) {
-        // Names of files are not for everyone.
-        ::chmod(directory.c_str(), S_IRWXU);
-    }
-}
-
 std::size_t Jobs(const AuditOptions& options) {
     // With cold caches a job mostly waits for the disk, so many at a time save most of the time,
     // and where everything is in memory they cost nothing.
@@ -58,37 +43,41 @@ std::size_t Jobs(const AuditOptions& options) {
 class Audit {
   public:
     explicit Audit(const AuditOptions& options)
-        : options_(options), share_(FindShare(options)), raw_(options.output + "/raw") {}
+        : options_(options),
+          known_(ReadKnown(options.acknowledge)),
+          share_(FindShare(options)),
+          raw_(options.output + "/raw") {}
 
     int Run() {
-        MakeOutput(options_.output, share_);
+        MakeOutput(options_.output, {share_});
+        const Scratch scratch(share_);
+        ground_ = Prepare(options_, scratch.Path());
+        if (!ground_.meaningless) {
+            division_ = Divide(share_, ground_.facts.tables,
+                               {.index = options_.part, .of = options_.parts});
+        }
         Journal journal(options_.output, Identity(), options_.resume);
-        {
-            const Scratch scratch(share_);
-            ground_ = Prepare(options_, scratch.Path());
-            if (!ground_.meaningless) {
-                SetAge(journal.Started());
-                units_ = UnitsOf(share_, ground_.facts.tables,
-                                 {.index = options_.part, .of = options_.parts});
-                CheckImagesOnce(&journal, scratch.Path());
-                CheckTree(&journal, scratch.Path());
-                CheckDataOnce(&journal, scratch.Path());
-            }
+        if (!ground_.meaningless) {
+            SetAge(journal.Started());
+            CheckImagesOnce(&journal, scratch.Path());
+            CheckTree(&journal, scratch.Path());
+            CheckDataOnce(&journal, scratch.Path());
         }
         Report report = MakeReport(&journal);
         WriteReport(report, options_.output);
         journal.Remove();
-        terminal::PrintResult(TextOf(report) + "\nAll of it: " + options_.output +
-                              "/report.html and report.json; the files: affected.txt\n");
+        PrintReported(TextOf(report) + "\nAll of it: " + options_.output +
+                      "/report.html and report.json; the files: affected.txt\n");
         return report.status;
     }
 
   private:
     [[nodiscard]] nlohmann::ordered_json Identity() const {
-        nlohmann::ordered_json identity = {{"version", JORVAUDIT_VERSION},
-                                           {"hours", options_.hours},
-                                           {"part", options_.part},
-                                           {"parts", options_.parts}};
+        nlohmann::ordered_json identity = {
+            {"version", JORVAUDIT_VERSION}, {"hours", options_.hours},
+            {"part", options_.part},        {"parts", options_.parts},
+            {"division", division_.digest}, {"tables", ground_.facts.tables}};
+        PutName(&identity, "configuration", ground_.configPath);
         PutName(&identity, "share", share_);
         PutName(&identity, "id", options_.shareId);
         return identity;
@@ -120,7 +109,7 @@ class Audit {
                         .jobs = Jobs(options_),
                         .timeLimit = Children::Seconds(options_.timeLimit)},
                        [&](const Advance& advance) { meter.Show(advance); });
-        tree.Run(units_);
+        tree.Run(division_.units);
     }
 
     void CheckDataOnce(Journal* journal, const std::string& scratch) {
@@ -137,7 +126,7 @@ class Audit {
         std::ranges::sort(journal->Findings());
         const DataResult data = CheckData({.options = &options_,
                                            .ground = &ground_,
-                                           .units = units_,
+                                           .units = division_.units,
                                            .scratch = scratch,
                                            .raw = raw_},
                                           sums, journal->Findings());
@@ -156,6 +145,7 @@ class Audit {
         report.volumeTable = ground_.facts.volumeTable;
         report.parts = options_.parts;
         report.present = {options_.part};
+        report.division = division_.digest;
         report.started = journal->Started();
         report.ended = std::time(nullptr);
         report.counted = !ground_.meaningless;
@@ -163,15 +153,16 @@ class Audit {
         report.volumes = ground_.volumes;
         report.findings = std::move(journal->Findings());
         std::ranges::move(ground_.findings, std::back_inserter(report.findings));
-        FinishReport(options_.output, options_.acknowledge, &report);
+        FinishReport(options_.output, known_, &report);
         return report;
     }
 
     const AuditOptions& options_;
+    const std::vector<Known> known_;  ///< read first: a bad file must not cost the audit
     const std::string share_;
     const std::string raw_;
     Ground ground_;
-    std::vector<Unit> units_;
+    Division division_;
 };
 
 }  // namespace
@@ -180,12 +171,41 @@ int RunAudit(const AuditOptions& options) {
     return Audit(options).Run();
 }
 
-void FinishReport(const std::string& directory, const std::string& acknowledge, Report* report) {
+void RefuseInShare(const std::string& path, const std::string& share) {
+    if (LiesIn(path, share)) {
+        throw terminal::ToolError(path + ": lies in the share, which is not written to");
+    }
+}
+
+void MakeOutput(const std::string& directory, const std::vector<std::string>& shares) {
+    for (const std::string& share : shares) {
+        RefuseInShare(directory, share);
+    }
+    std::error_code failure;
+    const bool isNew = fs::create_directories(directory, failure);
+    if (failure) {
+        throw terminal::ToolError(terminal::Errno(directory, failure.value()));
+    }
+    if (isNew) {
+        // Names of files are not for everyone.
+        ::chmod(directory.c_str(), S_IRWXU);
+    }
+}
+
+void PrintReported(const std::string& text) {
+    try {
+        terminal::PrintResult(text);
+    } catch (const terminal::Interrupted& interrupted) {
+        if (interrupted.signal != SIGPIPE) {
+            throw;
+        }
+    }
+}
+
+void FinishReport(const std::string& directory, const std::vector<Known>& known, Report* report) {
     Compose(report);
     CarryOver(directory, report);
-    if (!acknowledge.empty()) {
-        Acknowledge(acknowledge, report->ended, report);
-    }
+    Acknowledge(known, report->ended, report);
     // Again, now that it is known what was acknowledged.
     Compose(report);
 }

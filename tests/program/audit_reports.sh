@@ -73,6 +73,13 @@ END
 grep -q '^  d1/f4: damaged header, since 20' out
 ends 0 "$audit" diff second first
 grep -qx 'Gone: 3' out
+# A part has less findings, and an audit that looked at nothing has none.
+"${run[@]}" --output part --part 2/2 >printed || true
+ends 8 "$audit" diff second part
+grep -q 'different parts' err
+ends 8 env JORV_CONFIG=/nope "${run[@]}" --output nothing
+ends 4 "$audit" diff second nothing
+grep -qx 'Gone: not known, the newer audit looked at nothing' out
 ends 0 "$audit" diff first first --json
 python3 -c 'import json, sys; d = json.load(open("out")); assert len(d["still_there"]) > 2 and not d["new"]'
 since=$(grep -o '"name":"d1/f4".*' first/report.json | grep -o '"since":"[^"]*"')
@@ -125,6 +132,9 @@ more = 1'; do
     grep -q "^jorvaudit: bad.toml:[0-9]" err
 done
 
+"$bin/jorvshare" pack source other --share-id 8 >packed
+ends 0 env JORV_CONFIG=other/jorv.toml "$audit" run --share_id 8 --output third
+
 # Refused: usage is 16, what does not work is 8.
 ends 16 "$audit"
 ends 16 "$audit" run
@@ -139,14 +149,29 @@ ends 8 "${run[@]}" --output "$share/report"
 grep -q 'lies in the share' err
 ln -s "$share" link
 ends 8 "${run[@]}" --output link/deep/report
+ends 8 "$audit" merge first --output "$share/head/report"
+ends 8 "$audit" merge first third --output "$share/head/report"
+ends 8 "$audit" show first --html "$share/head/x.html"
+grep -q 'lies in the share' err
+[[ ! -e $share/head/report && ! -e $share/head/x.html ]]
+# Before the audit begins, and nothing is left of it.
+ends 8 "${run[@]}" --output y --acknowledge /nope
+ends 8 env TMPDIR=/nope "${run[@]}" --output y
+[[ ! -e y/journal ]]
+ends 16 "$audit" run --share_id '' --output y
+ends 16 "$audit" run --share_path '' --output y
+ends 16 "${run[@]}" --output y --time-limit nan
+# The report is written, whether or not somebody reads its text.
+rm -rf y
+(set +o pipefail; { status=0; "${run[@]}" --output y 2>err || status=$?; echo "$status" >ended; } | true)
+(( $(<ended) == 12 ))
+[[ -e y/report.json ]]
 ends 8 "$audit" show none
 ends 8 "$audit" show known.toml
 ends 8 "$audit" merge first second --output x
 grep -q 'part 1 is there twice' err
 ends 0 "$audit" --version
 ends 0 "$audit" run --help
-"$bin/jorvshare" pack source other --share-id 8 >packed
-ends 0 env JORV_CONFIG=other/jorv.toml "$audit" run --share_id 8 --output third
 ends 8 "$audit" diff first third
 grep -q 'different shares' err
 

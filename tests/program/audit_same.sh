@@ -26,6 +26,14 @@ audit() { # REPORT WORD...
     echo "$status"
 }
 
+cat >stops <<END
+#!/bin/bash
+echo >>$work/calls
+(( \$(wc -l <$work/calls) == 1 )) || sleep 100
+exec $(realpath "$bin")/jorvck "\$@"
+END
+chmod +x stops
+
 "$here/made-tree" source
 for (( i = 0; i < 200; ++i )); do
     mkdir -p "source/a$(( i % 11 ))/b$(( i % 5 ))"
@@ -89,11 +97,29 @@ for layout in files tables; do
         (( $(audit stopped --resume) == status ))
         same one stopped
     fi
+    # A checker that stops after the try at the beginning: the audit is interrupted at its first view.
+    : >calls
+    "$bin/jorvaudit" run --share_path "$share" --share_id 7 --part 3/3 --output changed \
+        --checker "$work/stops" >printed 2>errors &
+    until (( $(wc -l <calls) > 1 )); do sleep 0.05; done
+    kill -INT $!
+    wait $! || (( $? == 32 ))
+    cp -r changed changed-not
+    (( $(audit changed-not --part 3/3 --resume) != 8 )) || { cat errors; exit 1; }
+    # Another directory shifts all parts: what was half done does not go on, nor do the parts merge.
+    mkdir "$share/head/a0/new"
+    (( $(audit changed --part 3/3 --resume) == 8 ))
+    grep -q 'upper directories of the share have changed' errors
+    audit part-3 --part 3/3 >part-status
+    merged=0
+    "$bin/jorvaudit" merge part-1 part-2 part-3 --output x >printed 2>errors || merged=$?
+    (( merged == 8 )) || { cat printed; exit 1; }
+    grep -q 'the directories of the share changed between the parts: audit all parts again$' errors
     # No view is left, no process, and the share is as it was.
     if find views -mindepth 1 | grep .; then
         echo 'a view was left'
         exit 1
     fi
-    rm -rf site one jobs-* part-? without-2 merged killed whole stopped
+    rm -rf site one jobs-* part-? without-2 merged killed whole stopped changed*
     echo "$layout: the same with 1, 4 and 16 jobs, of three parts, and after $kills kills"
 done

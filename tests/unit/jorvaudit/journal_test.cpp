@@ -1,12 +1,15 @@
 #include "jorvaudit/journal.h"
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <memory>
 #include <thread>
 
+#include "terminal/interrupt.h"
 #include "terminal/tool_error.h"
 #include "tests/support/temp_dir.h"
 
@@ -107,6 +110,41 @@ TEST_F(JournalTest, AnInterruptedAuditIsNotOverwritten) {
     EXPECT_THROW(Journal(directory_.Path(), {{"share", "/t"}}, true), terminal::ToolError);
     const Journal journal(directory_.Path(), kIdentity, true);
     EXPECT_THROW(Journal(directory_.Path(), kIdentity, true), terminal::ToolError) << "two at once";
+}
+
+TEST_F(JournalTest, WhatIsNoJournalIsRefusedByItsPath) {
+    { const Journal journal(directory_.Path(), kIdentity, false); }
+    const std::string first = ReadFile(directory_ / "journal");
+    for (const std::string& text :
+         {std::string("5\n"), std::string("{}\n"), first + "5\n", first + "{}\n"}) {
+        WriteFile(directory_ / "journal", text);
+        try {
+            const Journal journal(directory_.Path(), kIdentity, true);
+            ADD_FAILURE() << text;
+        } catch (const terminal::ToolError& error) {
+            EXPECT_EQ(error.Message(), (directory_ / "journal") + ": not the journal of an audit");
+        }
+    }
+}
+
+// A line that does not fit is written in part, and the part is no failure of its own.
+TEST_F(JournalTest, ALineThatDoesNotFitTellsWhy) {
+    Journal journal(directory_.Path(), kIdentity, false);
+    const terminal::InterruptScope scope;
+    struct rlimit former = {};
+    ::getrlimit(RLIMIT_FSIZE, &former);
+    struct rlimit limit = former;
+    limit.rlim_cur = ReadFile(directory_ / "journal").size() + 10;
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    errno = ESRCH;
+    std::string message;
+    try {
+        journal.Add("/a", {}, {}, "");
+    } catch (const terminal::ToolError& error) {
+        message = error.Message();
+    }
+    ::setrlimit(RLIMIT_FSIZE, &former);
+    EXPECT_EQ(message, terminal::Errno(directory_ / "journal", EFBIG));
 }
 
 TEST_F(JournalTest, IsGoneWhenTheReportIsWritten) {

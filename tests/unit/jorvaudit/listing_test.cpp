@@ -197,7 +197,8 @@ TEST_F(ListingTest, PartsDivideAShare) {
     for (const unsigned of : {1U, 2U, 3U, 8U, 100U}) {
         std::multiset<std::string> found;
         for (unsigned index = 1; index <= of; ++index) {
-            for (const Unit& unit : UnitsOf(share_.Path(), false, {.index = index, .of = of})) {
+            for (const Unit& unit :
+                 Divide(share_.Path(), false, {.index = index, .of = of}).units) {
                 for (const std::string& path : all) {
                     const bool isBelow =
                         unit.path.empty() || path == unit.path || path.starts_with(unit.path + "/");
@@ -210,6 +211,22 @@ TEST_F(ListingTest, PartsDivideAShare) {
         EXPECT_EQ(std::set<std::string>(found.begin(), found.end()), all) << of;
         EXPECT_EQ(found.size(), all.size()) << of;
     }
+}
+
+TEST_F(ListingTest, PartsHaveTheSameDigestUntilAnUpperDirectoryChanges) {
+    const auto digest = [&](unsigned index, unsigned of) {
+        return Divide(share_.Path(), false, {.index = index, .of = of}).digest;
+    };
+    MakeDirs(share_ / "head/a/b");
+    const std::string first = digest(1, 2);
+    EXPECT_NE(first, "");
+    EXPECT_EQ(digest(2, 2), first);
+    MakeDirs(share_ / "head/a/b/c/d");
+    EXPECT_NE(digest(2, 2), first);
+    const std::string second = digest(1, 2);
+    MakeDirs(share_ / "head/a/b/c/e");
+    EXPECT_EQ(digest(2, 2), second) << "too deep to be divided";
+    EXPECT_EQ(digest(1, 1), "") << "not divided";
 }
 
 }  // namespace

@@ -228,6 +228,7 @@ TEST(Merge, PartsAreAddedInAnyOrder) {
         Report part = Complete();
         part.parts = 3;
         part.present = {4 - i};
+        part.division = "d";
         part.ended += i;
         part.findings = {FileFinding(kinds::kCorruptHeader, "f" + std::to_string(i))};
         part.tally.named = IdsOf(std::to_string(63 + i));
@@ -256,6 +257,31 @@ TEST(Merge, WhatDoesNotBelongTogetherIsRefused) {
     other.sharePath = "/t";
     EXPECT_THROW(Merge({part, other}), terminal::ToolError) << "another share";
     EXPECT_THROW(Merge({}), terminal::ToolError);
+}
+
+TEST(Merge, PartsOfAnotherDivisionAreRefused) {
+    Report part = Complete();
+    part.parts = 3;
+    part.present = {1};
+    part.division = "one";
+    Report other = part;
+    other.present = {2};
+    Report notCounted = part;
+    notCounted.present = {3};
+    notCounted.counted = false;
+    notCounted.division.clear();
+    EXPECT_EQ(Merge({part, other}).division, "one");
+    EXPECT_EQ(Merge({part, other, notCounted}).status, kNotChecked)
+        << "what was not looked at was not divided either";
+    other.division = "two";
+    EXPECT_THROW(Merge({part, other}), terminal::ToolError);
+    EXPECT_THROW(Merge({part, notCounted, other}), terminal::ToolError);
+    notCounted.present = {1};
+    part.present = {3};
+    EXPECT_THROW(Merge({notCounted, other, part}), terminal::ToolError);
+    part.division.clear();
+    other.division.clear();
+    EXPECT_THROW(Merge({part, other}), terminal::ToolError) << "of an older version";
 }
 
 TEST(Tally, UpperDirectoriesAreFoldedAlikeInPartsAndAsAWhole) {
@@ -294,6 +320,7 @@ TEST(ReportJson, AReportThatIsReadIsTheOneThatWasWritten) {
     report.hours = 24;
     report.parts = 3;
     report.present = {2};
+    report.division = "d";
     report.tally.named = IdsOf("64-70");
     report.history = {{.ended = 900000000, .status = 4, .findings = 2, .files = 9}};
     Finding finding = FileFinding(kinds::kContainerMissing, "line\nend \xff\xc3\xa4");
@@ -319,6 +346,7 @@ TEST(ReportJson, AReportThatIsReadIsTheOneThatWasWritten) {
     EXPECT_EQ(read.findings[0].name, finding.name);
     EXPECT_EQ(read.findings[0].group, finding.group);
     EXPECT_EQ(read.shareId, "x\xff");
+    EXPECT_EQ(read.division, "d");
 }
 
 TEST(ReportJson, WhatIsNoReportIsRefused) {
@@ -331,6 +359,14 @@ TEST(ReportJson, WhatIsNoReportIsRefused) {
           "{\"findings\":[[]]}"}) {
         test_support::WriteFile(path, text);
         EXPECT_THROW(ReadReport(path), terminal::ToolError) << text;
+    }
+    for (const char* const text : {"5", "{}"}) {
+        test_support::WriteFile(path, text);
+        try {
+            ReadReport(path);
+        } catch (const terminal::ToolError& error) {
+            EXPECT_THAT(error.Message(), testing::StartsWith(path + ": not a report: "));
+        }
     }
 }
 
