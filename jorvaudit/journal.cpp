@@ -20,6 +20,18 @@ namespace jorvaudit {
 
 using json = nlohmann::ordered_json;
 
+namespace {
+
+// The identity without what was found.
+json Asked(json identity) {
+    if (identity.is_object()) {
+        identity.erase("found");
+    }
+    return identity;
+}
+
+}  // namespace
+
 Journal::Journal(const std::string& directory, const json& identity, bool resume)
     : path_(directory + "/journal"), rawPath_(directory + "/raw/views.txt") {
     file_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
@@ -83,12 +95,15 @@ void Journal::Read(const json& identity) {
             if (!object.is_object() || !object.contains("audit") || !object.contains("started")) {
                 throw terminal::ToolError(path_ + ": not the journal of an audit");
             }
-            if (object.at("audit") != identity) {
+            if (Asked(object.at("audit")) != Asked(identity)) {
                 throw terminal::ToolError(
                     path_ +
-                    ": the interrupted audit was another one or with another configuration, or the "
-                    "upper directories of the "
-                    "share have changed since; remove the file to begin anew");
+                    ": the interrupted audit was another one; remove the file "
+                    "to begin anew");
+            }
+            // What is done is of no use once the share or its configuration has changed.
+            if (object.at("audit") != identity) {
+                break;
             }
             object.at("started").get_to(started_);
         } else {

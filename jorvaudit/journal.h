@@ -18,7 +18,8 @@ class Journal {
   public:
     /// Opens or makes the journal. An unfinished one is gone on with where `resume` says so, and
     /// refused otherwise. Throws ToolError, also when another audit holds it for a second, or the
-    /// unfinished one was of something else than `identity`.
+    /// unfinished one was asked for something else than `identity` says. What `identity` has below
+    /// "found" may differ: then nothing is taken over.
     Journal(const std::string& directory, const nlohmann::ordered_json& identity, bool resume);
     ~Journal();
     Journal(const Journal&) = delete;

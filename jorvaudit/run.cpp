@@ -73,11 +73,12 @@ class Audit {
 
   private:
     [[nodiscard]] nlohmann::ordered_json Identity() const {
-        nlohmann::ordered_json identity = {
-            {"version", JORVAUDIT_VERSION}, {"hours", options_.hours},
-            {"part", options_.part},        {"parts", options_.parts},
-            {"division", division_.digest}, {"tables", ground_.facts.tables}};
-        PutName(&identity, "configuration", ground_.configPath);
+        nlohmann::ordered_json identity = {{"version", JORVAUDIT_VERSION},
+                                           {"hours", options_.hours},
+                                           {"part", options_.part},
+                                           {"parts", options_.parts}};
+        identity["found"] = {{"division", division_.digest}, {"tables", ground_.facts.tables}};
+        PutName(&identity["found"], "configuration", ground_.configPath);
         PutName(&identity, "share", share_);
         PutName(&identity, "id", options_.shareId);
         return identity;
