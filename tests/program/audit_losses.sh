@@ -64,8 +64,10 @@ for layout in files tables; do
     loss 'half of map gone' "$lost" 'header without extents: map/d1 (' rm -r site/meta/7/7/map/d1 site/meta/7/7/map/d2
     loss 'head gone' 12 'tree that is not there: head' rm -r site/meta/7/7/head
     for other in 'cp site/meta/7/7/head/d0/f4' 'ln -s nowhere' 'ln -s d1'; do
+        read -ra replaced <<<"$other"
         # A header that is a loop cannot be read.
-        loss "header directory replaced by $other" 12 'extents without a header: head/d1 (10 files)' replace_headers $other
+        loss "header directory replaced by $other" 12 'extents without a header: head/d1 (10 files)' \
+            replace_headers "${replaced[@]}"
     done
     loss 'header directory linked' 8 'coverage that is not complete: directories' link_headers
     loss 'head is a file' 4 'tree that is not there: head' empty_trees
