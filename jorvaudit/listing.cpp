@@ -122,7 +122,7 @@ class Lister {
                 continue;
             }
             // Under the name of a header, a directory is the file's own: tables, or damage. The
-            // header may also stand where a directory was: what is below is looked at too. Whether
+            // header may also be where a directory was: what is below is looked at too. Whether
             // there are tables is not asked here, the disk would be waited for at each file.
             if (isFile) {
                 isDirectory = isDirectory || (!inTrees.at(i).isLink && (i == 2 || !tables_));
