@@ -181,8 +181,8 @@ std::string Below(const std::string& directory, const std::string& name) {
 
 bool HoldsTables(const std::string& directory) {
     struct stat attributes = {};
-    return ::stat((directory + "/data.mdb").c_str(), &attributes) == 0 &&
-           S_ISREG(attributes.st_mode);
+    return ::lstat((directory + "/data.mdb").c_str(), &attributes) == 0 &&
+           !S_ISDIR(attributes.st_mode);
 }
 
 Listing ListDirectory(const std::string& share, const std::string& path, bool tables) {

@@ -20,7 +20,8 @@ std::string PathIn(const std::string& share, Tree tree, std::string_view path);
 std::string Below(const std::string& directory, const std::string& name);
 
 /// Whether a directory of the map tree holds the mapping tables of a file: data.mdb is also a name
-/// that a user's file can have, and then it is a directory.
+/// that a user's file can have, and then it is a directory. Anything else of that name is, or was,
+/// the tables.
 bool HoldsTables(const std::string& directory);
 
 /// What a tree has under a name.

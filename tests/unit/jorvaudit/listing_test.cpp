@@ -59,6 +59,19 @@ TEST_F(ListingTest, FilesAreNamedByAllThreeTrees) {
     EXPECT_EQ(listing.missing, (std::array<bool, 3>{}));
 }
 
+TEST_F(ListingTest, WhatIsNoDirectoryInThePlaceOfTablesIsTheTables) {
+    MakeDirs(share_ / "map/f");
+    EXPECT_FALSE(HoldsTables(share_ / "map/f"));
+    std::filesystem::create_symlink("nowhere", share_ / "map/f/data.mdb");
+    EXPECT_TRUE(HoldsTables(share_ / "map/f"));
+    std::filesystem::remove(share_ / "map/f/data.mdb");
+    ASSERT_EQ(::mkfifo((share_ / "map/f/data.mdb").c_str(), 0600), 0);
+    EXPECT_TRUE(HoldsTables(share_ / "map/f"));
+    std::filesystem::remove(share_ / "map/f/data.mdb");
+    MakeDirs(share_ / "map/f/data.mdb");
+    EXPECT_FALSE(HoldsTables(share_ / "map/f"));
+}
+
 TEST_F(ListingTest, HeadersAloneAreThoseOfTheHeadTree) {
     WriteFile(share_ / "head/b", "");
     WriteFile(share_ / "map/b", "");
