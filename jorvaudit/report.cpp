@@ -93,10 +93,10 @@ void FillCoverage(Report* report, const IdSet& missing) {
     // Where no container is known at all, none was looked for in the extents either.
     const bool someKnown = std::ranges::any_of(
         report->volumes, [](const Volume& volume) { return volume.containers > 0; });
-    if (!allSearched) {
-        containers.lookedAt -= someKnown
-                                   ? std::min(containers.lookedAt, boost::icl::cardinality(missing))
-                                   : containers.lookedAt;
+    if (!someKnown && !allSearched) {
+        containers.lookedAt = 0;
+    } else if (!allSearched) {
+        containers.lookedAt -= std::min(containers.lookedAt, boost::icl::cardinality(missing));
     }
     for (std::size_t i = 0; i < kWhats.size(); ++i) {
         const auto what = static_cast<What>(i);
