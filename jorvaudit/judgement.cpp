@@ -100,6 +100,14 @@ class Judgement {
     }
 
     void JudgeData() {
+        // The checker compares what is there of an extent, so it may say nothing, or what follows
+        // from it.
+        if (file_.unit == Has::kFile && facts_.unitError == 0 &&
+            facts_.unitSize < facts_.unitNeeds) {
+            Add(kinds::kStorageUnitCut, "has " + std::to_string(facts_.unitSize) + " bytes of " +
+                                            std::to_string(facts_.unitNeeds));
+            return;
+        }
         // The checker sums what it could read, so a read that fails part-way gives this line too.
         if (Said(lines::kChecksumFailed) && facts_.unitError == 0) {
             Add(kinds::kChecksumFailed);

@@ -200,6 +200,14 @@ inline constexpr Kind kStorageUnitMissing = {
     "checker alone passes over this in silence.",
     "Restore the storage unit from a replica or a backup.",
     kListUnit};
+inline constexpr Kind kStorageUnitCut = {
+    "storage-unit-cut",
+    kDamage,
+    "storage unit that is too short",
+    "The storage unit ends before the local data of the file's extents does: its end is lost. The "
+    "checker compares only what is there, and may say nothing.",
+    "Restore the storage unit from a replica or a backup.",
+    kListUnit};
 inline constexpr Kind kStorageUnitNotAFile = {
     "storage-unit-not-a-file",
     kDamage,
@@ -446,6 +454,7 @@ constexpr const Kind* FindKind(std::string_view id) {
                                  &kStorageUnitWithoutHeader,
                                  &kHeaderWithoutExtents,
                                  &kStorageUnitMissing,
+                                 &kStorageUnitCut,
                                  &kStorageUnitNotAFile,
                                  &kExtentsElsewhere,
                                  &kContainerMissing,

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
@@ -79,6 +80,16 @@ class OpenedFile {
     int error_;
 };
 
+// The first byte after local data; 0 where the checker refuses the extent before it reads.
+std::int64_t EndOfLocalData(storage::Ext* extent) {
+    const std::uint64_t length = extent->GetEndOffset() - extent->GetStartOffset();
+    const std::int64_t offset = extent->GetDataOffset();
+    constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+    return length > kMostLocalBytes || offset < 0 || offset > kMost - std::int64_t{kMostLocalBytes}
+               ? 0
+               : offset + static_cast<std::int64_t>(length);
+}
+
 bool IsSameDirectory(const std::string& a, const std::string& b) {
     struct stat first = {};
     struct stat second = {};
@@ -149,7 +160,7 @@ FileFacts StorageLook::Look(const std::string& directory, const FileEntry& file,
     if (file.unit == Has::kFile && ::faccessat(AT_FDCWD, unitPath.c_str(), R_OK, AT_EACCESS) != 0) {
         facts.unitError = errno;
     }
-    if (depth == Depth::kHeader || file.extents == Has::kNothing) {
+    if ((depth == Depth::kHeader && file.unit != Has::kFile) || file.extents == Has::kNothing) {
         return facts;
     }
     std::unique_ptr<OpenedFile> unit;
@@ -160,9 +171,12 @@ FileFacts StorageLook::Look(const std::string& directory, const FileEntry& file,
     std::vector<char> buffer;
     const auto visit = [&](storage::Ext* extent) {
         const std::uint64_t dcid = extent->GetDCID().dcid;
-        if (dcid == kLocal && unit) {
-            unit->Read(extent->GetDataOffset(), extent->GetEndOffset() - extent->GetStartOffset(),
-                       &buffer);
+        if (dcid == kLocal) {
+            facts.unitNeeds = std::max(facts.unitNeeds, EndOfLocalData(extent));
+            if (unit) {
+                unit->Read(extent->GetDataOffset(),
+                           extent->GetEndOffset() - extent->GetStartOffset(), &buffer);
+            }
         }
         // Neighbouring extents mostly lie in one container.
         if (dcid >= kFirstContainer && dcid != last) {
@@ -180,6 +194,11 @@ FileFacts StorageLook::Look(const std::string& directory, const FileEntry& file,
     }
     if (unit) {
         facts.unitError = unit->Error();
+    }
+    struct stat attributes = {};
+    if (facts.unitNeeds > 0 && file.unit == Has::kFile && facts.unitError == 0) {
+        facts.unitError = ::stat(unitPath.c_str(), &attributes) != 0 ? errno : 0;
+        facts.unitSize = attributes.st_size;
     }
     std::ranges::sort(facts.missing);
     facts.missing.erase(std::unique(facts.missing.begin(), facts.missing.end()),

@@ -45,7 +45,9 @@ struct FileFacts {
     bool hostile = false;       ///< that place holds a line end
     int extentsError = 0;
     std::vector<std::uint64_t> missing = {};  ///< containers that no volume has, ascending
-    int unitError = 0;  ///< of opening the storage unit, or of reading local data
+    int unitError = 0;           ///< of opening the storage unit, or of reading local data
+    std::int64_t unitSize = 0;   ///< bytes of the storage unit
+    std::int64_t unitNeeds = 0;  ///< bytes that it must have for the extents' local data
 
     [[nodiscard]] bool HasError() const {
         return headerError != 0 || extentsError != 0 || unitError != 0;
@@ -53,8 +55,8 @@ struct FileFacts {
 };
 
 enum class Depth {
-    kHeader,   ///< the header, and whether the storage unit opens
-    kExtents,  ///< also the extents
+    kHeader,   ///< the header; of a file with a storage unit also the extents, and the unit's size
+    kExtents,  ///< also the extents of any file
     kData,     ///< also whether local data can be read
 };
 

@@ -101,6 +101,7 @@ for layout in files tables; do
     if [[ $layout == files ]]; then
         loss 'stu gone' 4 'storage unit that is missing: stu (' rm -r site/meta/7/7/stu
         loss 'local data overwritten' 4 'local data that is not what was written (' overwrite_local
+        loss 'end of the local data' 4 'd3/f3: storage unit that is too short, has ' truncate -s -1 site/meta/7/7/stu/d3/f3
     fi
     if (( EUID == 0 )); then
         # Root reads everything, so the audit is another user's, who must reach the programs.
@@ -145,4 +146,7 @@ run=("$bin/jorvaudit" run --share_path site/meta/7/7 --output report)
 loss sound 0 'Verdict: sound: everything was looked at' true
 loss 'local data overwritten' 4 'local data that is not what was written (40 files)' overwrite_local
 loss 'stu gone' 4 'storage unit that is missing: stu (40 files)' rm -r site/meta/7/7/stu
+# What is lost here is no byte of those that the checker compares.
+loss 'end of the local data' 4 'd1/f5: storage unit that is too short, has 4999 bytes of 5000' truncate -s 4999 site/meta/7/7/stu/d1/f5
+loss 'all but the start' 4 'd1/f5: storage unit that is too short, has 1 bytes of 5000' truncate -s 1 site/meta/7/7/stu/d1/f5
 echo "$layout: $count losses"

@@ -95,6 +95,19 @@ TEST(Judge, AChecksumOverAPartThatCouldBeReadIsAStorageUnitThatCannotBeRead) {
         ElementsAre("storage-unit-unreadable"));
 }
 
+TEST(Judge, AStorageUnitThatIsTooShortIsOneFindingWhateverTheCheckerSays) {
+    const FileFacts cut = {.unitSize = 9, .unitNeeds = 10};
+    EXPECT_THAT(IdsFor(Whole(), cut, kNothing), ElementsAre("storage-unit-cut"));
+    EXPECT_EQ(Judge("f", Whole(), cut, kNothing, false)[0].detail, "has 9 bytes of 10");
+    EXPECT_THAT(IdsFor(Whole(), cut,
+                       Said({{&lines::kChecksumFailed, {"/s/map/d/f"}},
+                             {&lines::kReadFailed, {"/s/map/d/f"}}})),
+                ElementsAre("storage-unit-cut"));
+    EXPECT_THAT(IdsFor(Whole(), {.unitError = EIO, .unitSize = 9, .unitNeeds = 10}, kNothing),
+                ElementsAre("storage-unit-unreadable"));
+    EXPECT_THAT(IdsFor(Whole(), {.unitSize = 10, .unitNeeds = 10}, kNothing), IsEmpty());
+}
+
 TEST(Judge, AHeaderWithoutExtentsIsAFindingUnlessATableFileIsEmpty) {
     FileEntry file = Whole();
     file.extents = Has::kNothing;
