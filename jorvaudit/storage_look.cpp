@@ -80,14 +80,17 @@ class OpenedFile {
     int error_;
 };
 
-// The first byte after local data; 0 where the checker refuses the extent before it reads.
-std::int64_t EndOfLocalData(storage::Ext* extent) {
-    const std::uint64_t length = extent->GetEndOffset() - extent->GetStartOffset();
+// How long a storage unit must be for an extent of a file of `size` bytes. An extent may reach
+// beyond the end of the file: nothing is lost there. 0 where the checker refuses the extent before
+// it reads.
+std::int64_t NeededBy(storage::Ext* extent, std::int64_t size) {
+    const std::uint64_t start = extent->GetStartOffset();
+    const std::uint64_t end = std::min(extent->GetEndOffset(), static_cast<std::uint64_t>(size));
     const std::int64_t offset = extent->GetDataOffset();
-    constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
-    return length > kMostLocalBytes || offset < 0 || offset > kMost - std::int64_t{kMostLocalBytes}
-               ? 0
-               : offset + static_cast<std::int64_t>(length);
+    constexpr auto kLargest = std::numeric_limits<std::int64_t>::max() - kMostLocalBytes;
+    const bool isRead = extent->GetEndOffset() - start <= kMostLocalBytes && offset >= 0 &&
+                        static_cast<std::uint64_t>(offset) <= kLargest;
+    return isRead && start < end ? offset + static_cast<std::int64_t>(end - start) : 0;
 }
 
 bool IsSameDirectory(const std::string& a, const std::string& b) {
@@ -172,7 +175,7 @@ FileFacts StorageLook::Look(const std::string& directory, const FileEntry& file,
     const auto visit = [&](storage::Ext* extent) {
         const std::uint64_t dcid = extent->GetDCID().dcid;
         if (dcid == kLocal) {
-            facts.unitNeeds = std::max(facts.unitNeeds, EndOfLocalData(extent));
+            facts.unitNeeds = std::max(facts.unitNeeds, NeededBy(extent, facts.size));
             if (unit) {
                 unit->Read(extent->GetDataOffset(),
                            extent->GetEndOffset() - extent->GetStartOffset(), &buffer);

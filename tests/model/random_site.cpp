@@ -112,7 +112,8 @@ class RandomSite {
             file["header"] = Header();
         }
         if (!Odd(25)) {
-            file["stu"] = {{"repeat", {"4142", 1 + Below(5000)}}};
+            // A sound one has all bytes of the longest extent.
+            file["stu"] = {{"repeat", {"4142", (sound_ ? 131072U : 1U) + Below(5000)}}};
         }
         if (tables_ != Odd(5)) {
             file["tables"] = Tables();

@@ -137,6 +137,8 @@ python3 - >recipe.json <<'END'
 import json
 files = [{"path": f"d{i % 4}/f{i}", "header": {}, "stu": {"repeat": [f"{i:02x}", 5000]},
           "tables": {"tables": [{"offset": 0, "extents": [{"start": 0, "end": 5000}]}]}} for i in range(40)]
+# An extent that reaches beyond the end of its file, and so of the data.
+files.append({**files[0], "path": "d0/tail", "header": {"size": 4000}, "stu": {"repeat": ["ab", 4000]}})
 print(json.dumps({"config": {"use_file_ext_map": 1}, "volumes": [{"name": "v1", "containers": [64]}],
                   "shares": [{"id": "7", "files": files}]}))
 END
@@ -144,9 +146,10 @@ END
 mv site sound
 run=("$bin/jorvaudit" run --share_path site/meta/7/7 --output report)
 loss sound 0 'Verdict: sound: everything was looked at' true
-loss 'local data overwritten' 4 'local data that is not what was written (40 files)' overwrite_local
-loss 'stu gone' 4 'storage unit that is missing: stu (40 files)' rm -r site/meta/7/7/stu
+loss 'local data overwritten' 4 'local data that is not what was written (41 files)' overwrite_local
+loss 'stu gone' 4 'storage unit that is missing: stu (41 files)' rm -r site/meta/7/7/stu
 # What is lost here is no byte of those that the checker compares.
 loss 'end of the local data' 4 'd1/f5: storage unit that is too short, has 4999 bytes of 5000' truncate -s 4999 site/meta/7/7/stu/d1/f5
+loss 'end of the data before that of the extent' 4 'd0/tail: storage unit that is too short, has 3999 bytes of 4000' truncate -s 3999 site/meta/7/7/stu/d0/tail
 loss 'all but the start' 4 'd1/f5: storage unit that is too short, has 1 bytes of 5000' truncate -s 1 site/meta/7/7/stu/d1/f5
 echo "$layout: $count losses"
