@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "lines/lines.h"
 #include "tests/campaign/known_lines.h"
 #include "tests/model/checker_run.h"
 #include "tests/support/temp_dir.h"
@@ -31,6 +32,16 @@ std::optional<std::string> UserFileOf(const Victim& victim) {
         default:
             return std::nullopt;
     }
+}
+
+/// Whether the checker printed a finding about images or their list.
+bool HasImageFinding(const model::Ended& ended) {
+    return std::ranges::any_of(lines::kAll, [&](const lines::Line* line) {
+        const std::string_view begin = line->text.substr(0, line->text.find("{}"));
+        return line->check == lines::Check::kVirtualCopy &&
+               (line->kind == lines::Kind::kFinding || line->kind == lines::Kind::kCannotGoOn) &&
+               ended.err.find(begin) != std::string::npos;
+    });
 }
 
 std::string Joined(const std::set<std::string>& files) {
@@ -86,7 +97,7 @@ AuditedScene::Result AuditedScene::Audit() const {
 }
 
 std::string AuditedScene::WhatIsWrong(const Victim& victim, const Mutation& mutation, bool changed,
-                                      Outcome outcome) const {
+                                      Outcome outcome, const model::Ended& ended) const {
     const Result result = Audit();
     if (!result.wrong.empty()) {
         return "the audit: " + result.wrong + "\n" + result.text;
@@ -100,7 +111,8 @@ std::string AuditedScene::WhatIsWrong(const Victim& victim, const Mutation& muta
         if (isDamaged || result.files.contains(*file)) {
             expected.insert(*file);
         }
-    } else if (outcome != Outcome::kSame && result.findings == sound_.findings) {
+    } else if (outcome != Outcome::kSame && result.findings == sound_.findings &&
+               (victim.kind != FileKind::kImageList || HasImageFinding(ended))) {
         return "the audit finds what it finds in the sound share\n" + result.text;
     } else if (victim.kind != FileKind::kImage && victim.kind != FileKind::kImageList) {
         // By the configuration, the volumes or a container any file may be concerned.

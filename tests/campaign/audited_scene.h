@@ -22,10 +22,13 @@ class AuditedScene {
     ///
     /// @param changed whether the file's bytes are others than before
     /// @param outcome what the checker alone made of it
+    /// @param ended the checker's run
     /// @return what is wrong about the audit; empty when it names exactly the damaged file, or, for
     ///     one that no user file belongs to, has another finding where the checker has other lines.
+    ///     A list of images may be whole and name others: there only findings count.
     [[nodiscard]] std::string WhatIsWrong(const Victim& victim, const Mutation& mutation,
-                                          bool changed, Outcome outcome) const;
+                                          bool changed, Outcome outcome,
+                                          const model::Ended& ended) const;
 
   private:
     struct Result {

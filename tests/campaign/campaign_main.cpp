@@ -134,7 +134,7 @@ class Campaign {
             ended = model::RunChecker(scene.invocation, how);
             judgement = oracles_[trial.scene].Judge(victim, mutation, true, ended, nullptr);
             if (!how.asNobody) {
-                JudgeAudit(number, true, judgement);
+                JudgeAudit(number, true, ended, judgement);
             }
         } else {
             const std::string bytes = Apply(mutation, victim.kind, sound, Other(scene, victim));
@@ -154,7 +154,7 @@ class Campaign {
             judgement = oracle.Judge(victim, mutation, bytes != sound, ended,
                                      leadsOut ? &confinement_ : nullptr);
             if (!leadsOut) {
-                JudgeAudit(number, bytes != sound, judgement);
+                JudgeAudit(number, bytes != sound, ended, judgement);
             }
         }
         tally_.Count(scene, victim, mutation, judgement, !how.program.empty());
@@ -164,15 +164,17 @@ class Campaign {
     }
 
     // While the file is damaged: now and then the audit, which must name it and no other.
-    void JudgeAudit(std::size_t number, bool changed, Judgement& judgement) {
+    void JudgeAudit(std::size_t number, bool changed, const model::Ended& ended,
+                    Judgement& judgement) {
         constexpr std::size_t kAuditEvery = 50;
         const Trial& trial = plan_.at(number);
         if (number % kAuditEvery != 0 || judgement.outcome == Outcome::kUnexplained) {
             return;
         }
         ++audited_;
-        std::string wrong = audits_[trial.scene].WhatIsWrong(
-            scenes_[trial.scene].victims[trial.victim], trial.mutation, changed, judgement.outcome);
+        std::string wrong =
+            audits_[trial.scene].WhatIsWrong(scenes_[trial.scene].victims[trial.victim],
+                                             trial.mutation, changed, judgement.outcome, ended);
         if (!wrong.empty()) {
             judgement = {Outcome::kUnexplained, judgement.layer, std::move(wrong)};
         }
