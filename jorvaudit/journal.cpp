@@ -30,14 +30,16 @@ json Asked(json identity) {
     return identity;
 }
 
+bool IsAt(const std::string& path, const struct stat& file) {
+    struct stat there = {};
+    return ::stat(path.c_str(), &there) == 0 && there.st_dev == file.st_dev &&
+           there.st_ino == file.st_ino;
+}
+
 }  // namespace
 
 Journal::Journal(const std::string& directory, const json& identity, bool resume)
     : path_(directory + "/journal"), rawPath_(directory + "/raw/views.txt") {
-    file_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (file_ < 0) {
-        throw terminal::ToolError(terminal::Errno(path_, errno));
-    }
     try {
         Take(identity, resume);
     } catch (...) {
@@ -47,9 +49,15 @@ Journal::Journal(const std::string& directory, const json& identity, bool resume
 }
 
 void Journal::Take(const json& identity, bool resume) {
-    TakeLock();
     struct stat attributes = {};
-    ::fstat(file_, &attributes);
+    // The audit that held the lock may have ended meanwhile and removed the file that was opened.
+    do {
+        Open();
+        TakeLock();
+        if (::fstat(file_, &attributes) != 0) {
+            throw terminal::ToolError(terminal::Errno(path_, errno));
+        }
+    } while (!IsAt(path_, attributes));
     if (attributes.st_size != 0 && !resume) {
         throw terminal::ToolError(path_ +
                                   ": an audit was interrupted here; go on with --resume, or remove "
@@ -60,6 +68,16 @@ void Journal::Take(const json& identity, bool resume) {
     raw_.open(rawPath_, std::ios::binary | std::ios::app);
     if (!raw_) {
         throw terminal::ToolError(terminal::Errno(rawPath_, errno));
+    }
+}
+
+void Journal::Open() {
+    if (file_ >= 0) {
+        ::close(file_);
+    }
+    file_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (file_ < 0) {
+        throw terminal::ToolError(terminal::Errno(path_, errno));
     }
 }
 

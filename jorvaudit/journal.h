@@ -44,6 +44,7 @@ class Journal {
 
   private:
     void Take(const nlohmann::ordered_json& identity, bool resume);
+    void Open();
     void TakeLock() const;
     void Read(const nlohmann::ordered_json& identity);
     void WriteLine(const nlohmann::ordered_json& object);

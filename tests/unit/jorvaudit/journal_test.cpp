@@ -74,6 +74,21 @@ TEST_F(JournalTest, ALockThatIsLetGoSoonIsWaitedFor) {
     end.join();
 }
 
+// Two audits at once: the second waited for the lock of a file that the first removed at its end.
+TEST_F(JournalTest, AnAuditThatEndsWhileItsLockIsWaitedForLeavesNothing) {
+    auto journal = std::make_unique<Journal>(directory_.Path(), kIdentity, false);
+    AddStep(journal.get(), "/a", 3);
+    const std::jthread end([&journal] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        journal->Remove();
+        journal.reset();
+    });
+    Journal second(directory_.Path(), kIdentity, false);
+    EXPECT_FALSE(second.HasStep("/a"));
+    AddStep(&second, "/b", 4);
+    EXPECT_NO_THROW(second.Remove());
+}
+
 // At any byte that the run was killed at, what is whole counts and nothing else.
 TEST_F(JournalTest, EveryTruncationLosesTheLastStepAlone) {
     {
