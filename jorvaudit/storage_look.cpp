@@ -5,12 +5,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <limits>
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
+#include <string_view>
 #include <utility>
 
 #include "jorvaudit/report_json.h"
@@ -102,6 +104,14 @@ bool IsSameDirectory(const std::string& a, const std::string& b) {
 
 }  // namespace
 
+bool VolumeEntry::NamesDevice() const {
+    constexpr std::array<std::string_view, 6> kPrefixes = {
+        "/dev/", "UUID=", "LABEL=", "PARTUUID=", "PARTLABEL=", "//"};
+    return std::ranges::any_of(
+               kPrefixes, [&](std::string_view prefix) { return source.starts_with(prefix); }) ||
+           source.find(":/") != std::string::npos;
+}
+
 StorageFacts AskStorage(const std::string& id) {
     StorageFacts facts;
     facts.tables = storage::JorvConfig::GetInstance()->useFileExtMap != 0;
@@ -115,8 +125,11 @@ StorageFacts AskStorage(const std::string& id) {
     for (const storage::VolMgr::MntEnt& entry : entries) {
         facts.volumes.push_back({entry.source, entry.mountPath});
     }
-    // As the checker does, which keeps them in a set: a volume that is listed twice counts once.
-    std::ranges::stable_sort(facts.volumes, {}, &VolumeEntry::path);
+    // As the checker does, which keeps them in a set: a volume that is listed twice counts once,
+    // by the entry that says more.
+    std::ranges::stable_sort(facts.volumes, {}, [](const VolumeEntry& entry) {
+        return std::pair<const std::string&, bool>(entry.path, !entry.NamesDevice());
+    });
     const auto isSame = [](const VolumeEntry& a, const VolumeEntry& b) { return a.path == b.path; };
     facts.volumes.erase(std::unique(facts.volumes.begin(), facts.volumes.end(), isSame),
                         facts.volumes.end());

@@ -16,6 +16,10 @@ namespace jorvaudit {
 struct VolumeEntry {
     std::string source;
     std::string path;
+
+    /// Whether the table says that something is mounted: it names a device, or a directory of
+    /// another machine.
+    [[nodiscard]] bool NamesDevice() const;
 };
 
 /// What the storage library is configured for.

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <boost/lexical_cast.hpp>
 #include <cerrno>
 #include <memory>
@@ -22,15 +21,6 @@ namespace {
 struct CloseListing {
     void operator()(DIR* listing) const { ::closedir(listing); }
 };
-
-// A table that names a device, or a directory of another machine, says that something is mounted.
-bool NamesDevice(std::string_view source) {
-    constexpr std::array<std::string_view, 6> kPrefixes = {
-        "/dev/", "UUID=", "LABEL=", "PARTUUID=", "PARTLABEL=", "//"};
-    return std::ranges::any_of(
-               kPrefixes, [&](std::string_view prefix) { return source.starts_with(prefix); }) ||
-           source.find(":/") != std::string_view::npos;
-}
 
 bool IsMountPoint(const std::string& path, const struct stat& itself) {
     struct stat parent = {};
@@ -50,7 +40,7 @@ class VolumeWalk {
         } else if (!S_ISDIR(itself.st_mode)) {
             IsMissing(kinds::kVolumeMissing, "not a directory");
         } else {
-            if (NamesDevice(entry.source) && !IsMountPoint(entry.path, itself)) {
+            if (entry.NamesDevice() && !IsMountPoint(entry.path, itself)) {
                 IsMissing(kinds::kVolumeNotMounted, {});
             }
             Walk(entry.path);

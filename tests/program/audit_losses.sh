@@ -81,6 +81,9 @@ for layout in files tables; do
     loss 'container gone' "$empty" 'data container that no volume has: 64 (' sh -c 'rm site/volumes/*/64.*'
     loss 'index gone' "$empty" 'container without an index' sh -c 'rm site/volumes/*/64.bhd'
     loss 'volume not mounted' 8 'volume that is not mounted: ' sed -i 's|^volume \(.*v1\)|/dev/sdx1 \1|' site/fstab
+    loss 'volume listed twice' 0 'Verdict: sound: everything was looked at' sed -i '/v1/p' site/fstab
+    loss 'volume listed twice, once by its device' 8 'volume that is not mounted: ' \
+        sed -i '/v1/{p;s|^volume|/dev/sdx1|}' site/fstab
     loss 'another layout' 8 'configuration for another layout' other_layout
     loss 'another layout and a lost header' 8 'configuration for another layout' eval 'other_layout; rm site/meta/7/7/head/d1/f5'
     loss 'configuration unusable' 8 'configuration that cannot be used' sh -c 'echo "x = 1" >>site/jorv.toml'
