@@ -7,6 +7,7 @@
 
 #include "jorvaudit/report_json.h"
 #include "jorvaudit/toml_entry.h"
+#include "terminal/printable.h"
 #include "terminal/tool_error.h"
 
 namespace jorvaudit {
@@ -33,6 +34,11 @@ Finding WantedBy(const TomlEntry& entry) {
             boost::algorithm::unhex(*digits, std::back_inserter(wanted.name));
         } catch (const boost::algorithm::hex_decode_error&) {
             entry.Refuse("name_bytes must be hexadecimal digits");
+        }
+        // A report has both for a name that is not UTF-8.
+        const std::string name = entry.Text("name").value_or(wanted.name);
+        if (name != wanted.name && name != terminal::Printable(wanted.name)) {
+            entry.Refuse("name and name_bytes are of different names");
         }
     } else {
         wanted.name = entry.Required("name", entry.Text("name"));

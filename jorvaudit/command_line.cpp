@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <cmath>
+#include <csignal>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -252,6 +253,10 @@ int RunCommand(const Command& command) {
     try {
         return command();
     } catch (const terminal::Interrupted& interrupted) {
+        if (interrupted.signal == SIGPIPE) {
+            // What was only printed has lost its reader: this ends as every filter does.
+            terminal::DieOf(SIGPIPE);
+        }
         terminal::PrintError(kProgram, "interrupted by signal " +
                                            std::to_string(interrupted.signal) +
                                            "; go on with --resume");

@@ -105,7 +105,7 @@ if grep -q 'd2/f5.*acknowledged' out; then exit 1; fi
 python3 "$project/tests/program/check_report.py" "$project/docs/formats/audit-report.schema.json" known/report.json
 {
     sed 's/^until.*//' known.toml
-    printf '[[finding]]\nkind = "corrupt-header"\nname = "d0/f6"\ndate = 2026-11-20\n'
+    printf '[[finding]]\nkind = "corrupt-header"\nname = "d0/f6"\nname_bytes = "64302F6636"\ndate = 2026-11-20\n'
     printf '[[finding]]\nkind = "header-without-extents"\nname = "d1/f7"\ndate = 2026-11-20\n'
     printf '[[finding]]\nkind = "image-failed"\nobject = "image"\nname = "weekly:monday:i1"\ndate = 2026-11-20\n'
     for row in files 'extent maps'; do
@@ -126,7 +126,11 @@ date = "soon"' '[[finding]]
 kind = "corrupt-header"
 name = "x"
 date = 2026-01-01
-more = 1'; do
+more = 1' '[[finding]]
+kind = "corrupt-header"
+name = "x"
+name_bytes = "79"
+date = 2026-01-01'; do
     echo "$bad" >bad.toml
     ends 8 "${run[@]}" --output bad --acknowledge bad.toml --resume
     grep -q "^jorvaudit: bad.toml:[0-9]" err
@@ -166,6 +170,14 @@ rm -rf y
 (set +o pipefail; { status=0; "${run[@]}" --output y 2>err || status=$?; echo "$status" >ended; } | true)
 (( $(<ended) == 12 ))
 [[ -e y/report.json ]]
+# What only prints ends as every filter does when its reader goes away.
+python3 - "$audit" show y <<'END'
+import os, signal, subprocess, sys
+reader, writer = os.pipe()
+os.close(reader)
+done = subprocess.run(sys.argv[1:], stdout=writer, stderr=subprocess.PIPE)
+assert (done.returncode, done.stderr) == (-signal.SIGPIPE, b""), done
+END
 ends 8 "$audit" show none
 ends 8 "$audit" show known.toml
 ends 8 "$audit" merge first second --output x
