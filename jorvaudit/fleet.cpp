@@ -74,14 +74,20 @@ void Fleet::Add(FleetShare share, const Report& report) {
     share.files = report.tally[What::kFiles].thereAre;
     share.affected = report.affected.size();
     share.findings = report.findings.size();
+    const bool isWhole = report.counted && report.present.size() == report.parts;
+    if (isWhole) {
+        whole_.insert(share.name);
+    }
     const auto last = lastShares_.find(share.name);
     if (last != lastShares_.end() && last->second.reported && report.counted) {
         share.fresh = static_cast<std::uint64_t>(std::ranges::count_if(
             report.findings,
             [&](const Finding& finding) { return finding.since > last->second.ended; }));
-        // An older report may have been put back: then there can be more than there were.
-        const std::uint64_t before = last->second.findings;
-        share.gone = before - std::min(before, share.findings - *share.fresh);
+        if (isWhole) {
+            // An older report may have been put back: then there can be more than there were.
+            const std::uint64_t before = last->second.findings;
+            share.gone = before - std::min(before, share.findings - *share.fresh);
+        }
     }
     if (!share.problem.empty()) {
         AddProblem(share, report.present.size() < report.parts ? kinds::kReportMissing
@@ -147,12 +153,34 @@ void Fleet::Compare() {
         return;
     }
     difference_ = jorvaudit::Compare(*last_, sum_);
+    std::erase_if(difference_->gone,
+                  [&](const Finding* finding) { return !IsKnownGone(*finding); });
     for (Finding& finding : sum_.findings) {
         const auto same = std::ranges::lower_bound(last_->findings, finding);
         if (same != last_->findings.end() && *same == finding) {
             finding.since = same->since;
         }
     }
+}
+
+// What is about a report is known of every share, what is in it only where it was looked for.
+bool Fleet::IsKnownGone(const Finding& finding) const {
+    if (finding.kind == &kinds::kReportMissing || finding.kind == &kinds::kReportOld) {
+        return true;
+    }
+    // The name is that of the share, and a subject after a colon; both may hold colons.
+    for (std::size_t end = finding.name.find(": ");; end = finding.name.find(": ", end + 1)) {
+        if (whole_.contains(finding.name.substr(0, end))) {
+            return true;
+        }
+        if (end == std::string::npos) {
+            return false;
+        }
+    }
+}
+
+std::string Fleet::TitleOfGone() const {
+    return whole_.size() == shares_.size() ? "Gone" : "Gone, of the shares that were looked at";
 }
 
 int Fleet::Finish() {

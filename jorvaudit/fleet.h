@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "jorvaudit/compare.h"
@@ -64,6 +65,8 @@ class Fleet {
     [[nodiscard]] const Report& Sum() const { return sum_; }
     /// From the last report to this one; nothing where there is no last one.
     [[nodiscard]] const std::optional<Comparison>& Difference() const { return difference_; }
+    /// "Gone", and of which shares that is known where it is not known of all.
+    [[nodiscard]] std::string TitleOfGone() const;
 
   private:
     void AddProblem(const FleetShare& share, const Kind& kind);
@@ -71,6 +74,7 @@ class Fleet {
     void AddRow(const FleetShare& share, const FleetCause& cause, const std::string& subject);
     void Count(const Report& report);
     void Compare();
+    [[nodiscard]] bool IsKnownGone(const Finding& finding) const;
 
     const std::string directory_;
     const std::int64_t now_;
@@ -81,6 +85,7 @@ class Fleet {
     Metrics metrics_;
     std::optional<Report> last_;  ///< its findings
     std::map<std::string, FleetShare> lastShares_;
+    std::unordered_set<std::string> whole_;  ///< shares all of whose parts looked at something
     std::optional<Comparison> difference_;
 };
 

@@ -414,7 +414,7 @@ void WriteDifference(const Fleet& fleet, std::ostream& out) {
     if (!fleet.Difference()) {
         return;
     }
-    const auto list = [&](const char* title, const std::vector<const Finding*>& findings) {
+    const auto list = [&](const std::string& title, const std::vector<const Finding*>& findings) {
         out << "<h3>" << title << " (" << findings.size() << ")</h3><ul>\n";
         for (const Finding* const finding :
              std::span(findings).first(std::min(findings.size(), kMostRows))) {
@@ -426,7 +426,7 @@ void WriteDifference(const Fleet& fleet, std::ostream& out) {
     out << "<section aria-labelledby=\"difference\"><h2 id=\"difference\">Since the last "
            "report</h2>";
     list("New", fleet.Difference()->appeared);
-    list("Gone", fleet.Difference()->gone);
+    list(fleet.TitleOfGone(), fleet.Difference()->gone);
     out << "</section>";
 }
 

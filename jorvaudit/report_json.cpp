@@ -115,6 +115,8 @@ json ShareJson(const FleetShare& share) {
     object["findings"] = share.findings;
     if (share.fresh) {
         object["new"] = *share.fresh;
+    }
+    if (share.gone) {
         object["gone"] = *share.gone;
     }
     return object;

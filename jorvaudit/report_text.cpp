@@ -176,7 +176,7 @@ std::string TextOf(const Fleet& fleet) {
     text += "\n" + CoverageText(fleet.Sum()) + CausesText(fleet);
     if (fleet.Difference()) {
         text += "\nSince the last report\n" + ListText("New", fleet.Difference()->appeared) +
-                ListText("Gone", fleet.Difference()->gone);
+                ListText(fleet.TitleOfGone(), fleet.Difference()->gone);
     }
     return text;
 }
